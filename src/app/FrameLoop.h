@@ -1,0 +1,9 @@
+// One call draws the current room once and accounts for it.
+#pragma once
+
+struct Application;
+
+// Draws one or two eye images, the graph, finishes, prints the statistics line, steers the detail
+// and captures while recording. Main thread, frame lock held. Does nothing in a window without
+// area.
+void RenderFrame(Application& app);

@@ -1,0 +1,37 @@
+// Multi-channel grid of 32-bit integers stored as one gzip stream, flat or as a difference
+// pyramid. Knows nothing of meshes or textures; see docs for the stream layout.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+enum CodecNumber : int { CODEC_FLAT = 1, CODEC_PYRAMID = 2 };
+
+typedef struct gzFile_s* gzFile;
+
+class Codec {
+public:
+    // Largest number of values (width x height x channels) that Load accepts: 2^27, a 4096 x 4096
+    // mesh of eight channels. A header may claim anything; memory is taken only after this check.
+    static constexpr std::int64_t kMaxValues = std::int64_t{1} << 27;
+
+    bool ok = true;  // cleared when a read runs past the end of the data
+    std::int32_t width = 0;
+    std::int32_t height = 0;
+    std::int32_t channels = 0;
+    std::int32_t bytesPerValue = 0;
+    std::vector<std::vector<std::int32_t>> data;  // one array per channel, index y * width + x
+
+    // Sets the sizes and resizes every array; values that exist keep their place, new ones are 0.
+    void Init(std::int32_t columns, std::int32_t rows, std::int32_t channelCount,
+              std::int32_t bitsPerValue);
+    // Reads the stream at the descriptor's position through a duplicate; the caller's descriptor
+    // stays open. False, with one line on standard error, for a bad header. Short data loads as
+    // zeros after one line and still gives true.
+    bool Load(int fd);
+    // Writes the contents through a duplicate of the descriptor. CODEC_PYRAMID turns the arrays
+    // into coefficients. False, with one line, for an unknown codec or a stream that cannot open.
+    bool Save(int fd, int codec);
+    // One big-endian value of 1 to 4 bytes, sign-extended; 0 after the end of the data.
+    std::int32_t ReadInt(gzFile stream, int bytes);
+};

@@ -1,0 +1,42 @@
+// An 8-bit image of one to four channels with its file format and the PPM writer of captures.
+// Knows nothing of drivers; they record their uploads here.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+
+class Texture {
+public:
+    std::int32_t width = 0;
+    std::int32_t height = 0;
+    std::int32_t channels = 4;       // 1 grey, 2 grey + alpha, 3 RGB, 4 RGBA
+    std::uint8_t* pixels = nullptr;  // row-major, interleaved, owned (realloc/free)
+    // Drivers note their uploaded copy under a key of their own; emptied on load and reload.
+    std::map<const void*, std::uint32_t> uploads;
+    bool filter = true;  // drivers apply their filtering setting, else nearest
+    bool mipmap = true;  // drivers build mipmaps and apply their mipmapping setting
+
+    Texture() = default;
+    virtual ~Texture();
+    // Copies take sizes, pixels and flags; their uploads start empty. Moves hand over all.
+    Texture(const Texture& other);
+    Texture(Texture&& other) noexcept;
+    Texture& operator=(Texture other) noexcept;
+
+    virtual bool WantsMipmaps() const { return mipmap; }
+
+    // Allocates zeroed pixels; false, leaving the image as it was, when sizes are out of range.
+    bool SetSize(int columns, int rows, int channelCount);
+    // Reads a texture file ("-": standard input). False with one line on failure; size, pixels
+    // and flags stay (but for flags already read from the header).
+    bool Load(const std::string& path);
+    // The same from an open descriptor, which is closed unless it is standard input.
+    bool Load(int fd);
+    bool Save(const std::string& path, int codec) const;
+    // Binary PGM (1 or 2 channels) or PPM (3 or 4), last row first ("-": standard output).
+    // Follows no symbolic link and opens regular files only. False, silently, when it cannot open.
+    bool SavePPM(const std::string& path) const;
+    // Takes size, channels and pixels of another image; flags stay, uploads are emptied.
+    void TakeContents(const Texture& other);
+};

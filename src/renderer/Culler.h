@@ -1,0 +1,48 @@
+// Visibility tests of one view: frustum, size in pixels, occlusion buffer.
+#pragma once
+
+#include <set>
+#include <vector>
+
+#include "spatial/Matrix.h"
+#include "spatial/Plane.h"
+
+class GeoImage;
+class Object;
+class Occlusion;
+class Octree;
+
+class Culler {
+public:
+    static constexpr int kMaxPlanes = 32;
+
+    // Starts a view: identity matrix, no planes, nothing rejected, no occlusion buffer. height in
+    // pixels, fov vertical in degrees. record: every decision goes to the visibility stream.
+    void Begin(float height, float fov, bool record);
+    void End();
+    // A plane in camera space, normal inward. False when kMaxPlanes are held already.
+    bool AddPlane(const vec3& point, const vec3& normal);
+    // Model-view matrix of the object under test.
+    void SetMatrix(const Matrix& modelView) { m_matrix = modelView; }
+    void SetOcclusion(Occlusion* occlusion) { m_occlusion = occlusion; }
+    // Whether the object's own mesh may be seen. An object found invisible stays so for the view.
+    bool TestObject(Object* object);
+    // Appends the children found by walking the object's octree under the current matrix.
+    void VisibleChildren(Object* object, std::vector<Object*>& out);
+
+    const std::vector<Plane>& Planes() const { return m_planes; }
+    const Matrix& ModelView() const { return m_matrix; }
+
+private:
+    float m_scale = 0;  // pixels per unit of size at distance 1
+    bool m_recording = false;
+    std::set<Object*> m_rejected;
+    std::vector<Plane> m_planes;
+    Matrix m_matrix;
+    Occlusion* m_occlusion = nullptr;
+
+    bool MeshInFrustum(const GeoImage& mesh) const;
+    bool BoxUnoccluded(const Box& box) const;
+    bool SphereUnoccluded(const vec3& centre, float radius) const;
+    void WalkNode(Octree& node, std::vector<Object*>& out);
+};

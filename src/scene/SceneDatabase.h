@@ -1,0 +1,62 @@
+// Shared resources of all rooms, and who must hear when an object or a resource goes away.
+#pragma once
+
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "geometry/ResourceManager.h"
+#include "scene/Shader.h"
+
+class Driver;
+class Object;
+class Renderer;
+
+// Used under the scene lock (commands) and under the frame lock (everything). Deletions reach the
+// renderers at once; drivers, whose graphics context belongs to the main thread, through a queue.
+class SceneDatabase {
+public:
+    SceneDatabase();
+
+    void AddRenderer(Renderer* renderer);
+    void AddDriver(Driver* driver);
+    void RemoveDriver(Driver* driver);
+    const std::set<Renderer*>& Renderers() const { return m_renderers; }
+    const std::set<Driver*>& Drivers() const { return m_drivers; }
+
+    // The shared resource of that name, or null (its loader has printed why). force reloads.
+    // Counts no user; records the name, under the null pointer too.
+    GeoImage* GetMesh(const std::string& name, bool force);
+    Texture* GetTexture(const std::string& name, bool force);
+    void AddRefMesh(GeoImage* mesh) { m_meshes.AddRef(mesh); }
+    void AddRefTexture(Texture* texture) { m_textures.AddRef(texture); }
+    void ReleaseMesh(GeoImage* mesh);
+    void ReleaseTexture(Texture* texture);
+    void AddRefShader(const Shader& shader);
+    void ReleaseShader(const Shader& shader);
+    void ReleaseShaderList(const std::vector<Shader>& list);
+    // The name a resource was asked for under; "null://" when unknown.
+    std::string ResourceName(const void* resource) const;
+    // Reads again every resource known under the name.
+    void Reload(const std::string& name);
+    // Tells every renderer to forget the object.
+    void ObjectDeleted(Object* object);
+    // Frees the tree below and including the object, giving back all its resources. The entry in
+    // the parent's children map and octree is the caller's. Null: nothing.
+    void DestroyObject(Object* object);
+
+    // Lets the drivers drop what they hold for released resources. Main thread, with the driver's
+    // window set, before anything is drawn.
+    void DrainPurges();
+
+private:
+    std::set<Renderer*> m_renderers;  // not owned
+    std::set<Driver*> m_drivers;      // not owned
+    std::map<const void*, std::string> m_names;
+    ResourceManager<Texture> m_textures;
+    ResourceManager<GeoImage> m_meshes;
+    // Addresses of resources that are gone: keys of driver maps, never dereferenced.
+    std::vector<GeoImage*> m_releasedMeshes;
+    std::vector<Texture*> m_releasedTextures;
+};
