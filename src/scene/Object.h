@@ -6,6 +6,7 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "scene/Shader.h"
@@ -61,7 +62,8 @@ public:
 private:
     std::unique_ptr<Octree> m_octree;
 
-    float Extent(const Object* child) const;
+    static float Extent(const Object* child);
     void RecomputeRadius();
+    void WidenRadius(float extent);
     void UpdateInParent(const vec3& oldPosition, float oldRadius);
 };

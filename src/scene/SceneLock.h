@@ -6,12 +6,14 @@
 #include <condition_variable>
 #include <cstdint>
 #include <mutex>
+#include <set>
 
 // Held while one interpreter command runs, from a scene file or from the console.
 extern pthread_mutex_t sceneLock;
 
 // Excludes commands from frames, camera steps, key and mouse handling. First come, first served:
 // the main thread re-takes it at once on every pass, and a plain mutex would starve the console.
+// Waiting is no cancellation point; who holds the lock must not be cancelled either.
 class FrameLock {
 public:
     void lock();
@@ -23,8 +25,8 @@ private:
     std::mutex m_mutex;
     std::condition_variable m_changed;
     std::uint64_t m_nextTicket = 0;
-    std::uint64_t m_nowServing = 0;
-    bool m_held = false;
+    std::uint64_t m_nowServing = 0;       // the ticket that holds the lock, or takes it next
+    std::set<std::uint64_t> m_abandoned;  // tickets of tries that gave up
 };
 
 extern FrameLock frameLock;

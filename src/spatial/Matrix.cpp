@@ -1,0 +1,98 @@
+// Matrix arithmetic of the renderer: products, rigid inverses and the frames of scene objects.
+// Knows nothing of scene objects themselves.
+#include "spatial/Matrix.h"
+
+namespace {
+
+// Keeps the division defined for zero vectors; far below the resolution of a unit length.
+constexpr float kTinyLength = 1e-12F;
+
+vec3 Unit(const vec3& v) {
+    const float length = Length(v) + kTinyLength;
+    return {v.x / length, v.y / length, v.z / length};
+}
+
+bool IsZero(const vec3& v) {
+    return v == vec3{};
+}
+
+// One row of the rotation applied to v, plus an offset. Extended precision: large translations
+// cancel here, and the rounding would make far objects tremble.
+float RowTimes(const Matrix& m, int row, const vec3& v, double offset) {
+    const auto term = [&](int column, float value) {
+        return static_cast<long double>(m[4 * column + row]) * value;
+    };
+    return static_cast<float>(term(0, v.x) + term(1, v.y) + term(2, v.z) + offset);
+}
+
+void SetColumn(Matrix& m, int column, const vec3& v) {
+    m[4 * column] = v.x;
+    m[4 * column + 1] = v.y;
+    m[4 * column + 2] = v.z;
+}
+
+}  // namespace
+
+Matrix::Matrix() : m_elements{1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1} {}
+
+vec3 Matrix::Translation() const {
+    return {static_cast<float>(m_elements[12]), static_cast<float>(m_elements[13]),
+            static_cast<float>(m_elements[14])};
+}
+
+vec3 Matrix::Transform(const vec3& point) const {
+    return {RowTimes(*this, 0, point, m_elements[12]), RowTimes(*this, 1, point, m_elements[13]),
+            RowTimes(*this, 2, point, m_elements[14])};
+}
+
+vec3 Matrix::Rotate(const vec3& direction) const {
+    return {RowTimes(*this, 0, direction, 0), RowTimes(*this, 1, direction, 0),
+            RowTimes(*this, 2, direction, 0)};
+}
+
+Matrix Matrix::RigidInverse() const {
+    const Matrix& m = *this;
+    Matrix inverse;
+    for (int axis = 0; axis < 3; ++axis) {
+        for (int row = 0; row < 3; ++row)
+            inverse[4 * axis + row] = m[4 * row + axis];
+        const int column = 4 * axis;
+        inverse[12 + axis] = -(m[column] * m[12] + m[column + 1] * m[13] + m[column + 2] * m[14]);
+    }
+    return inverse;
+}
+
+Matrix Matrix::Frame(const vec3& pos, const vec3& point, const vec3& up) {
+    vec3 z = Unit(point);
+    vec3 x = Unit(Cross(up, z));
+    vec3 y = Unit(Cross(z, x));
+    if (IsZero(y)) {
+        // No upright direction is left. Any other axis will do; it need not be perpendicular.
+        y = {z.y, z.z, z.x};
+        x = Cross(y, z);
+        if (IsZero(x)) {
+            x = {1, 0, 0};
+            y = {0, 1, 0};
+            z = {0, 0, 1};
+        }
+    }
+    Matrix frame;
+    SetColumn(frame, 0, x);
+    SetColumn(frame, 1, y);
+    SetColumn(frame, 2, z);
+    SetColumn(frame, 3, pos);
+    return frame;
+}
+
+Matrix operator*(const Matrix& a, const Matrix& b) {
+    Matrix product;
+    for (int column = 0; column < 4; ++column) {
+        for (int row = 0; row < 4; ++row) {
+            double sum = 0;
+            for (int k = 0; k < 4; ++k)
+                sum += a[4 * k + row] * b[4 * column + k];
+            product[4 * column + row] = sum;
+        }
+    }
+    return product;
+}

@@ -2,8 +2,6 @@
 // Never owns or dereferences objects in its destructor: they may be gone before it.
 #pragma once
 
-#include <array>
-#include <memory>
 #include <set>
 #include <vector>
 
@@ -24,8 +22,9 @@ public:
     Octree* Insert(Object* object);
     // The node where the object belongs; creates empty nodes on the way.
     Octree* FindNode(Object* object);
-    // Takes out an object whose position and radius have not changed since insertion. May delete
-    // this node. False, with warnings on standard error, when no node up to the root has it.
+    // Takes out an object whose position and radius have not changed since insertion and clears
+    // its octree link. May delete this node. False, with warnings on standard error, when no node
+    // up to the root has it.
     bool Remove(Object* object);
     // The same for an object that has moved or grown: its old sphere is given.
     bool RemoveAt(Object* object, const vec3& oldPosition, float oldRadius);
@@ -54,6 +53,16 @@ private:
     std::set<Object*> m_objects;
     std::vector<Octree*> m_children;  // empty, or 8 owned slots
 
+    // Slot of the object's sphere; -1 in an unsplit node and for one that touches a split plane.
     int ChildIndex(const Object* object) const;
+    // The node in that slot, created when absent.
+    Octree* ChildAt(int index);
+    bool HasChildren() const;
+    void Hold(Object* object);
+    void RecomputeBounds();
+    // Sets the split point and the divided axes: those that cut the fewest objects.
+    void ChooseSplit();
+    void Redistribute();
+    // Deletes this node if it is empty, then every ancestor that this leaves empty.
     void Prune();
 };
