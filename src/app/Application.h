@@ -2,6 +2,7 @@
 #pragma once
 
 #include <X11/Xlib.h>
+#include <pthread.h>
 
 #include <atomic>
 #include <string>
@@ -38,18 +39,21 @@ struct Application {
     Display* display = nullptr;
     Window topWindow = 0;
     Window renderWindow = 0;
+    Colormap renderColormap = 0;
     Atom deleteWindow = 0;  // WM_DELETE_WINDOW, taken as the quit key
     int windowWidth = 640;
     int windowHeight = 480;
     std::string driverName;
     Renderer* renderer = nullptr;
-    Driver* driver = nullptr;
+    Driver* driver = nullptr;  // null only after a driver switch that left none to draw with
     SceneDatabase* database = nullptr;
     Command* command = nullptr;
     Room* currentRoom = nullptr;                // drawn by the frame loop; null draws nothing
     std::string recname;                        // base name of captured frames
     std::atomic<bool> redrawRequested = false;  // set by both threads, cleared by the main one
     std::vector<std::string> positional;        // scene files of the command line
+    pthread_t consoleThread = 0;                // valid while hasConsole
+    bool hasConsole = false;
 
     ShellValues shell;
     Camera camera;  // the camera in use
@@ -70,3 +74,11 @@ struct Application {
 
     SceneSelection Selection() { return {*command, *registry, camera, currentRoom, recname}; }
 };
+
+// Builds the whole system in its fixed order, up to the mapped window. False when it cannot be
+// run: the reason has been printed, nothing is saved and nothing is deleted.
+bool StartUp(Application& app, int argc, char** argv);
+// Stops the console, saves all settings, deletes everything and writes the registry. False when a
+// console command was still running after waiting: then settings and registry are written all the
+// same, but everything that command may use is left as it is.
+bool ShutDown(Application& app);
