@@ -69,7 +69,7 @@ struct Application {
     bool drawRightEye = true;
     float pathTime = 0;
     float lightTime = 0;
-    int shakeVisits = 0;  // children visited by the jiggler so far
+    int shakeVisits = 0;  // children visited by the jiggler, modulo its interval
     FrameState frame;
 
     SceneSelection Selection() { return {*command, *registry, camera, currentRoom, recname}; }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <cstdint>
 #include <memory>
 
 class GeoImage;
@@ -11,15 +12,27 @@ struct FrameState {
     static constexpr int kRingSize = 64;
 
     std::array<float, kRingSize> rates{};  // recent frame rates, frames per second
-    int writeIndex = 0;
-    int smoothedFrameTime = 0;  // milliseconds
-    int recordedTime = 0;       // milliseconds of rendering while recording
-    unsigned lastTime = 0;      // milliseconds, end of the previous frame's bookkeeping
+    int writeIndex = 0;                    // entry of the present frame, else the oldest one
+    int smoothedFrameTime = 0;             // milliseconds
+    std::int64_t recordedTime = 0;         // milliseconds of rendering while recording
+    unsigned lastTime = 0;                 // milliseconds, end of the previous frame's bookkeeping
     bool firstFrame = true;
-    float graphScale = 60;
+    float graphScale = 60;                // frames per second that reach half way up the view
     std::unique_ptr<GeoImage> graphMesh;  // created at the first frame
     std::unique_ptr<Texture> graphTexture;
 
     FrameState();
     ~FrameState();
+
+    // Mixes a frame's time into the smoothed one and enters the rate that follows from it. A frame
+    // shorter than a millisecond can make that rate infinite.
+    void AddFrameTime(int milliseconds);
+    // Mean of the ring.
+    float AverageRate() const;
+    // Makes the next entry of the ring the present one.
+    void Advance() { writeIndex = (writeIndex + 1) % kRingSize; }
 };
+
+// The mesh detail scale that brings frames of the given time closer to capture rate; the scale
+// itself where the inputs make no sense.
+float SteeredDetailScale(float scale, float captureRate, int frameMilliseconds);

@@ -1,0 +1,83 @@
+// Writes recorded frames: numbered PNG pictures and a control file of their times.
+// Names come from scene files and the registry, so no shell and no format string ever sees them.
+#include "app/FrameCapture.h"
+
+#include <fcntl.h>
+#include <png.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <vector>
+
+#include "geometry/Texture.h"
+
+namespace {
+
+constexpr const char* kScratchPicture = "/tmp/foo.ppm";
+constexpr int kTicksPerSecond = 30;  // of the control file
+
+// Opens a regular file for writing, made when missing; null for anything else that stands there,
+// without following a link or waiting for a pipe.
+FILE* OpenOutput(const std::string& path, bool append) {
+    const int flags = O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
+    const int fd = open(path.c_str(), flags | (append ? O_APPEND : 0), 0666);
+    if (fd < 0) return nullptr;
+    struct stat status {};
+    const bool regular = fstat(fd, &status) == 0 && S_ISREG(status.st_mode);
+    const bool ready = regular && (append || ftruncate(fd, 0) == 0);
+    FILE* file = ready ? fdopen(fd, append ? "a" : "w") : nullptr;
+    if (!file) close(fd);
+    return file;
+}
+
+// Grey or RGB, first row at the top; alpha is dropped.
+std::vector<png_byte> UprightPixels(const Texture& picture, std::size_t kept) {
+    const auto width = static_cast<std::size_t>(picture.width);
+    const auto height = static_cast<std::size_t>(picture.height);
+    const auto channels = static_cast<std::size_t>(picture.channels);
+    std::vector<png_byte> pixels(width * height * kept);
+    png_byte* out = pixels.data();
+    for (std::size_t row = height; row-- > 0;) {
+        const std::uint8_t* in = picture.pixels + row * width * channels;
+        for (std::size_t column = 0; column < width; ++column, in += channels) {
+            for (std::size_t byte = 0; byte < kept; ++byte)
+                *out++ = in[byte];
+        }
+    }
+    return pixels;
+}
+
+void WritePNG(const Texture& picture, const std::string& path) {
+    FILE* file = OpenOutput(path, false);
+    if (!file) return;
+    const bool grey = picture.channels < 3;
+    png_image image{};
+    image.version = PNG_IMAGE_VERSION;
+    image.width = static_cast<png_uint_32>(picture.width);
+    image.height = static_cast<png_uint_32>(picture.height);
+    image.format = grey ? PNG_FORMAT_GRAY : PNG_FORMAT_RGB;
+    const std::vector<png_byte> pixels = UprightPixels(picture, grey ? 1 : 3);
+    const bool written = png_image_write_to_stdio(&image, file, 0, pixels.data(), 0, nullptr) != 0;
+    const bool closed = std::fclose(file) == 0;
+    if (!written || !closed) unlink(path.c_str());  // half a picture is worse than none
+}
+
+}  // namespace
+
+void AppendFrameTime(const std::string& baseName, std::int64_t milliseconds, int frameNumber) {
+    FILE* file = OpenOutput(baseName + "-control", true);
+    if (!file) return;
+    std::fprintf(file, "%lld %d\n", static_cast<long long>(milliseconds * kTicksPerSecond / 1000),
+                 frameNumber);
+    std::fclose(file);
+}
+
+void WriteFrame(const Texture& picture, const std::string& baseName, int frameNumber) {
+    char number[32];
+    std::snprintf(number, sizeof number, "-%04d.png", frameNumber);
+    picture.SavePPM(kScratchPicture);
+    if (picture.pixels && picture.width > 0 && picture.height > 0) {
+        WritePNG(picture, baseName + number);
+    }
+}

@@ -1,0 +1,44 @@
+// Frame times, frame rates and the detail that follows from them.
+// Knows nothing of clocks or drawing.
+#include "app/FrameState.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "geometry/GeoImage.h"
+#include "geometry/Texture.h"
+
+namespace {
+
+constexpr double kMinDetail = 0.0001;
+constexpr double kMaxDetail = 100;
+// Share of the wanted scale taken over in one frame: detail is dropped faster than it is added.
+constexpr double kDropShare = 0.3;
+constexpr double kRaiseShare = 0.2;
+
+}  // namespace
+
+FrameState::FrameState() = default;
+FrameState::~FrameState() = default;
+
+void FrameState::AddFrameTime(int milliseconds) {
+    smoothedFrameTime = static_cast<int>((std::int64_t{milliseconds} + smoothedFrameTime) / 2);
+    rates[static_cast<unsigned>(writeIndex)] = 1000.0F / static_cast<float>(smoothedFrameTime);
+}
+
+float FrameState::AverageRate() const {
+    float sum = 0;
+    for (const float rate : rates) {
+        sum += rate;
+    }
+    return sum * (1.0F / kRingSize);
+}
+
+float SteeredDetailScale(float scale, float captureRate, int frameMilliseconds) {
+    const double now = scale;
+    const double wanted = now * (1000.0 / captureRate) / frameMilliseconds;
+    if (std::isnan(wanted)) return std::isnan(scale) ? 1.0F : scale;
+    const double target = std::clamp(wanted, kMinDetail, kMaxDetail);
+    const double share = now > target ? kDropShare : kRaiseShare;
+    return static_cast<float>(share * target + (1 - share) * now);
+}

@@ -1,0 +1,48 @@
+// The one line that the terminal shows about the frame just drawn.
+// Knows nothing of how the numbers came about.
+#include "app/StatisticsLine.h"
+
+#include <cstdio>
+#include <limits>
+
+#include "settings/StatisticNames.h"
+
+namespace {
+
+// Truncated toward zero; what no int can hold becomes the nearest one, not-a-number becomes 0.
+int Count(const Statistics& statistics, const char* name) {
+    using Limits = std::numeric_limits<int>;
+    const double value = Statistic(statistics, name);
+    if (value >= Limits::max()) return Limits::max();
+    if (value <= Limits::min()) return Limits::min();
+    return value == value ? static_cast<int>(value) : 0;
+}
+
+// Hits in per cent, entries and size of a cache. A cache that nobody asked shows the quotient 0/0.
+void PrintCache(char letter, const Statistics& statistics) {
+    constexpr double kMebibyte = 1048576;
+    const double accesses = Statistic(statistics, stat_names::kCacheAccesses);
+    std::printf("%c%.0f%%/%.0f/%.1fM ", letter,
+                100.0 * Statistic(statistics, stat_names::kCacheHits) / accesses,
+                double{Statistic(statistics, stat_names::kCacheEntries)},
+                Statistic(statistics, stat_names::kCacheSize) / kMebibyte);
+}
+
+}  // namespace
+
+void PrintStatisticsLine(const FrameSummary& frame, const Statistics& renderer,
+                         const Statistics& driver) {
+    std::printf("f%d fov=%.1f F%.1f", frame.frameNumber, double{frame.fov}, double{frame.rate});
+    if (frame.rateCapped) std::printf("/%2.1f", double{frame.caprate});
+    std::printf(" L%0.1f ", double{frame.lodScale});
+    PrintCache('H', renderer);
+    PrintCache('D', driver);
+    std::printf("V%d(%d)/%d,%d,%d ", Count(renderer, stat_names::kRendered),
+                Count(renderer, stat_names::kCachedVisibility),
+                Count(renderer, stat_names::kTraversed), Count(renderer, stat_names::kDrawn),
+                Count(renderer, stat_names::kPolys));
+    std::printf("P%d ", Count(renderer, stat_names::kPasses));
+    if (frame.shadows) std::printf("S%d ", Count(renderer, stat_names::kShadowVolumes));
+    std::printf("   \r");
+    std::fflush(stdout);
+}
