@@ -69,7 +69,9 @@ void InvalidateTree(Object* object) {
     object->InvalidateTree();
 }
 
+// Where descendants were last seen is cached by place too, and they move along.
 void SetPos(Object* object, const vec3& position) {
+    object->InvalidateTree();
     object->SetPosition(position);
 }
 
