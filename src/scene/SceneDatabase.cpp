@@ -2,9 +2,9 @@
 // what needs a graphics context waits in a queue for the main thread.
 #include "scene/SceneDatabase.h"
 
-#include "scene/Object.h"
 #include "renderer/Renderer.h"
 #include "drivers/Driver.h"
+#include "scene/Object.h"
 
 SceneDatabase::SceneDatabase() : m_textures("texture"), m_meshes("mesh") {}
 
