@@ -1,7 +1,8 @@
-// Visibility tests of one view: frustum, size in pixels, occlusion buffer.
+// Visibility tests of one view: frustum, size in pixels, occlusion buffer. Knows objects, their
+// meshes and octrees; nothing of drawing.
 #pragma once
 
-#include <set>
+#include <unordered_set>
 #include <vector>
 
 #include "spatial/Matrix.h"
@@ -11,6 +12,9 @@ class GeoImage;
 class Object;
 class Occlusion;
 class Octree;
+
+// Tangent of half a vertical field of view in degrees; 0, negative or huge for odd angles.
+float HalfViewTangent(float fov);
 
 class Culler {
 public:
@@ -24,19 +28,24 @@ public:
     bool AddPlane(const vec3& point, const vec3& normal);
     // Model-view matrix of the object under test.
     void SetMatrix(const Matrix& modelView) { m_matrix = modelView; }
+    // Not owned; null for no occlusion tests.
     void SetOcclusion(Occlusion* occlusion) { m_occlusion = occlusion; }
     // Whether the object's own mesh may be seen. An object found invisible stays so for the view.
     bool TestObject(Object* object);
     // Appends the children found by walking the object's octree under the current matrix.
     void VisibleChildren(Object* object, std::vector<Object*>& out);
+    // Whether the volume that the mesh's box sweeps when pushed away from a light (object
+    // coordinates) by length may reach into the view. A null mesh has none.
+    bool ShadowVolumeVisible(const GeoImage* mesh, const vec3& light, float length) const;
+    // Forgets an object that is about to go.
+    void Forget(Object* object) { m_rejected.erase(object); }
 
     const std::vector<Plane>& Planes() const { return m_planes; }
-    const Matrix& ModelView() const { return m_matrix; }
 
 private:
     float m_scale = 0;  // pixels per unit of size at distance 1
     bool m_recording = false;
-    std::set<Object*> m_rejected;
+    std::unordered_set<Object*> m_rejected;
     std::vector<Plane> m_planes;
     Matrix m_matrix;
     Occlusion* m_occlusion = nullptr;
@@ -44,5 +53,6 @@ private:
     bool MeshInFrustum(const GeoImage& mesh) const;
     bool BoxUnoccluded(const Box& box) const;
     bool SphereUnoccluded(const vec3& centre, float radius) const;
+    bool AcceptNode(const Octree& node, const Box& bounds) const;
     void WalkNode(Octree& node, std::vector<Object*>& out);
 };

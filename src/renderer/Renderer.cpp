@@ -1,0 +1,123 @@
+// Settings, lifecycle and the light of a shadow pass.
+#include "renderer/Renderer.h"
+
+#include "drivers/Driver.h"
+#include "scene/Light.h"
+#include "scene/Object.h"
+#include "scene/Room.h"
+
+#include <cassert>
+#include <cmath>
+#include <numbers>
+
+namespace {
+
+struct Declaration {
+    const char* name;
+    float min;
+    float max;
+    float step;
+    float initial;
+    const char* description;
+};
+
+constexpr Declaration kSettings[] = {
+    {"F", 0, 0, 0, 0, "Rendering features"},
+    {"F_blend", 0, 1, 1, 1, "Enable blended effect passes"},
+    {"F_functs", 0, 1, 1, 1, "Enable mesh functors (reflections and other effects)"},
+    {"F_shadows", 0, 1, 1, 0, "Enable shadows"},
+    {"P", 0, 0, 0, 0, "Performance/quality tweaks"},
+    {"P_LODmax", 0, 20, 0.1F, 1, "Maximum mesh detail (>1 = add more detail!)"},
+    {"P_LODmaxPolys", -1, 10, 0.1F, -1, "Maximum polys allowed in a mesh (10^; -1 = Inf)"},
+    {"P_LODscale", 0, 1000, 0.1F, 1, "Global mesh detail scale"},
+    {"P_LODcache", 0, 16, 1, 12, "Number of entries in the LOD cache (exponential)"},
+    {"P_LODcachesize", 0, 1048576, 1024, 32768, "Size of LOD cache (in kilobytes)"},
+    {"P_LODdrain", 0, 1, 0.01F, 0.1F, "Ratio of extra to drain from LOD cache on full"},
+    {"P_LODstep", 1, 64, 1, 8, "Granularity of LOD cache (higher = finer)"},
+    {"P_shaderDetail", 0, 1000, 1, 4, "Maximum number of detail levels per object pass"},
+    {"P_shadowLOD", 0, 2, 0.1F, 1, "Shadow detail (relative to global detail)"},
+    {"P_LODmaxShadow", 0, 20, 0.1F, 1, "Maximum shadow detail"},
+    {"P_LODmaxShadowPolys", -1, 10, 0.1F, -1, "Maximum polys allowed in a shadow (10^; -1 = Inf)"},
+    {"P_mipmesh", 0, 1, 1, 1, "Whether to mipmap mesh LOD decimation"},
+    {"P_occlusion", 0, 1, 1, 1, "Whether to use the occlusion buffer (if available)"},
+    {"P_virtlights", 0, 1, 1, 1, "Virtualize lights instead of doing multipass"},
+    {"R", 0, 0, 0, 0, "Renderer debugging settings"},
+    {"R_recordvis", 0, 1, 1, 0, "Record the visibility stream"},
+};
+
+constexpr std::size_t kUsualTreeDepth = 32;  // deeper trees let the matrix stack grow once
+constexpr float kHemisphereAngle = 90;       // degrees; a spot this wide lights a half-space
+
+}  // namespace
+
+Renderer::Renderer() {
+    for (const Declaration& setting : kSettings) {
+        Declare(setting.name, setting.min, setting.max, setting.step, setting.description) =
+            setting.initial;
+    }
+    m_matrixStack.reserve(kUsualTreeDepth);
+}
+
+Renderer::~Renderer() = default;
+
+void Renderer::ForgetObject(Object* object) {
+    // A room is looked up by its address alone: it may be half destroyed already.
+    for (auto entry = m_visCache.begin(); entry != m_visCache.end();) {
+        if (static_cast<Object*>(entry->first) == object) {
+            entry = m_visCache.erase(entry);
+        } else {
+            entry->second.erase(object);
+            ++entry;
+        }
+    }
+    m_viewCuller.Forget(object);
+    m_lightCuller.Forget(object);
+    // Between frames the deferred lists are empty, so that deleting a big scene searches nothing.
+    const auto isObject = [object](const DepthKey& entry) { return entry.object == object; };
+    if (m_drawnObjects.erase(object) != 0) std::erase_if(m_litObjects, isObject);
+    if (m_objectLights.erase(object) != 0) std::erase_if(m_blendObjects, isObject);
+}
+
+// Loads one light alone and leaves in m_lightCuller the space in which casters matter: what lies
+// beyond a view plane that faces away from the light cannot throw a shadow into the view, nor can
+// what lies outside a spot.
+vec3 Renderer::SetupLight(const Light* light) {
+    assert(m_matrixStack.size() == 1);
+    const Matrix& view = m_matrixStack.front();
+    m_lightCuller.Begin(static_cast<float>(m_viewHeight), m_camera.fov, false);
+    const vec3 position = view.Transform(light->pos);
+    m_driver->LoadMatrix(view);
+    m_driver->ClearLights();
+    m_driver->AddLight(light);
+    AddFacingPlanes(position);
+    AddSpotPlanes(*light, position);
+    return position;
+}
+
+// Planes that the light lies outside of are left out: shadows fall into the view from there.
+void Renderer::AddFacingPlanes(const vec3& lightPosition) {
+    for (const Plane& plane : m_viewCuller.Planes()) {
+        if (Dot(lightPosition - plane.Point(), plane.Normal()) >= 0) {
+            m_lightCuller.AddPlane(plane.Point(), plane.Normal());
+        }
+    }
+}
+
+// A narrow spot is bounded by the half-space before it and a square pyramid around its cone.
+void Renderer::AddSpotPlanes(const Light& light, const vec3& lightPosition) {
+    const Matrix& view = m_matrixStack.front();
+    const vec3 direction = light.pointat - light.pos;
+    if (light.angle == kHemisphereAngle) {
+        m_lightCuller.AddPlane(lightPosition, view.Rotate(direction));
+    } else if (light.angle < kHemisphereAngle) {
+        const Matrix frame = view * Matrix::Frame(light.pos, direction, {0, 1, 0});
+        const double angle = std::numbers::pi * light.angle / 180;
+        const float side = static_cast<float>(std::cos(angle));
+        const float ahead = static_cast<float>(std::sin(angle));
+        const vec3 normals[] = {
+            {0, 0, 1}, {0, side, ahead}, {0, -side, ahead}, {side, 0, ahead}, {-side, 0, ahead}};
+        for (const vec3& normal : normals) {
+            m_lightCuller.AddPlane(lightPosition, frame.Rotate(normal));
+        }
+    }
+}

@@ -1,0 +1,73 @@
+// Shadow volumes: which objects cast one into the view, and what is drawn under the stencil test.
+#include "renderer/Renderer.h"
+
+#include "drivers/Driver.h"
+#include "scene/Light.h"
+#include "scene/Object.h"
+#include "scene/Room.h"
+
+void Renderer::RenderShadows(Room* room, const LightList& lights) {
+    std::int64_t& volumes = m_counters.shadowVolumes.emplace(m_counters.shadowVolumes.value_or(0));
+    for (const Light* light : lights) {
+        m_casters.clear();
+        const vec3 position = SetupLight(light);
+        if (light->shadowlen > 0) {
+            m_driver->StartShadows();
+            volumes += DrawShadowCasters(room, position, light->shadowlen, !light->shaders.empty());
+            m_driver->FinishShadows();
+        }
+        m_driver->SetShadowTest(true);
+        DrawLightPass(true);
+        m_driver->SetShadowTest(false);
+        DrawCasterShaders(light->shaders);
+    }
+    m_casters.clear();
+}
+
+// Returns the number of volumes drawn for the object and everything below it.
+std::int64_t Renderer::DrawShadowCasters(Object* object, const vec3& lightPosition, float shadowlen,
+                                         bool hasShade) {
+    if (!object || !object->active) return 0;
+    PushObjectMatrix(object);
+    const Matrix modelView = m_matrixStack.back();
+    m_lightCuller.SetMatrix(modelView);
+    std::int64_t volumes = 0;
+    const bool hasShaders = !object->ShaderList(PassShadow).empty();
+    if ((object->shadow || hasShaders) && m_lightCuller.TestObject(object)) {
+        if ((hasShade && object->shadow) || hasShaders) m_casters.emplace(modelView, object);
+        if (object->shadow && CastShadow(object, modelView, lightPosition, shadowlen)) ++volumes;
+    }
+
+    const std::size_t first = m_walkList.size();
+    m_lightCuller.VisibleChildren(object, m_walkList);
+    const std::size_t last = m_walkList.size();
+    for (std::size_t i = first; i < last; ++i) {
+        volumes += DrawShadowCasters(m_walkList[i], lightPosition, shadowlen, hasShade);
+    }
+    m_walkList.resize(first);
+    PopObjectMatrix();
+    return volumes;
+}
+
+// The mesh is chosen as for a plain shader: the object's own shaders do not shape its shadow.
+bool Renderer::CastShadow(Object* object, const Matrix& modelView, const vec3& lightPosition,
+                          float shadowlen) {
+    GeoImage* mesh =
+        GetGeoImage(object, Shader(), modelView, m_shadowLOD, m_lodMaxShadow, m_maxShadowPolys);
+    if (!mesh) return false;
+    const vec3 light = modelView.RigidInverse().Transform(lightPosition);
+    m_viewCuller.SetMatrix(modelView);
+    if (!m_viewCuller.ShadowVolumeVisible(object->mesh, light, shadowlen)) return false;
+    m_driver->LoadMatrix(modelView);
+    m_driver->AddShadow(mesh, &light, shadowlen);
+    return true;
+}
+
+void Renderer::DrawCasterShaders(const ShaderList& shade) {
+    const PassMode mode{.first = false, .spreadEmission = false, .occlusion = nullptr};
+    for (const DepthKey& caster : m_casters) {
+        m_driver->LoadMatrix(caster.matrix);
+        if (!shade.empty()) DrawShaderList(caster.object, shade, caster.matrix, mode);
+        DrawShaderList(caster.object, caster.object->ShaderList(PassShadow), caster.matrix, mode);
+    }
+}
