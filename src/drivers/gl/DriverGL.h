@@ -1,0 +1,153 @@
+// The OpenGL 1.1 driver on GLX. Knows nothing of the renderer; OpenGL calls stay in this folder.
+// Sources by topic: DriverGL.cpp set-up, FrameGL.cpp frames, ShaderGL.cpp pass state,
+// GeometryGL.cpp vertices, LightsGL.cpp, TexturesGL.cpp, ShadowsGL.cpp.
+#pragma once
+
+#include "drivers/Driver.h"
+
+#include <GL/glx.h>
+
+#include <cstddef>
+#include <map>
+#include <vector>
+
+#include "drivers/gl/CacheKey.h"
+#include "geometry/Silhouette.h"
+#include "scene/Camera.h"
+
+struct Color;
+struct Material;
+
+// Every operation ends with a check for OpenGL errors (see GLError.h), which never stops it.
+// GetVisual makes the context, SetWindow makes it current; without a context nothing is drawn.
+class DriverGL : public Driver {
+public:
+    explicit DriverGL(Display* display);
+    ~DriverGL() override;
+
+    // Chooses the visual with the most stencil bits, at most 8, and replaces the context by a new
+    // one for it. Publishes "shadows" when there are stencil bits.
+    XVisualInfo* GetVisual() override;
+    void SetWindow(Window window) override;
+
+    void SetViewport(int x, int y, int width, int height) override;
+    void GetViewport(int& x, int& y, int& width, int& height) override;
+    void ColorMask(bool red, bool green, bool blue) override;
+    void Clear(bool depth, bool color) override;
+    void Finish() override;
+    Texture GetFramebuffer() override;
+    void SetupProjection(const Camera& camera) override;
+    void LoadMatrix(const Matrix& modelView) override;
+
+    void CopyTexture(Texture* texture, int x, int y, int width, int height) override;
+    void Purge(Texture* texture) override;
+    void Purge(GeoImage* mesh) override;
+
+    bool RunShader(GeoImage* mesh, const Shader* pass, const vec3* point, bool cacheable) override;
+
+    void SetAmbient(float red, float green, float blue, float alpha) override;
+    void ClearLights() override;
+    bool AddLight(const Light* light) override;
+
+    void StartShadows() override;
+    void AddShadow(GeoImage* mesh, const vec3* lightPosition, float extrusion) override;
+    void FinishShadows() override;
+    void SetShadowTest(bool on) override;
+
+    // Switches the lights added so far on or off; lighting itself stays on.
+    virtual void SetLighting(bool on);
+    virtual void SetMaterial(const Material* material);
+    // Makes the texture current, uploading its image when this context lacks it. Null: none.
+    virtual void SetupTexture(Texture* texture);
+
+private:
+    struct Rectangle {
+        int x = 0;
+        int y = 0;
+        int width = 0;
+        int height = 0;
+    };
+    struct Channels {
+        bool red = true;
+        bool green = true;
+        bool blue = true;
+    };
+
+    GLXContext m_context = nullptr;
+    Rectangle m_viewport;
+    bool m_extensionsProbed = false;
+    bool m_hasAnisotropic = false;
+    // Array locking; both null where the extension is missing.
+    void (*m_lockArrays)(GLint, GLsizei) = nullptr;
+    void (*m_unlockArrays)() = nullptr;
+    Camera m_camera;
+    Channels m_colorMask;
+    Matrix m_modelView;
+
+    int m_activeLights = 0;  // added since ClearLights
+    int m_maxLights = 0;
+    vec3 m_lightPosition;        // of the last light added, eye space
+    float m_lightExtrusion = 0;  // of the last light added
+
+    bool m_shadowsOn = false;  // as of the last StartShadows
+    GLuint m_scratchList = 0;  // holds one shadow volume between its two passes
+
+    Texture* m_currentTexture = nullptr;
+    // Names of this context by texture. Textures note under this map's address that their image
+    // is uploaded. Addresses of freed textures may be among the keys: never follow them.
+    std::map<Texture*, GLuint> m_textures;
+
+    // Settings as of the last SetWindow.
+    int m_texFilter = 0;
+    int m_mipFilter = 0;
+    float m_texQuality = 0;
+    float m_maxAnisotropy = 1;
+    int m_drawMethod = 0;
+    int m_lineMethod = 0;
+    int m_shadowMethod = 0;
+    bool m_wireframe = false;
+    float m_shadowOffset = 1;
+    bool m_cacheShadows = false;
+
+    // Scratch, kept for its capacity.
+    SilhouetteResult m_silhouette;
+    std::vector<GLuint> m_stripIndices;
+    std::vector<vec3> m_volumePoints;
+
+    // Set-up.
+    void DeclareSettings();
+    void DropContext();
+    void ProbeExtensions();
+    void ReadLightLimit();
+    void ReadTextureSettings();
+    int WindowHeight() const;
+    void ApplyColorMask() const;
+
+    // Pass state; false when the pass draws nothing.
+    bool SetBlend(int blend) const;
+    bool SetAlphaTest(const Shader& pass) const;
+    bool SetFaces(const Shader& pass) const;
+    void SetSurface(const Shader& pass);
+    void SetRasterMode(const Shader& pass) const;
+    bool MakeKey(GeoImage* mesh, const Shader& pass, const vec3* point, CacheKey& key,
+                 bool& cacheable) const;
+    bool SendGeometry(CacheKey& key, const Shader& pass, bool recording);
+
+    // Vertices; each returns the approximate bytes they take in a display list.
+    int intRenderGeoImage(const GeoImage& mesh, bool normals, bool texcoords);
+    int intRenderOutline(const SilhouetteResult& silhouette, bool texcoords);
+    int intRenderShell(const GeoImage& mesh, float thickness);
+    int intRenderShadowvol(const SilhouetteResult& silhouette, const vec3& light, bool texcoords,
+                           float extrusion);
+    void SendStripsImmediate(const GeoImage& mesh, bool normals, bool texcoords) const;
+    void SendStripsFromArrays(const GeoImage& mesh, bool normals, bool texcoords);
+    void SendVolumePoints(GLenum mode, bool texcoords, const char* tag);
+    void DrawPoints(GLenum mode, const void* points, std::size_t count, int texcoordSize) const;
+    void Lock(std::size_t count) const;
+    void Unlock() const;
+
+    void SetupLight(GLenum number, const Light& light) const;
+    void SetTextureHandle(Texture& texture);
+    void SetTextureEnv(GLint magnification, GLint minification) const;
+    void UploadImage(Texture& texture) const;
+};

@@ -1,0 +1,109 @@
+// A frame of the OpenGL driver from clearing to showing it, and what is read back from it.
+#include <GL/glu.h>
+
+#include "drivers/gl/DriverGL.h"
+#include "drivers/gl/GLError.h"
+#include "spatial/Occlusion.h"
+
+namespace {
+
+// Whether the accumulation buffer holds the previous frame. One for the process: a new driver
+// goes on from the old one's state.
+bool blurPrimed = false;
+
+}  // namespace
+
+void DriverGL::SetViewport(int x, int y, int width, int height) {
+    ReportGLError("SetViewport", "foo");
+    m_viewport = {x, y, width, height};
+    glViewport(x, WindowHeight() - (y + height), width, height);
+    ReportGLError("SetViewport");
+    if (Occlusion* occlusion = GetOcclusion()) occlusion->Resize(width, height);
+}
+
+void DriverGL::GetViewport(int& x, int& y, int& width, int& height) {
+    x = m_viewport.x;
+    y = m_viewport.y;
+    width = m_viewport.width;
+    height = m_viewport.height;
+}
+
+void DriverGL::ColorMask(bool red, bool green, bool blue) {
+    m_colorMask = {red, green, blue};
+    ApplyColorMask();
+}
+
+void DriverGL::ApplyColorMask() const {
+    glColorMask(m_colorMask.red, m_colorMask.green, m_colorMask.blue, GL_TRUE);
+}
+
+void DriverGL::Clear(bool depth, bool color) {
+    glDepthMask(GL_TRUE);
+    glClearColor(0.5F, 0.5F, 0.5F, 1);
+    glColorMask(GL_TRUE, GL_TRUE, GL_TRUE, GL_TRUE);
+    GLbitfield buffers = GL_STENCIL_BUFFER_BIT;
+    if (depth) buffers |= GL_DEPTH_BUFFER_BIT;
+    if (color) buffers |= GL_COLOR_BUFFER_BIT;
+    glClear(buffers);
+    ApplyColorMask();
+    if (Occlusion* occlusion = depth ? GetOcclusion() : nullptr) occlusion->Clear();
+    m_stats.clear();
+    ReportGLError("Clear");
+}
+
+void DriverGL::Finish() {
+    glColorMask(GL_TRUE, GL_TRUE, GL_TRUE, GL_TRUE);
+    const float factor = Get("GL_mblur%");
+    const bool blur = GetBool("GL_mblur") && factor > 0;
+    if (blur && blurPrimed) {
+        glAccum(GL_MULT, factor);
+        glAccum(GL_ACCUM, 1 - factor);
+        glAccum(GL_RETURN, 1);
+    } else if (blur) {
+        glAccum(GL_MULT, 0);
+        glAccum(GL_ACCUM, 1);
+    }
+    blurPrimed = blur;
+    if (m_context != nullptr) glXSwapBuffers(m_display, m_window);
+    ReportGLError("Finish");
+}
+
+Texture DriverGL::GetFramebuffer() {
+    Texture image;
+    if (image.SetSize(m_viewport.width, m_viewport.height, 4) && image.pixels != nullptr) {
+        glReadPixels(0, 0, image.width, image.height, GL_RGBA, GL_UNSIGNED_BYTE, image.pixels);
+    }
+    ReportGLError("GetFramebuffer");
+    return image;
+}
+
+void DriverGL::SetupProjection(const Camera& camera) {
+    m_camera = camera;
+    if (Occlusion* occlusion = GetOcclusion()) occlusion->SetProjection(camera);
+    glFrontFace(GL_CCW);
+    glCullFace(GL_BACK);
+    glEnable(GL_CULL_FACE);
+    glEnable(GL_DEPTH_TEST);
+    glDepthFunc(GL_LEQUAL);
+    glMatrixMode(GL_PROJECTION);
+    glLoadIdentity();
+    const double aspect = double{camera.aspect} * m_viewport.width / m_viewport.height;
+    gluPerspective(camera.fov, aspect, camera.hith, camera.yon);
+    glMatrixMode(GL_MODELVIEW);
+    ReportGLError("SetupProjection");
+}
+
+void DriverGL::LoadMatrix(const Matrix& modelView) {
+    m_modelView = modelView;
+    glLoadMatrixd(m_modelView.Data());
+    ReportGLError("LoadMatrix");
+}
+
+void DriverGL::CopyTexture(Texture* texture, int x, int y, int width, int height) {
+    if (texture == nullptr) return;
+    const int bottom = WindowHeight() - (y + height);
+    SetupTexture(texture);
+    texture->uploads[&m_textures] = m_textures[texture];
+    glCopyTexImage2D(GL_TEXTURE_2D, 0, GL_RGB8, x, bottom, width, height, 0);
+    ReportGLError("CopyTexture");
+}

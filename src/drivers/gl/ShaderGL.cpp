@@ -1,0 +1,204 @@
+// One shader pass turned into OpenGL state, and the choice of what is sent under that state.
+#include <cstdio>
+#include <iostream>
+
+#include "drivers/gl/DriverGL.h"
+#include "drivers/gl/GLError.h"
+#include "geometry/GeoImage.h"
+#include "scene/Shader.h"
+
+namespace {
+
+struct BlendFactors {
+    GLenum source;
+    GLenum destination;
+};
+
+// By BlendFunc; the first stands for opaque, which is no blend function of a pass.
+constexpr BlendFactors kBlendFactors[BlendCount] = {
+    {GL_NONE, GL_NONE},
+    {GL_ONE, GL_ZERO},
+    {GL_ONE, GL_ONE},
+    {GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA},
+    {GL_ZERO, GL_SRC_COLOR},
+    {GL_SRC_ALPHA, GL_ONE},
+    {GL_SRC_ALPHA, GL_SRC_COLOR},
+    {GL_ZERO, GL_ONE_MINUS_SRC_COLOR},
+};
+
+// Shows its emission alone, whatever the ambient light is. One for the process.
+Material& UnlitMaterial() {
+    static Material material{.ambient = {0, 0, 0, 1},
+                             .diffuse = {},
+                             .specular = {0, 0, 0, 1},
+                             .shininess = 0,
+                             .emission = {}};
+    return material;
+}
+
+bool IsLineMode(int mode) {
+    return mode == RenderWire || mode == RenderOutline || mode == RenderWireShadow;
+}
+
+void ReportUnknownRenderFunc(int mode) {
+    std::cerr << "DriverGL::RunShader: Unknown renderfunc " << mode << std::endl;
+}
+
+}  // namespace
+
+bool DriverGL::RunShader(GeoImage* mesh, const Shader* pass, const vec3* point, bool cacheable) {
+    if (pass == nullptr || mesh == nullptr) return false;
+    SetupTexture(pass->texture);
+    if (!SetBlend(pass->blend) || !SetAlphaTest(*pass)) return false;
+    glShadeModel(pass->smooth ? GL_SMOOTH : GL_FLAT);
+    if (!SetFaces(*pass)) return false;
+    SetSurface(*pass);
+    SetRasterMode(*pass);
+    CacheKey key;
+    if (!MakeKey(mesh, *pass, point, key, cacheable)) return false;
+    glDepthMask(pass->depth);
+    // All state of the pass is set by now: what a list would record is geometry only.
+    const bool recording = false;
+    const bool drawn = SendGeometry(key, *pass, recording);
+    ReportGLError("RunShader");
+    return drawn;
+}
+
+bool DriverGL::SetBlend(int blend) const {
+    glEnable(GL_BLEND);
+    if (blend <= BlendOpaque || blend >= BlendCount) {
+        std::fprintf(stderr, "DriverGL: Unknown BlendFunc %d\n", blend);
+        return false;
+    }
+    glBlendFunc(kBlendFactors[blend].source, kBlendFactors[blend].destination);
+    return true;
+}
+
+bool DriverGL::SetAlphaTest(const Shader& pass) const {
+    switch (static_cast<int>(pass.atest)) {
+        case TestAlways:
+            glDisable(GL_ALPHA_TEST);
+            return true;
+        case TestNever:
+            return false;
+        case TestLess:
+        case TestGreater:
+            glEnable(GL_ALPHA_TEST);
+            glAlphaFunc(pass.atest == TestLess ? GL_LESS : GL_GREATER, pass.athresh);
+            return true;
+        default:
+            std::fprintf(stderr, "DriverGL: Unknown AlphaFunc %d\n", static_cast<int>(pass.atest));
+            return false;
+    }
+}
+
+bool DriverGL::SetFaces(const Shader& pass) const {
+    switch (static_cast<int>(pass.faces)) {
+        case FacesFront:
+            glEnable(GL_CULL_FACE);
+            glCullFace(GL_BACK);
+            glLightModeli(GL_LIGHT_MODEL_TWO_SIDE, 0);
+            return true;
+        case FacesBack:
+            glEnable(GL_CULL_FACE);
+            glCullFace(GL_FRONT);
+            break;
+        case FacesAll:
+            glDisable(GL_CULL_FACE);
+            break;
+        default:
+            std::cerr << "DriverGL::RunShader: Unknown face set " << static_cast<int>(pass.faces)
+                      << std::endl;
+            return false;
+    }
+    glLightModeli(GL_LIGHT_MODEL_TWO_SIDE, pass.lit);
+    return true;
+}
+
+void DriverGL::SetSurface(const Shader& pass) {
+    SetLighting(pass.lit);
+    if (pass.lit) {
+        SetMaterial(&pass.material);
+        return;
+    }
+    Material& unlit = UnlitMaterial();
+    unlit.diffuse = pass.material.diffuse;
+    unlit.emission = pass.material.diffuse;
+    SetMaterial(&unlit);
+}
+
+void DriverGL::SetRasterMode(const Shader& pass) const {
+    const int mode = pass.rmode;
+    if (m_wireframe || IsLineMode(mode)) {
+        glPolygonMode(GL_FRONT_AND_BACK, GL_LINE);
+    } else if (mode == RenderSolid || mode == RenderShadow || mode == RenderShell) {
+        glPolygonMode(GL_FRONT_AND_BACK, GL_FILL);
+    } else {
+        ReportUnknownRenderFunc(mode);
+    }
+    glLineWidth(IsLineMode(mode) ? pass.thick : 1);
+}
+
+bool DriverGL::MakeKey(GeoImage* mesh, const Shader& pass, const vec3* point, CacheKey& key,
+                       bool& cacheable) const {
+    key.mesh = mesh;
+    switch (static_cast<int>(pass.rmode)) {
+        case RenderSolid:
+        case RenderWire:
+            key.primitive = PrimitiveMesh;
+            return true;
+        case RenderOutline:
+            if (point == nullptr) return false;
+            key.primitive = PrimitiveOutline;
+            key.point = *point;
+            cacheable = cacheable && m_cacheShadows;
+            return true;
+        case RenderShadow:
+        case RenderWireShadow:
+            if (m_activeLights != 1) return false;
+            key.primitive = PrimitiveShadowVolume;
+            key.point =
+                m_modelView.RigidInverse().Rotate(m_lightPosition - m_modelView.Translation());
+            cacheable = cacheable && m_cacheShadows;
+            return true;
+        case RenderShell:
+            key.primitive = PrimitiveShell;
+            key.point = {pass.thick, 0, 0};
+            return true;
+        default:
+            ReportUnknownRenderFunc(pass.rmode);
+            return false;
+    }
+}
+
+// A list that is recorded carries normals and texture coordinates in any case, since later passes
+// with the same key may need them.
+bool DriverGL::SendGeometry(CacheKey& key, const Shader& pass, bool recording) {
+    const bool texcoords = recording || pass.texture != nullptr;
+    switch (static_cast<int>(key.primitive)) {
+        case PrimitiveMesh:
+            ReportGLError("RunShader", "RunShader - about to intRenderGeoImage");
+            key.size = intRenderGeoImage(*key.mesh, recording || pass.lit, texcoords);
+            return true;
+        case PrimitiveOutline:
+            key.mesh->ExtractSilhouette(key.point, m_silhouette, false, pass.faces == FacesFront);
+            if (pass.lit) {
+                const vec3 normal = Normalise(key.point);
+                glNormal3f(normal.x, normal.y, normal.z);
+            }
+            ReportGLError("RunShader", "RunShader - about to intRenderOutline");
+            key.size = intRenderOutline(m_silhouette, texcoords);
+            return true;
+        case PrimitiveShadowVolume:
+            key.mesh->ExtractSilhouette(key.point, m_silhouette, true, true);
+            key.size = intRenderShadowvol(m_silhouette, key.point, texcoords, m_lightExtrusion);
+            return true;
+        case PrimitiveShell:
+            key.size = intRenderShell(*key.mesh, pass.thick);
+            return true;
+        default:
+            std::cerr << "DriverGL::RunShader: Unknown primitive class "
+                      << static_cast<int>(key.primitive) << std::endl;
+            return false;
+    }
+}

@@ -1,0 +1,75 @@
+// Stencil shadows of the OpenGL driver. A volume's back faces count up and its front faces count
+// down wherever they lie behind the visible surface; a surface inside a volume is left with 1.
+#include "drivers/gl/DriverGL.h"
+#include "drivers/gl/GLError.h"
+#include "geometry/GeoImage.h"
+
+namespace {
+
+// Contribution of one face layer to the picture while volumes are shown.
+constexpr float kFaceShade = 0.1F;
+
+}  // namespace
+
+void DriverGL::StartShadows() {
+    m_shadowsOn = GetBool("GL_shadows");
+    if (!m_shadowsOn) return;
+    SetLighting(false);
+    // What the last pass left behind must not thin out the volumes.
+    SetupTexture(nullptr);
+    glDisable(GL_ALPHA_TEST);
+    glEnable(GL_CULL_FACE);
+    glDepthMask(GL_FALSE);
+    if (GetBool("GL_shadows_visible") || GetBool("D_wireframe")) {
+        glEnable(GL_BLEND);
+        glBlendFunc(GL_ONE, GL_ONE);
+    } else {
+        glColorMask(GL_FALSE, GL_FALSE, GL_FALSE, GL_FALSE);
+        glDisable(GL_BLEND);
+    }
+    glDisable(GL_LIGHTING);
+    glEnable(GL_STENCIL_TEST);
+    glStencilFunc(GL_ALWAYS, 0, 0);
+    glClear(GL_STENCIL_BUFFER_BIT);
+    glDepthFunc(GL_LESS);
+    glPolygonMode(GL_FRONT_AND_BACK, GL_FILL);
+    ReportGLError("StartShadows");
+}
+
+// The volume is sent once: recorded while it is drawn for the back faces, replayed for the front.
+void DriverGL::AddShadow(GeoImage* mesh, const vec3* lightPosition, float extrusion) {
+    if (!m_shadowsOn || mesh == nullptr || lightPosition == nullptr) return;
+    glCullFace(GL_FRONT);
+    glStencilOp(GL_KEEP, GL_INCR, GL_KEEP);
+    glColor3f(kFaceShade, 0, 0);
+    glNewList(m_scratchList, GL_COMPILE_AND_EXECUTE);
+    mesh->ExtractSilhouette(*lightPosition, m_silhouette, true, true);
+    intRenderShadowvol(m_silhouette, *lightPosition, false, extrusion);
+    glEndList();
+    glCullFace(GL_BACK);
+    glStencilOp(GL_KEEP, GL_DECR, GL_KEEP);
+    glColor3f(0, 0, kFaceShade);
+    glCallList(m_scratchList);
+    ReportGLError("AddShadow");
+}
+
+void DriverGL::FinishShadows() {
+    if (!m_shadowsOn) return;
+    glDepthMask(GL_TRUE);
+    ApplyColorMask();
+    glEnable(GL_BLEND);
+    glDepthFunc(GL_LEQUAL);
+    glEnable(GL_LIGHTING);
+    ReportGLError("FinishShadows");
+}
+
+void DriverGL::SetShadowTest(bool on) {
+    if (on && m_shadowsOn) {
+        glEnable(GL_STENCIL_TEST);
+        glStencilFunc(GL_EQUAL, 0, ~0U);
+        glStencilOp(GL_KEEP, GL_KEEP, GL_KEEP);
+    } else {
+        glDisable(GL_STENCIL_TEST);
+    }
+    ReportGLError("SetShadowTest");
+}
