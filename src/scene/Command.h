@@ -2,10 +2,11 @@
 // Command*.cpp. Every message goes to standard error; a failed command leaves the scene as it was.
 #pragma once
 
+#include <cstddef>
 #include <istream>
 #include <map>
+#include <span>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "scene/Camera.h"
@@ -18,6 +19,10 @@ class Settings;
 struct Light;
 
 using Words = std::vector<std::string>;
+using Params = std::span<const std::string>;  // the words after the command
+
+// The words separated by single blanks, as messages echo them.
+std::string JoinWords(Params words);
 
 class Command {
 public:
@@ -59,31 +64,41 @@ private:
     bool m_cameraChanged = false;
     Room** m_followedRoom = nullptr;
 
-    // Parameters without the command word.
-    void CmdRoom(const Words& params);
-    void CmdObject(const Words& params);
-    void CmdDelete(const Words& params);
-    void MoveCmd(const Words& params);
-    void CmdSet(const Words& params);
-    void CmdShader(const Words& params);
-    void CmdLight(const Words& params);
-    void CmdReload(const Words& params);
-    void CmdCamera(const Words& params);
-    void CmdEmit(const Words& params);
-    void CmdRendererSetting(const Words& params);
-    void CmdDriverSetting(const Words& params);
+    // The commands by name: Command.cpp.
+    struct Entry;
+    static const Entry kTable[];
 
+    void CmdRoom(Params params);
+    void CmdObject(Params params);
+    void CmdDelete(Params params);
+    void MoveCmd(Params params);
+    void CmdReload(Params params);
+    void CmdSet(Params params);
+    void CmdShader(Params params);
+    void CmdLight(Params params);
+    void CmdCamera(Params params);
+    void CmdEmit(Params params);
+    void CmdRendererSetting(Params params);
+    void CmdDriverSetting(Params params);
+
+    // The object at the path, created on the way; null without a room and for a path too deep.
+    static Object* ObjectAt(Room* room, const std::string& path);
+    // Takes the child, if there is one, out of its parent and frees its tree.
+    void DeleteChild(Object& parent, const std::string& name);
     void DeleteRoom(const std::string& name);
     // Clears the current object (and room) when it lies in the subtree that is about to go.
     void ForgetSubtree(const Object* root);
 };
 
 // Lists, shows or changes one setting as r_set and d_set do.
-void CmdSetting(Settings& settings, const Words& params);
+void CmdSetting(Settings& settings, Params params);
 
 // Longest command line in bytes; the rest of a longer line is dropped with one message.
 inline constexpr std::size_t kMaxLineLength = std::size_t{1} << 20;
+// An input whose line does not end within this many bytes is given up: it is no script.
+inline constexpr std::size_t kEndlessLineLength = std::size_t{1} << 26;
 
-// Reads and runs one line under sceneLock and frameLock. False at the end of input (a last line
-// without line end is still run) and for any stream that cannot be read.
+// Reads one line and runs it under sceneLock and frameLock. False at the end of input (a last line
+// without line end is still run) and for any stream that cannot be read. The reading thread may be
+// cancelled while it waits for input, never while a command runs or a lock is held.
 bool ExecuteLine(std::istream& input, Command& command);

@@ -11,7 +11,7 @@
 
 // Reads the next number of a comma-separated list from position on and moves the position to the
 // following comma or the end. Skips to the first digit or '-'. False, with out = 0, when there is
-// no number left. Infinite and NaN texts read as 0.
+// no number left. Texts of infinite and NaN numbers read as 0: they would spoil every bound above.
 bool ParseNumber(const std::string& text, std::size_t& position, float& out);
 // True when the text begins with t, y (either case) or 1.
 bool ParseBool(std::string_view text);
@@ -21,6 +21,9 @@ vec3 ParseVector(const std::string& text);
 Color ParseColor(const std::string& text);
 // The whole word through strtod; 0 for no number and for non-finite ones.
 float ParseScalar(const std::string& text);
+
+// A number as listings and scene files write it: six significant digits, no trailing zeros.
+std::string NumberText(double value);
 
 // Unknown words print one line on standard error and give the count of values.
 BlendFunc ParseBlendFunc(std::string_view word);

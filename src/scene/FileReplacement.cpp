@@ -1,0 +1,77 @@
+// Writes beside the file and renames; where the folder does not allow that, in place.
+#include "scene/FileReplacement.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <utility>
+
+namespace {
+
+constexpr int kWrite = O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+constexpr mode_t kNewFileMode = 0666;  // less the process's umask
+
+bool WriteAll(int descriptor, std::string_view bytes) {
+    while (!bytes.empty()) {
+        const ssize_t written = write(descriptor, bytes.data(), bytes.size());
+        if (written < 0 && errno == EINTR) continue;
+        if (written < 0) return false;
+        bytes.remove_prefix(static_cast<std::size_t>(written));
+    }
+    return true;
+}
+
+std::string ResolveLinks(const std::string& path) {
+    const std::unique_ptr<char, decltype(&std::free)> real(realpath(path.c_str(), nullptr),
+                                                           &std::free);
+    return real ? real.get() : path;
+}
+
+}  // namespace
+
+FileReplacement::~FileReplacement() {
+    if (m_descriptor >= 0) close(m_descriptor);
+    if (!m_temporary.empty()) unlink(m_temporary.c_str());
+}
+
+bool FileReplacement::Open(const std::string& path) {
+    if (path.empty()) return false;
+    m_path = ResolveLinks(path);
+    struct stat old {};
+    if (lstat(m_path.c_str(), &old) != 0) return OpenBeside() || OpenInPlace();
+    // A rename needs no right to write the file itself.
+    if (S_ISREG(old.st_mode) && access(m_path.c_str(), W_OK) != 0) return false;
+    // A rename would hand the file to another owner, or part it from its other names.
+    const bool replaceable = S_ISREG(old.st_mode) && old.st_uid == geteuid() && old.st_nlink == 1;
+    if (!replaceable || !OpenBeside()) return OpenInPlace();
+    return fchmod(m_descriptor, old.st_mode & 0777) == 0;
+}
+
+bool FileReplacement::OpenBeside() {
+    m_temporary = m_path + '.' + std::to_string(getpid()) + ".tmp";
+    m_descriptor = open(m_temporary.c_str(), kWrite | O_CREAT | O_EXCL | O_NOFOLLOW, kNewFileMode);
+    if (m_descriptor >= 0) return true;
+    m_temporary.clear();
+    return false;
+}
+
+bool FileReplacement::OpenInPlace() {
+    m_descriptor = open(m_path.c_str(), kWrite | O_CREAT, kNewFileMode);
+    struct stat opened {};
+    return m_descriptor >= 0 && fstat(m_descriptor, &opened) == 0 && S_ISREG(opened.st_mode) &&
+           ftruncate(m_descriptor, 0) == 0;
+}
+
+bool FileReplacement::Finish(std::string_view contents) {
+    bool done = WriteAll(m_descriptor, contents);
+    done = close(std::exchange(m_descriptor, -1)) == 0 && done;
+    if (!done || m_temporary.empty()) return done;
+    if (std::rename(m_temporary.c_str(), m_path.c_str()) != 0) return false;
+    m_temporary.clear();
+    return true;
+}
