@@ -16,9 +16,9 @@ constexpr float kMinRate = 1;   // frames per second; the key never goes below
 constexpr float kDetailStep = 0.1F;
 constexpr float kMinDetail = 0.1F;
 constexpr float kBlurStep = 0.05F;
-constexpr float kShadowOffsetStep = 0.01F;
-constexpr const char* kBlurAmount = "GL_mblur%";
-constexpr const char* kShadowOffset = "D_shadowoffset";
+constexpr float kShadowStep = 0.01F;
+constexpr const char* kBlur = "GL_mblur%";
+constexpr const char* kShadow = "D_shadowoffset";
 
 void Flip(bool& value) {
     value = !value;
@@ -56,42 +56,46 @@ void NextFrameNumber(Application& app) {
 constexpr KeyBinding kBindings[] = {
     {kEscape, nullptr, "quit"},
     {'q', nullptr, "quit"},
-    {' ', NextFrameNumber, "next frame number"},
-    {'0', NextFrameNumber, "next frame number"},
-    {'9', [](Application& app) { --app.frameNumber; }, "previous frame number"},
-    {'a', [](Application& app) { app.velocity += ViewDirection(app); }, "fly forward"},
-    {'z', [](Application& app) { app.velocity -= ViewDirection(app); }, "fly backward"},
+    {' ', NextFrameNumber, "frame number up"},
+    {'0', NextFrameNumber, "frame number up"},
+    {'9', [](Application& app) { --app.frameNumber; }, "frame number down"},
+    {'!', [](Application& app) { Flip(app.drawLeftEye); }, "left eye image on/off"},
+    {'@', [](Application& app) { Flip(app.drawRightEye); }, "right eye image on/off"},
+    {'(', [](Application& app) { app.shell.ediverg -= kDivergenceStep; }, "stereo divergence down"},
+    {')', [](Application& app) { app.shell.ediverg += kDivergenceStep; }, "stereo divergence up"},
+    {'+', RaiseDetail, "more detail, or a higher target rate under rate control"},
+    {'=', RaiseDetail, "more detail, or a higher target rate under rate control"},
+    {'-', LowerDetail, "less detail, or a lower target rate"},
+    {'1', [](Application& app) { Flip(app.shell.emask[0]); }, "red of the first stereo eye on/off"},
+    {'2', [](Application& app) { Flip(app.shell.emask[1]); },
+     "green of the first stereo eye on/off"},
+    {'3', [](Application& app) { Flip(app.shell.emask[2]); },
+     "blue of the first stereo eye on/off"},
+    {'`', [](Application& app) { Flip(app.shell.anaglyph); }, "anaglyph stereo on/off"},
     {'[', WidenView, "wider field of view"},
     {']', NarrowView, "narrower field of view"},
-    {'p', [](Application& app) { Flip(app.paused); }, "start or stop the camera path"},
-    {'P', [](Application& app) { Flip(app.jiggle); }, "start or stop lights and jiggler"},
-    {'k', [](Application& app) { Flip(app.recording); }, "start or stop recording frames"},
-    {'f', [](Application& app) { Flip(app.shell.showStats); }, "show or hide the rate graph"},
-    {'r', [](Application& app) { Flip(app.shell.ratecap); },
-     "hold the capture rate, or the detail"},
-    {'+', RaiseDetail, "more detail, or a higher capture rate"},
-    {'=', RaiseDetail, "more detail, or a higher capture rate"},
-    {'-', LowerDetail, "less detail, or a lower capture rate"},
-    {'w', [](Application& app) { app.driver->Toggle("D_wireframe"); }, "wireframe"},
-    {'m', [](Application& app) { app.renderer->Toggle("P_mipmesh"); }, "detail chosen by distance"},
-    {'o', [](Application& app) { app.renderer->Toggle("P_occlusion"); }, "occlusion culling"},
-    {'s', [](Application& app) { app.renderer->Toggle("F_shadows"); }, "shadows"},
-    {'{', [](Application& app) { Step(*app.driver, kShadowOffset, -kShadowOffsetStep); },
-     "smaller offset of shadows from their objects"},
-    {'}', [](Application& app) { Step(*app.driver, kShadowOffset, kShadowOffsetStep); },
-     "larger offset of shadows from their objects"},
-    {'b', [](Application& app) { app.driver->Toggle("GL_mblur"); }, "motion blur"},
-    {'<', [](Application& app) { Step(*app.driver, kBlurAmount, -kBlurStep); }, "less motion blur"},
-    {'>', [](Application& app) { Step(*app.driver, kBlurAmount, kBlurStep); }, "more motion blur"},
-    {'`', [](Application& app) { Flip(app.shell.anaglyph); }, "stereo view"},
-    {'(', [](Application& app) { app.shell.ediverg -= kDivergenceStep; }, "eyes closer together"},
-    {')', [](Application& app) { app.shell.ediverg += kDivergenceStep; }, "eyes farther apart"},
-    {'1', [](Application& app) { Flip(app.shell.emask[0]); }, "red in the first eye's image"},
-    {'2', [](Application& app) { Flip(app.shell.emask[1]); }, "green in the first eye's image"},
-    {'3', [](Application& app) { Flip(app.shell.emask[2]); }, "blue in the first eye's image"},
-    {'!', [](Application& app) { Flip(app.drawLeftEye); }, "draw the first eye's image"},
-    {'@', [](Application& app) { Flip(app.drawRightEye); }, "draw the second eye's image"},
-    {'D', [](Application& app) { SwitchDriver(app); }, "next rendering driver"},
+    {'a', [](Application& app) { app.velocity += ViewDirection(app); }, "fly forward"},
+    {'z', [](Application& app) { app.velocity -= ViewDirection(app); }, "fly backward"},
+    {'<', [](Application& app) { Step(*app.driver, kBlur, -kBlurStep); },
+     "shorter motion blur (GL driver)"},
+    {'>', [](Application& app) { Step(*app.driver, kBlur, kBlurStep); },
+     "longer motion blur (GL driver)"},
+    {'b', [](Application& app) { app.driver->Toggle("GL_mblur"); },
+     "motion blur on/off (GL driver)"},
+    {'w', [](Application& app) { app.driver->Toggle("D_wireframe"); }, "wireframe on/off"},
+    {'{', [](Application& app) { Step(*app.driver, kShadow, -kShadowStep); }, "shadow offset down"},
+    {'}', [](Application& app) { Step(*app.driver, kShadow, kShadowStep); }, "shadow offset up"},
+    {'m', [](Application& app) { app.renderer->Toggle("P_mipmesh"); }, "mesh mipmapping on/off"},
+    {'o', [](Application& app) { app.renderer->Toggle("P_occlusion"); },
+     "occlusion culling on/off"},
+    {'s', [](Application& app) { app.renderer->Toggle("F_shadows"); }, "shadows on/off"},
+    {'D', [](Application& app) { SwitchDriver(app); }, "next driver"},
+    {'f', [](Application& app) { Flip(app.shell.showStats); }, "frame-rate graph on/off"},
+    {'k', [](Application& app) { Flip(app.recording); }, "recording on/off"},
+    {'p', [](Application& app) { Flip(app.paused); }, "camera path on/off"},
+    {'P', [](Application& app) { Flip(app.jiggle); },
+     "jiggler: animated lights and shaken objects on/off"},
+    {'r', [](Application& app) { Flip(app.shell.ratecap); }, "rate control on/off"},
 };
 }  // namespace
 

@@ -1,0 +1,104 @@
+// The switch to the next driver: order, messages, saved settings, and drivers that do not work.
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "ShellFixture.h"
+#include "app/EventLoop.h"
+#include "support/Capture.h"
+
+namespace {
+// What the factories of this test make; each test sets it.
+enum class Make { Nothing, WithoutVisual, Whole };
+
+class TestFactory : public DriverFactory {
+public:
+    explicit TestFactory(const char* name) : DriverFactory(name, name) { Register(this); }
+    Driver* Make(Display* display) override {
+        if (makes == Make::Nothing) return nullptr;
+        return new IdleDriver(display, makes == Make::Whole);
+    }
+    enum Make makes = Make::Whole;
+};
+TestFactory factoryA("A");
+TestFactory factoryB("B");
+TestFactory factoryC("C");
+
+class DriverSwitch : public ShellFixture {
+protected:
+    void SetUp() override {
+        ShellFixture::SetUp();
+        app.driverName = "A";
+        factoryA.makes = factoryB.makes = factoryC.makes = Make::Whole;
+    }
+    // The messages of a switch, addresses replaced by "*".
+    std::string Switch(bool expected) {
+        const std::string text =
+            CaptureStderr([&] { EXPECT_EQ(expected, SwitchDriver(app)); });
+        std::istringstream lines(text);
+        std::string result;
+        for (std::string line; std::getline(lines, line);) {
+            const std::size_t address = line.find("0x");
+            result += address == std::string::npos ? line : line.substr(0, address) + "*";
+            result += '\n';
+        }
+        return result;
+    }
+    bool WindowIsMapped() {
+        XWindowAttributes attributes{};
+        XGetWindowAttributes(app.display, app.renderWindow, &attributes);
+        return attributes.map_state != IsUnmapped && attributes.width == app.windowWidth;
+    }
+};
+
+TEST_F(DriverSwitch, TakesTheNextNameWithItsSettingsAndAWindowOfItsOwn) {
+    const Window before = app.renderWindow;
+    app.windowWidth = 321;
+    app.driver->Set("GL_mblur%", 0.25F);
+    EXPECT_EQ("Switching to driver B\nNew driver = *\n", Switch(true));
+    EXPECT_EQ("B", app.driverName);
+    EXPECT_FLOAT_EQ(0.25F, app.driver->Get("GL_mblur%")) << "saved by the old, loaded by the new";
+    EXPECT_NE(before, app.renderWindow);
+    EXPECT_TRUE(WindowIsMapped());
+    EXPECT_EQ(std::set<Driver*>{app.driver}, app.database->Drivers());
+    EXPECT_EQ(1, IdleDriver::alive);
+    Switch(true);
+    EXPECT_EQ("Switching to driver A\nNew driver = *\n", Switch(true)) << "wraps around";
+}
+
+TEST_F(DriverSwitch, PassesOverDriversThatDoNotWork) {
+    factoryB.makes = Make::Nothing;
+    EXPECT_EQ("Switching to driver B\nSwitching to driver C\nNew driver = *\n", Switch(true));
+    factoryA.makes = Make::WithoutVisual;
+    factoryB.makes = Make::Whole;
+    EXPECT_EQ(
+        "Switching to driver A\nNew driver = *\ncould not obtain appropriate visual\n"
+        "Switching to driver B\nNew driver = *\n",
+        Switch(true));
+    EXPECT_EQ(1, IdleDriver::alive);
+    EXPECT_TRUE(WindowIsMapped());
+}
+
+TEST_F(DriverSwitch, KeepsTheOldDriverWhenNoneCanBeMade) {
+    factoryA.makes = factoryB.makes = factoryC.makes = Make::Nothing;
+    Driver* const old = app.driver;
+    EXPECT_EQ("Switching to driver B\nSwitching to driver C\nSwitching to driver A\n",
+              Switch(true));
+    EXPECT_EQ(old, app.driver);
+    EXPECT_EQ("A", app.driverName);
+    EXPECT_EQ(std::set<Driver*>{old}, app.database->Drivers());
+}
+
+TEST_F(DriverSwitch, GivesUpWhenNoneHasAVisual) {
+    factoryA.makes = factoryB.makes = Make::Nothing;
+    factoryC.makes = Make::WithoutVisual;
+    EXPECT_EQ(
+        "Switching to driver B\nSwitching to driver C\nNew driver = *\n"
+        "could not obtain appropriate visual\nSwitching to driver A\n",
+        Switch(false));
+    EXPECT_EQ(nullptr, app.driver);
+    EXPECT_EQ(0, IdleDriver::alive);
+    EXPECT_TRUE(app.database->Drivers().empty());
+    EXPECT_EQ("A", app.driverName);
+}
+}  // namespace

@@ -1,0 +1,159 @@
+// Every key changes what it is bound to, within its limits, and asks for a frame.
+#include <gtest/gtest.h>
+
+#include "app/KeyBindings.h"
+
+#include <fstream>
+#include <map>
+#include <set>
+#include <sstream>
+
+#include "ShellFixture.h"
+#include "app/EventLoop.h"
+#include "support/Capture.h"
+
+#include <X11/Xutil.h>
+#include <X11/keysym.h>
+
+namespace {
+class Keys : public ShellFixture {
+protected:
+    // Presses the key with that symbol, with Shift when the keyboard needs it.
+    bool PressSymbol(KeySym symbol) {
+        XKeyEvent event{};
+        event.type = KeyPress;
+        event.display = app.display;
+        event.keycode = XKeysymToKeycode(app.display, symbol);
+        if (XLookupKeysym(&event, 0) != symbol) event.state = ShiftMask;
+        return HandleKey(app, event);
+    }
+    // Latin-1 key symbols are the characters themselves.
+    void Press(const std::string& keys) {
+        for (const char key : keys) {
+            app.redrawRequested = false;
+            EXPECT_FALSE(PressSymbol(static_cast<KeySym>(key))) << key;
+            EXPECT_TRUE(app.redrawRequested) << key;
+        }
+    }
+};
+
+TEST_F(Keys, QuitWithoutAFrameAndRedrawForAnythingElse) {
+    EXPECT_TRUE(PressSymbol(XK_q));
+    EXPECT_TRUE(PressSymbol(XK_Escape));
+    EXPECT_FALSE(app.redrawRequested);
+    Press("xQ~");
+    app.redrawRequested = false;
+    EXPECT_FALSE(PressSymbol(XK_Shift_L)) << "a key without a character";
+    EXPECT_TRUE(app.redrawRequested);
+}
+
+TEST_F(Keys, ChangeCountersSwitchesAndStereo) {
+    Press(" 009!@1233`pPkfr");
+    EXPECT_EQ(2, app.frameNumber);
+    EXPECT_FALSE(app.drawLeftEye || app.drawRightEye);
+    EXPECT_TRUE(app.shell.emask[0]);
+    EXPECT_FALSE(app.shell.emask[1]);
+    EXPECT_TRUE(app.shell.emask[2]) << "toggled twice";
+    EXPECT_TRUE(app.shell.anaglyph && app.jiggle && app.recording && app.shell.ratecap);
+    EXPECT_FALSE(app.paused || app.shell.showStats);
+    Press(")))(");
+    EXPECT_NEAR(0.02F, app.shell.ediverg, 1e-6);
+}
+
+TEST_F(Keys, DetailAndRateStopAtTheirLowerLimits) {
+    app.shell.baseLOD = 0.15F;
+    Press("-");
+    EXPECT_FLOAT_EQ(0.1F, app.shell.baseLOD);
+    Press("-");
+    EXPECT_FLOAT_EQ(0.1F, app.shell.baseLOD);
+    Press("+=");
+    EXPECT_FLOAT_EQ(0.3F, app.shell.baseLOD);
+    app.shell.baseLOD = NAN;
+    Press("-");
+    EXPECT_FLOAT_EQ(0.1F, app.shell.baseLOD);
+
+    app.shell.ratecap = true;
+    app.shell.caprate = 2.5F;
+    Press("--");
+    EXPECT_FLOAT_EQ(0.5F, app.shell.caprate);
+    Press("-");
+    EXPECT_FLOAT_EQ(0.5F, app.shell.caprate);
+    Press("+");
+    EXPECT_FLOAT_EQ(1.5F, app.shell.caprate);
+    EXPECT_FLOAT_EQ(0.1F, app.shell.baseLOD) << "untouched under rate control";
+}
+
+TEST_F(Keys, MoveTheCameraWithinItsLimits) {
+    app.camera.fov = 8;
+    Press("]");
+    EXPECT_FLOAT_EQ(5, app.camera.fov);
+    app.camera.fov = 172;
+    Press("[");
+    EXPECT_FLOAT_EQ(175, app.camera.fov);
+    app.camera.pos = {1, 2, 3};
+    app.camera.lookat = {1, 2, -7};
+    Press("aaz");
+    EXPECT_EQ(vec3(0, 0, -1), app.velocity);
+    app.camera.lookat = app.camera.pos;
+    Press("a");
+    EXPECT_EQ(vec3(0, 0, -1), app.velocity) << "no direction to fly in";
+}
+
+TEST_F(Keys, ChangeSettingsOfDriverAndRenderer) {
+    const bool before[] = {app.renderer->GetBool("P_mipmesh"), app.renderer->GetBool("P_occlusion"),
+                           app.renderer->GetBool("F_shadows")};
+    Press("mos");
+    EXPECT_NE(before[0], app.renderer->GetBool("P_mipmesh"));
+    EXPECT_NE(before[1], app.renderer->GetBool("P_occlusion"));
+    EXPECT_NE(before[2], app.renderer->GetBool("F_shadows"));
+    Press("wb>>>{{}<");
+    EXPECT_TRUE(app.driver->GetBool("D_wireframe") && app.driver->GetBool("GL_mblur"));
+    EXPECT_NEAR(0.6F, app.driver->Get("GL_mblur%"), 1e-6);
+    EXPECT_NEAR(0.99F, app.driver->Get("D_shadowoffset"), 1e-6);
+}
+
+TEST_F(Keys, NamingASettingThatTheDriverLacksReportIt) {
+    app.database->RemoveDriver(app.driver);
+    delete app.driver;
+    app.driver = new Driver(app.display);
+    EXPECT_EQ(
+        "*** Attempt to read nonexistent setting GL_mblur%\n"
+        "*** Attempt to read nonexistent setting GL_mblur%\n"
+        "*** Attempt to read nonexistent setting GL_mblur\n",
+        CaptureStderr([&] { Press("<>b"); }));
+}
+
+// The guide's rows: "| `KEY`, `KEY` | help |" between "## Keys" and the next heading.
+std::map<std::string, std::string> KeysOfTheGuide() {
+    std::ifstream guide("docs/guide.md");
+    std::map<std::string, std::string> rows;
+    std::string line;
+    while (std::getline(guide, line) && line != "## Keys") {
+    }
+    while (std::getline(guide, line) && !line.starts_with("## ")) {
+        const std::size_t middle = line.rfind(" | ");
+        if (!line.starts_with("| `") || middle == std::string::npos) continue;
+        const std::string help = line.substr(middle + 3, line.size() - middle - 5);
+        std::istringstream keys(line.substr(2, middle - 2));
+        if (line.starts_with("| `` ` ``")) {
+            rows["`"] = help;
+            continue;
+        }
+        for (std::string key; std::getline(keys, key, '`');) {
+            if (key != "" && key != ", ") rows[key] = help;
+        }
+    }
+    return rows;
+}
+
+TEST(KeyTable, AgreesWithTheUsersGuide) {
+    std::map<std::string, std::string> expected;
+    for (const KeyBinding& binding : KeyBindings()) {
+        const std::string name = binding.key == 27    ? "Escape"
+                                 : binding.key == ' ' ? "Space"
+                                                      : std::string(1, binding.key);
+        EXPECT_TRUE(expected.emplace(name, binding.help).second) << name << " is bound twice";
+    }
+    EXPECT_EQ(expected, KeysOfTheGuide());
+}
+}  // namespace

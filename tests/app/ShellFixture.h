@@ -1,0 +1,77 @@
+// An application with windows and a driver that draws nothing: for tests of keys, mouse and the
+// driver switch without a scene.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "app/Application.h"
+#include "app/Windows.h"
+#include "drivers/Driver.h"
+#include "drivers/DriverFactory.h"
+#include "renderer/Renderer.h"
+#include "scene/SceneDatabase.h"
+#include "settings/Registry.h"
+#include "support/TempFile.h"
+
+// Draws nothing; declares what the keys change. visual: whether a window can be made for it.
+class IdleDriver : public Driver {
+public:
+    IdleDriver(Display* display, bool visual) : Driver(display), m_hasVisual(visual) {
+        Declare("GL_mblur", 0, 1, 1, "") = 0;
+        Declare("GL_mblur%", 0, 1, 0.01F, "") = 0.5F;
+        ++alive;
+    }
+    ~IdleDriver() override { --alive; }
+    XVisualInfo* GetVisual() override {
+        XVisualInfo wanted{};
+        wanted.visualid = XVisualIDFromVisual(DefaultVisual(m_display, m_screen));
+        int count = 0;
+        return m_hasVisual ? XGetVisualInfo(m_display, VisualIDMask, &wanted, &count) : nullptr;
+    }
+    void SetWindow(Window) override {}
+    void SetViewport(int, int, int, int) override {}
+    void ColorMask(bool, bool, bool) override {}
+    void Clear(bool, bool) override {}
+    void Finish() override {}
+    void SetupProjection(const Camera&) override {}
+    void LoadMatrix(const Matrix&) override {}
+    bool RunShader(GeoImage*, const Shader*, const vec3*, bool) override { return false; }
+    void SetAmbient(float, float, float, float) override {}
+    void ClearLights() override {}
+    bool AddLight(const Light*) override { return false; }
+
+    static inline int alive = 0;
+
+private:
+    bool m_hasVisual;
+};
+
+class ShellFixture : public testing::Test {
+protected:
+    void SetUp() override {
+        app.display = XOpenDisplay(nullptr);
+        ASSERT_NE(nullptr, app.display);
+        app.registry = new Registry(m_dir.File("registry"));
+        app.renderer = new Renderer;
+        app.driver = new IdleDriver(app.display, true);
+        app.database = new SceneDatabase;
+        app.database->AddRenderer(app.renderer);
+        app.database->AddDriver(app.driver);
+        CreateTopWindow(app);
+        ASSERT_TRUE(CreateRenderWindow(app));
+    }
+    void TearDown() override {
+        delete app.database;
+        delete app.renderer;
+        delete app.driver;
+        delete app.registry;
+        XCloseDisplay(app.display);
+    }
+
+    Application app;
+
+private:
+    TempDir m_dir;
+};
