@@ -18,7 +18,8 @@ TEST(DescriptorBuffer, LinesArriveWholeAcrossWritesAndBufferEnds) {
     std::thread writer([&] {
         const std::string text = "first\n" + longLine + "\nlast without line end";
         for (std::size_t at = 0; at < text.size(); at += 1000) {
-            EXPECT_LT(0, write(pipe[1], text.data() + at, std::min<std::size_t>(1000, text.size() - at)));
+            EXPECT_LT(
+                0, write(pipe[1], text.data() + at, std::min<std::size_t>(1000, text.size() - at)));
             std::this_thread::sleep_for(std::chrono::milliseconds(2));
         }
         close(pipe[1]);

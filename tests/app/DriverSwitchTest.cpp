@@ -33,8 +33,7 @@ protected:
     }
     // The messages of a switch, addresses replaced by "*".
     std::string Switch(bool expected) {
-        const std::string text =
-            CaptureStderr([&] { EXPECT_EQ(expected, SwitchDriver(app)); });
+        const std::string text = CaptureStderr([&] { EXPECT_EQ(expected, SwitchDriver(app)); });
         std::istringstream lines(text);
         std::string result;
         for (std::string line; std::getline(lines, line);) {

@@ -85,15 +85,16 @@ TEST_F(Mouse, EventsWithoutSenseLeaveTheCameraSound) {
     EXPECT_EQ(vec3(0, 0, 4), app.camera.lookat);
     EXPECT_EQ(0, app.buttonMask);
 
-    const Camera degenerate[] = {{.lookat = {0, 0, 0}},               // no view direction
-                                 {.lookat = {0, 1, 0}},               // looking along up
-                                 {.up = {0, 0, 0}},                   //
+    const Camera degenerate[] = {{.lookat = {0, 0, 0}},  // no view direction
+                                 {.lookat = {0, 1, 0}},  // looking along up
+                                 {.up = {0, 0, 0}},      //
                                  {.pos = {3e38F, 0, 0}, .lookat = {-3e38F, 0, 0}}};
     for (const Camera& camera : degenerate) {
         app.camera = camera;
         app.velocity = {};
         app.windowHeight = 0;
-        for (const unsigned button : {1U, 2U, 3U}) HandleMouse(app, button, true, 0, 0);
+        for (const unsigned button : {1U, 2U, 3U})
+            HandleMouse(app, button, true, 0, 0);
         Move(32767, -32768);
         EXPECT_TRUE(std::isfinite(Length(app.velocity)));
         EXPECT_FALSE(std::isnan(app.camera.lookat.x + app.camera.lookat.y + app.camera.lookat.z));

@@ -58,9 +58,8 @@ TEST(ShellSettings, PresentKeysOverrideInTheirOwnTypesAndEcho) {
                                 "testRender/showfps 0.9\n"
                                 "testRender/veloscale 3\n"));
     ShellValues values;
-    EXPECT_EQ(
-        "caprate = 25\nbaseLOD = 0.1\nratecap = 1\nemask0 = 1\nemask1 = 0\nemask2 = 1\n",
-        CaptureStdout([&] { ReadShellValues(registry, values); }));
+    EXPECT_EQ("caprate = 25\nbaseLOD = 0.1\nratecap = 1\nemask0 = 1\nemask1 = 0\nemask2 = 1\n",
+              CaptureStdout([&] { ReadShellValues(registry, values); }));
     EXPECT_TRUE(values.anaglyph);
     EXPECT_FALSE(values.showStats) << "an integer: 0.9 reads as 0";
     EXPECT_FLOAT_EQ(-0.5F, values.ediverg);
