@@ -1,0 +1,220 @@
+// The codec stream's header, the flat body and the border around the pyramid.
+// Must not know what the channels mean.
+#include "geometry/Codec.h"
+
+#include <unistd.h>
+#include <zlib.h>
+
+#include <algorithm>
+#include <bit>
+#include <cstdio>
+#include <new>
+
+#include "geometry/BigEndian.h"
+#include "geometry/CodecPyramid.h"
+#include "geometry/CodecStream.h"
+
+namespace {
+
+// An array a channel: bounds the arrays' own cost where a stream claims many channels of one value.
+constexpr std::int32_t kMaxChannels = 1 << 16;
+// The pyramid's reader and writer meet only in rectangles of at least 4 x 4.
+constexpr std::int32_t kSmallestPyramid = 4;
+// Values that are brought in or out of channel order at a time: half of the first-level cache.
+constexpr std::size_t kBlockValues = 4096;
+
+bool SizesAreSane(const Codec& header, std::int32_t bits) {
+    if (header.width < 1 || header.height < 1 || header.channels < 1) return false;
+    if (bits < 1 || bits > 32 || header.channels > kMaxChannels) return false;
+    const std::int64_t cells = std::int64_t{header.width} * header.height;
+    return cells <= Codec::kMaxValues && cells * header.channels <= Codec::kMaxValues;
+}
+
+std::size_t Cells(const Codec& codec) {
+    return static_cast<std::size_t>(codec.width) * static_cast<std::size_t>(codec.height);
+}
+
+// Blocks of whole grid positions, all channels of a position beside each other.
+template <class Visit>
+void ForFlatBlocks(const Codec& codec, Visit visit) {
+    const std::size_t cells = Cells(codec);
+    const std::size_t step = std::max<std::size_t>(kBlockValues / codec.data.size(), 1);
+    for (std::size_t first = 0; first < cells; first += step) {
+        visit(first, std::min(step, cells - first));
+    }
+}
+
+void ReadFlat(Codec& codec, CodecReader& reader) {
+    const std::size_t channels = codec.data.size();
+    std::vector<std::int32_t> block(std::max(kBlockValues, channels));
+    ForFlatBlocks(codec, [&](std::size_t first, std::size_t count) {
+        reader.Read(block.data(), count * channels);
+        for (std::size_t c = 0; c < channels; ++c) {
+            std::int32_t* target = codec.data[c].data() + first;
+            for (std::size_t i = 0; i < count; ++i)
+                target[i] = block[i * channels + c];
+        }
+    });
+}
+
+void WriteFlat(const Codec& codec, CodecWriter& writer) {
+    const std::size_t channels = codec.data.size();
+    std::vector<std::int32_t> block(std::max(kBlockValues, channels));
+    ForFlatBlocks(codec, [&](std::size_t first, std::size_t count) {
+        for (std::size_t c = 0; c < channels; ++c) {
+            const std::int32_t* source = codec.data[c].data() + first;
+            for (std::size_t i = 0; i < count; ++i)
+                block[i * channels + c] = source[i];
+        }
+        writer.Write(block.data(), count * channels);
+    });
+}
+
+// The strips right of and below the x0 x y0 rectangle, row by row.
+template <class Transfer>
+void ForBorder(Codec& codec, std::int32_t x0, std::int32_t y0, Transfer transfer) {
+    const auto width = static_cast<std::size_t>(codec.width);
+    const auto left = static_cast<std::size_t>(x0);
+    const std::size_t below = static_cast<std::size_t>(y0) * width;
+    for (std::vector<std::int32_t>& values : codec.data) {
+        if (left < width) {
+            for (std::size_t row = 0; row < below; row += width) {
+                transfer(values.data() + row + left, width - left);
+            }
+        }
+        transfer(values.data() + below, values.size() - below);
+    }
+}
+
+void WriteInt(gzFile stream, std::int32_t value) {
+    std::uint8_t bytes[4];
+    WriteBigEndian32(bytes, value);
+    gzwrite(stream, bytes, sizeof bytes);
+}
+
+std::int32_t FloorPowerOfTwo(std::int32_t size) {
+    return static_cast<std::int32_t>(std::bit_floor(static_cast<std::uint32_t>(size)));
+}
+
+}  // namespace
+
+void Codec::Init(std::int32_t columns, std::int32_t rows, std::int32_t channelCount,
+                 std::int32_t bitsPerValue) {
+    width = columns;
+    height = rows;
+    channels = channelCount;
+    bytesPerValue = bitsPerValue / 8;
+    data.resize(static_cast<std::size_t>(channels));
+    for (std::vector<std::int32_t>& values : data)
+        values.resize(Cells(*this));
+}
+
+std::int32_t Codec::ReadInt(gzFile stream, int bytes) {
+    if (!ok) return 0;
+    std::uint8_t word[4] = {};
+    std::uint8_t* const first = word + 4 - bytes;
+    const int got = gzread(stream, first, static_cast<unsigned>(bytes));
+    if (got <= 0) {
+        EndCodecData(*this, got < 0);
+        return 0;
+    }
+    if (bytes < 4 && (*first & 0x80) != 0) std::fill(word, first, std::uint8_t{0xFF});
+    return ReadBigEndian32(word);
+}
+
+bool Codec::Load(int fd) {
+    ok = true;
+    const int duplicate = dup(fd);
+    const gzFile stream = duplicate < 0 ? nullptr : gzdopen(duplicate, "r");
+    if (stream == nullptr) {
+        std::perror("Codec::Load");
+        if (duplicate >= 0) close(duplicate);
+        return false;
+    }
+    const bool loaded = LoadStream(stream);
+    gzclose(stream);
+    return loaded;
+}
+
+bool Codec::LoadStream(gzFile stream) {
+    const std::int32_t codec = ReadInt(stream, 4);
+    if (codec != CODEC_FLAT && codec != CODEC_PYRAMID) {
+        std::fprintf(stderr, "Codec::Load: unknown codec %d\n", codec);
+        return false;
+    }
+    Codec header;
+    header.width = ReadInt(stream, 4);
+    header.height = ReadInt(stream, 4);
+    header.channels = ReadInt(stream, 4);
+    const std::int32_t bits = ReadInt(stream, 1);
+    const auto refuse = [&] {
+        std::fprintf(stderr, "Codec::Load: invalid image dimensions (%dx%dx%dx%dbpp)\n",
+                     header.width, header.height, header.channels, bits);
+        return false;
+    };
+    if (!SizesAreSane(header, bits)) return refuse();
+    std::int32_t x0 = 0;
+    std::int32_t y0 = 0;
+    if (codec == CODEC_PYRAMID) {
+        x0 = ReadInt(stream, 4);
+        y0 = ReadInt(stream, 4);
+        if (x0 < 0 || x0 > header.width || y0 < 0 || y0 > header.height) return refuse();
+    }
+    try {
+        Init(header.width, header.height, header.channels, bits);
+        CodecReader reader(*this, stream);
+        if (codec == CODEC_FLAT) {
+            ReadFlat(*this, reader);
+            return true;
+        }
+        ForBorder(*this, x0, y0,
+                  [&](std::int32_t* row, std::size_t count) { reader.Read(row, count); });
+        DecodePyramid(*this, reader, x0, y0);
+        return true;
+    } catch (const std::bad_alloc&) {
+        return refuse();
+    }
+}
+
+bool Codec::Save(int fd, int codec) {
+    ok = true;
+    const int duplicate = dup(fd);
+    const gzFile stream = duplicate < 0 ? nullptr : gzdopen(duplicate, "wb");
+    if (stream == nullptr) {
+        std::perror("Codec::Save");
+        if (duplicate >= 0) close(duplicate);
+        return false;
+    }
+    gzsetparams(stream, Z_BEST_COMPRESSION, Z_DEFAULT_STRATEGY);
+    const bool known = codec == CODEC_FLAT || codec == CODEC_PYRAMID;
+    if (known) {
+        SaveStream(stream, codec);
+    } else {
+        std::fprintf(stderr, "Codec::Save: unknown codec %d\n", codec);
+    }
+    gzclose(stream);
+    return known;
+}
+
+void Codec::SaveStream(gzFile stream, int codec) {
+    if (codec == CODEC_PYRAMID && (width < kSmallestPyramid || height < kSmallestPyramid)) {
+        std::fprintf(stderr, "Codec::Save: reverting to CODEC_FLAT for %dx%d\n", width, height);
+        codec = CODEC_FLAT;
+    }
+    for (const std::int32_t field : {codec, width, height, channels})
+        WriteInt(stream, field);
+    gzputc(stream, bytesPerValue * 8);
+    CodecWriter writer(stream, bytesPerValue);
+    if (codec == CODEC_FLAT) {
+        WriteFlat(*this, writer);
+    } else {
+        const std::int32_t x0 = FloorPowerOfTwo(width);
+        const std::int32_t y0 = FloorPowerOfTwo(height);
+        WriteInt(stream, x0);
+        WriteInt(stream, y0);
+        ForBorder(*this, x0, y0,
+                  [&](std::int32_t* row, std::size_t count) { writer.Write(row, count); });
+        EncodePyramid(*this, writer, x0, y0);
+    }
+    writer.Flush();
+}

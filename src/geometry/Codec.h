@@ -34,4 +34,8 @@ public:
     bool Save(int fd, int codec);
     // One big-endian value of 1 to 4 bytes, sign-extended; 0 after the end of the data.
     std::int32_t ReadInt(gzFile stream, int bytes);
+
+private:
+    bool LoadStream(gzFile stream);
+    void SaveStream(gzFile stream, int codec);
 };

@@ -1,0 +1,194 @@
+// The registry's text file: cutting it into entries, and replacing it in one step.
+// Must not know which keys exist.
+#include "settings/Registry.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cerrno>
+#include <climits>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <utility>
+
+namespace {
+
+// Characters of a line that are looked at together: the old limit of one line, kept because what
+// ends a line (a carriage return in the last place) and what is trimmed (only the last piece's
+// blanks) depends on it.
+constexpr std::size_t kPieceLength = 1023;
+// More than any set of settings needs; what follows is not read.
+constexpr std::size_t kMaxFileBytes = std::size_t{16} << 20;
+
+bool IsSpace(char c) {
+    return std::isspace(static_cast<unsigned char>(c)) != 0;
+}
+
+// Opened without blocking and only when regular: a pipe in the place of the file must not hang
+// the program. Null otherwise.
+std::FILE* OpenRegular(const std::string& path, int flags, const char* mode) {
+    const int fd = open(path.c_str(), flags | O_NONBLOCK | O_CLOEXEC | O_NOCTTY, 0666);
+    if (fd < 0) return nullptr;
+    struct stat status;
+    std::FILE* file = nullptr;
+    if (fstat(fd, &status) == 0 && S_ISREG(status.st_mode)) file = fdopen(fd, mode);
+    if (file == nullptr) close(fd);
+    return file;
+}
+
+std::string ReadText(const std::string& path) {
+    std::string text;
+    std::FILE* file = OpenRegular(path, O_RDONLY, "r");
+    if (file == nullptr) return text;
+    char block[16384];
+    while (text.size() < kMaxFileBytes) {
+        const std::size_t wanted = std::min(sizeof block, kMaxFileBytes - text.size());
+        const std::size_t got = std::fread(block, 1, wanted, file);
+        if (got == 0) break;
+        text.append(block, got);
+    }
+    std::fclose(file);
+    return text;
+}
+
+// Takes the next line off the text. It is joined from pieces; what a piece holds behind a NUL is
+// dropped.
+std::string TakeLine(std::string_view& text) {
+    std::string line;
+    while (!text.empty()) {
+        std::string_view piece = text.substr(0, kPieceLength);
+        piece = piece.substr(0, std::min(piece.find('\n'), piece.size() - 1) + 1);
+        text.remove_prefix(piece.size());
+        const char last = piece.back();
+        const bool ends = piece.size() == 1 || last == '\n' || last == '\r';
+        piece = piece.substr(0, piece.find('\0'));
+        if (ends) {
+            while (!piece.empty() && IsSpace(piece.back()))
+                piece.remove_suffix(1);
+        }
+        line += piece;
+        if (ends) break;
+    }
+    return line;
+}
+
+// Name beside the file for a version in the making.
+std::string DraftPath(const std::string& path) {
+    return path + ".new-" + std::to_string(getpid());
+}
+
+// The file behind links, so that a linked registry is replaced where it lies.
+std::string ResolvedPath(const std::string& path) {
+    char* resolved = realpath(path.c_str(), nullptr);
+    std::string result = resolved == nullptr ? path : resolved;
+    std::free(resolved);
+    return result;
+}
+
+// Closes the file in any case; false when not everything reached the disk.
+bool WriteText(std::FILE* file, const std::string& text) {
+    bool written = std::fwrite(text.data(), 1, text.size(), file) == text.size();
+    written = std::fflush(file) == 0 && written && fsync(fileno(file)) == 0;
+    return std::fclose(file) == 0 && written;
+}
+
+}  // namespace
+
+Registry::Registry(std::string path) : m_path(std::move(path)) {
+    Read();
+}
+
+Registry::~Registry() {
+    Write();
+}
+
+void Registry::Read() {
+    const std::string contents = ReadText(m_path);
+    std::string_view rest = contents;
+    while (!rest.empty()) {
+        const std::string line = TakeLine(rest);
+        const auto separator = std::find_if(line.begin(), line.end(), IsSpace);
+        const std::string_view value = separator == line.end()
+                                           ? std::string_view{}
+                                           : std::string_view{separator + 1, line.end()};
+        SetString({line.begin(), separator}, value);
+    }
+}
+
+// A draft beside the file takes its place only when it is complete: a full disk or a kill leaves
+// the old file whole. A folder that takes no new file still lets the old one be overwritten.
+void Registry::Write() const {
+    std::string text;
+    for (const auto& [key, value] : m_entries)
+        text += key + ' ' + value + '\n';
+
+    const std::string target = ResolvedPath(m_path);
+    struct stat old;
+    const bool exists = stat(target.c_str(), &old) == 0;
+    if (exists && (!S_ISREG(old.st_mode) || access(target.c_str(), W_OK) != 0)) return;
+
+    const std::string draft = DraftPath(target);
+    unlink(draft.c_str());
+    std::FILE* file = OpenRegular(draft, O_WRONLY | O_CREAT | O_EXCL, "w");
+    if (file == nullptr) {
+        const bool forbidden = errno == EACCES || errno == EPERM || errno == EROFS;
+        if (!exists || !forbidden) return;
+        file = OpenRegular(target, O_WRONLY | O_TRUNC, "w");
+        if (file != nullptr) WriteText(file, text);
+        return;
+    }
+    if (exists) fchmod(fileno(file), old.st_mode & 07777);
+    if (!WriteText(file, text) || std::rename(draft.c_str(), target.c_str()) != 0) {
+        unlink(draft.c_str());
+    }
+}
+
+bool Registry::Has(std::string_view key) const {
+    return m_entries.contains(key);
+}
+
+std::string Registry::GetString(std::string_view key) const {
+    const auto found = m_entries.find(key);
+    return found == m_entries.end() ? std::string{} : found->second;
+}
+
+float Registry::GetFloat(std::string_view key) const {
+    const auto found = m_entries.find(key);
+    return found == m_entries.end()
+               ? 0.0F
+               : static_cast<float>(std::strtod(found->second.c_str(), nullptr));
+}
+
+bool Registry::GetBool(std::string_view key) const {
+    return GetFloat(key) > 0.5F;
+}
+
+void Registry::SetString(std::string_view key, std::string_view value) {
+    if (key.empty() || std::any_of(key.begin(), key.end(), IsSpace)) return;
+    value = value.substr(0, value.find_first_of("\r\n"));
+    m_entries[std::string(key)] = value;
+}
+
+void Registry::SetFloat(std::string_view key, float value) {
+    const double wide = value;
+    const bool integral = wide == std::floor(wide) && wide >= INT_MIN && wide <= INT_MAX;
+    char text[64];
+    if (integral) {
+        std::snprintf(text, sizeof text, "%d", static_cast<int>(wide));
+    } else {
+        std::snprintf(text, sizeof text, "%.12g", wide);
+    }
+    SetString(key, text);
+}
+
+void Registry::SetInt(std::string_view key, int value) {
+    SetString(key, std::to_string(value));
+}
+
+void Registry::SetBool(std::string_view key, bool value) {
+    SetString(key, value ? "1" : "0");
+}

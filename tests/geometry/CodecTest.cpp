@@ -1,0 +1,276 @@
+// The codec against its stream layout, a literal recursive twin, and damaged streams.
+#include "geometry/Codec.h"
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <random>
+
+#include "geometry/StreamFiles.h"
+#include "support/Capture.h"
+#include "support/TempFile.h"
+
+namespace {
+
+using testing::HasSubstr;
+using testing::StartsWith;
+
+std::string SaveStream(const TempDir& dir, Codec codec, int number) {
+    const int fd = open(dir.File("stream").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0666);
+    EXPECT_TRUE(codec.Save(fd, number));
+    EXPECT_EQ(close(fd), 0) << "the caller's descriptor stays open";
+    return dir.Read("stream");
+}
+
+bool LoadStream(const TempDir& dir, const std::string& bytes, Codec& codec) {
+    const int fd = open(dir.Write("stream", bytes).c_str(), O_RDONLY);
+    const bool loaded = codec.Load(fd);
+    close(fd);
+    return loaded;
+}
+
+Codec RandomGrid(int width, int height, int channels, int bits, unsigned seed) {
+    Codec codec;
+    codec.Init(width, height, channels, bits);
+    std::mt19937 random(seed);
+    for (auto& values : codec.data) {
+        for (auto& value : values)
+            value = static_cast<std::int32_t>(random()) >> (32 - bits);
+    }
+    return codec;
+}
+
+// The pyramid as its recursive definition, one value at a time.
+struct LiteralPyramid {
+    Codec& codec;
+    std::string out;
+
+    std::int32_t& V(int c, int x, int y) {
+        return codec
+            .data[static_cast<std::size_t>(c)][static_cast<std::size_t>(y * codec.width + x)];
+    }
+    void Put(int c, int x, int y) {
+        out += Word(V(c, x, y)).substr(4 - static_cast<std::size_t>(codec.bytesPerValue));
+    }
+    void Rows(int c, int top, int bottom, int left, int right) {
+        for (int y = top; y < bottom; ++y) {
+            for (int x = left; x < right; ++x)
+                Put(c, x, y);
+        }
+    }
+    void Encode(int w, int h) {
+        if (w < 2 || h < 2) {
+            for (int c = 0; c < codec.channels; ++c)
+                Rows(c, 0, h, 0, w);
+            return;
+        }
+        for (int c = 0; c < codec.channels; ++c) {
+            Codec before = codec;
+            LiteralPyramid old{before, {}};
+            for (int j = 0; j < h / 2; ++j) {
+                for (int i = 0; i < w / 2; ++i) {
+                    const auto p = [&](int x, int y) {
+                        return static_cast<std::uint32_t>(old.V(c, 2 * i + x, 2 * j + y));
+                    };
+                    V(c, i, j) = static_cast<std::int32_t>(p(0, 0));
+                    V(c, i + w / 2, j) = static_cast<std::int32_t>(p(1, 0) - p(0, 0));
+                    V(c, i, j + h / 2) = static_cast<std::int32_t>(p(0, 1) - p(0, 0));
+                    V(c, i + w / 2, j + h / 2) = static_cast<std::int32_t>(p(1, 1) - p(0, 0));
+                }
+            }
+        }
+        Encode(w / 2, h / 2);
+        for (int c = 0; c < codec.channels; ++c) {
+            Rows(c, 0, h / 2, w / 2, w);
+            Rows(c, h / 2, h, 0, w);
+        }
+    }
+};
+
+std::string LiteralBody(Codec codec, int x0, int y0) {
+    LiteralPyramid pyramid{codec, Words({x0, y0})};
+    for (int c = 0; c < codec.channels; ++c) {
+        pyramid.Rows(c, 0, y0, x0, codec.width);
+        pyramid.Rows(c, y0, codec.height, 0, codec.width);
+    }
+    pyramid.Encode(x0, y0);
+    return pyramid.out;
+}
+
+TEST(Codec, WritesTheLayoutAndReadsItBack) {
+    const TempDir dir;
+    struct Case {
+        int width, height, channels, bits, x0, y0;
+    };
+    for (const Case& k :
+         {Case{4, 4, 1, 32, 4, 4}, Case{5, 7, 3, 24, 4, 4}, Case{33, 9, 2, 16, 32, 8},
+          Case{4, 64, 1, 8, 4, 64}, Case{257, 257, 2, 32, 256, 256}}) {
+        SCOPED_TRACE(testing::Message() << k.width << "x" << k.height << " " << k.bits << " bits");
+        const Codec grid = RandomGrid(k.width, k.height, k.channels, k.bits, 7);
+        const std::string header = StreamHeader(2, k.width, k.height, k.channels, k.bits);
+        const std::string pyramid = SaveStream(dir, grid, CODEC_PYRAMID);
+        EXPECT_TRUE(Gunzip(pyramid) == header + LiteralBody(grid, k.x0, k.y0));
+        const std::string flat = SaveStream(dir, grid, CODEC_FLAT);
+        for (const std::string& stream : {pyramid, flat}) {
+            Codec loaded =
+                RandomGrid(300, 2, 5, 8, 9);  // what it held before must not shine through
+            ASSERT_TRUE(LoadStream(dir, stream, loaded));
+            EXPECT_TRUE(loaded.ok);
+            ASSERT_EQ(loaded.channels, k.channels);
+            const std::uint32_t mask = k.bits == 32 ? ~0U : (1U << k.bits) - 1;
+            for (std::size_t c = 0; c < grid.data.size(); ++c) {
+                ASSERT_EQ(loaded.data[c].size(), grid.data[c].size());
+                for (std::size_t i = 0; i < grid.data[c].size(); ++i) {
+                    ASSERT_EQ(
+                        (loaded.data[c][i] ^ grid.data[c][i]) & static_cast<std::int32_t>(mask), 0);
+                }
+            }
+        }
+    }
+}
+
+TEST(Codec, StoresFlatInterleavedAndBytesAsLowOrderDifferences) {
+    const TempDir dir;
+    Codec grid;
+    grid.Init(2, 1, 2, 16);
+    grid.data = {{1, -2}, {0x1234, 70000}};
+    EXPECT_EQ(Gunzip(SaveStream(dir, grid, CODEC_FLAT)),
+              StreamHeader(1, 2, 1, 2, 16) + std::string("\x00\x01\x12\x34\xFF\xFE\x11\x70", 8));
+
+    Codec bytes;
+    bytes.Init(4, 4, 1, 8);
+    bytes.data[0][0] = 200;
+    bytes.data[0][1] = 10;
+    const std::string body = Gunzip(SaveStream(dir, bytes, CODEC_PYRAMID)).substr(17 + 8);
+    ASSERT_EQ(body.size(), 16U);
+    EXPECT_EQ(body[0], '\xC8');
+    EXPECT_EQ(body[4], '\x42');
+    Codec loaded;
+    ASSERT_TRUE(LoadStream(dir, SaveStream(dir, bytes, CODEC_PYRAMID), loaded));
+    EXPECT_EQ(loaded.data[0][0], -56);
+    EXPECT_EQ(loaded.data[0][1], 10);
+}
+
+TEST(Codec, RevertsSmallPyramidsAndRefusesUnknownNumbers) {
+    const TempDir dir;
+    std::string stream;
+    EXPECT_EQ(CaptureStderr(
+                  [&] { stream = SaveStream(dir, RandomGrid(3, 100, 1, 32, 1), CODEC_PYRAMID); }),
+              "Codec::Save: reverting to CODEC_FLAT for 3x100\n");
+    EXPECT_EQ(Gunzip(stream).substr(0, 4), Word(1));
+    Codec grid = RandomGrid(4, 4, 1, 8, 1);
+    const int fd = open(dir.File("unknown").c_str(), O_WRONLY | O_CREAT, 0666);
+    EXPECT_EQ(CaptureStderr([&] { EXPECT_FALSE(grid.Save(fd, 3)); }),
+              "Codec::Save: unknown codec 3\n");
+    close(fd);
+    EXPECT_THAT(CaptureStderr([&] { EXPECT_FALSE(grid.Save(-1, CODEC_FLAT)); }),
+                StartsWith("Codec::Save: "));
+    EXPECT_THAT(CaptureStderr([&] { EXPECT_FALSE(grid.Load(-1)); }), StartsWith("Codec::Load: "));
+}
+
+TEST(Codec, RefusesHeadersThatClaimTooMuch) {
+    const TempDir dir;
+    struct Case {
+        std::string header;
+        std::string sizes;
+    };
+    constexpr std::int64_t kHuge = 2147483647;
+    const Case cases[] = {
+        {StreamHeader(1, kHuge, kHuge, 8, 32), "2147483647x2147483647x8x32bpp"},
+        {StreamHeader(1, kHuge, kHuge, kHuge, 32), "2147483647x2147483647x2147483647x32bpp"},
+        {StreamHeader(1, 1, 1, 1 << 27, 32), "1x1x134217728x32bpp"},
+        {StreamHeader(1, 4097, 4096, 8, 32), "4097x4096x8x32bpp"},
+        {StreamHeader(1, 4, 4, 0, 32), "4x4x0x32bpp"},
+        {StreamHeader(1, -4, 4, 1, 32), "-4x4x1x32bpp"},
+        {StreamHeader(2, 4, 4, 1, 33), "4x4x1x33bpp"},
+        {StreamHeader(2, 4, 4, 1, 200), "4x4x1x-56bpp"},
+        {StreamHeader(2, 4, 4, 1, 8) + Words({5, 4}), "4x4x1x8bpp"},
+        {StreamHeader(2, 4, 4, 1, 8) + Words({4, -1}), "4x4x1x8bpp"},
+        {StreamHeader(2, 4, 4, 1, 8) + Words({4, kHuge}), "4x4x1x8bpp"},
+    };
+    for (const Case& k : cases) {
+        Codec codec;
+        EXPECT_EQ(CaptureStderr([&] { EXPECT_FALSE(LoadStream(dir, Gzip(k.header), codec)); }),
+                  "Codec::Load: invalid image dimensions (" + k.sizes + ")\n");
+        EXPECT_TRUE(codec.data.empty());
+    }
+    Codec codec;
+    EXPECT_EQ(CaptureStderr([&] { EXPECT_FALSE(LoadStream(dir, Gzip(Word(3)), codec)); }),
+              "Codec::Load: unknown codec 3\n");
+    EXPECT_EQ(CaptureStderr([&] { EXPECT_FALSE(LoadStream(dir, "", codec)); }),
+              "Codec::ReadInt: premature EOF\nCodec::Load: unknown codec 0\n");
+}
+
+TEST(Codec, ReadsAnyPyramidCornerLikeTheRecursion) {
+    const TempDir dir;
+    for (int y0 = 0; y0 <= 5; ++y0) {
+        for (int x0 = 0; x0 <= 7; ++x0) {
+            Codec codec;
+            const std::string bytes =
+                StreamHeader(2, 7, 5, 2, 8) + Words({x0, y0}) + std::string(200, '\1');
+            ASSERT_TRUE(LoadStream(dir, Gzip(bytes), codec));
+            EXPECT_TRUE(codec.ok);
+        }
+    }
+    Codec codec;  // 5 x 5 merges to 4 x 4: border, half block, level 2 x 2, level 5 x 5
+    const std::string body = std::string(1, '\2') + std::string(3, '\1') + std::string(21, '\5');
+    ASSERT_TRUE(LoadStream(dir, Gzip(StreamHeader(2, 5, 5, 1, 8) + Words({5, 5}) + body), codec));
+    EXPECT_EQ(codec.data[0], (std::vector<std::int32_t>{2, 7, 3, 8, 5,  //
+                                                        7, 7, 8, 8, 5,  //
+                                                        3, 8, 3, 8, 5,  //
+                                                        8, 8, 8, 8, 5,  //
+                                                        5, 5, 5, 5, 5}));
+}
+
+TEST(Codec, FillsShortDataWithZerosAfterOneMessage) {
+    const TempDir dir;
+    Codec grid = RandomGrid(40, 30, 3, 32, 5);
+    const std::string flat = Gunzip(SaveStream(dir, grid, CODEC_FLAT));
+    constexpr std::size_t kKept = 17 + 4 * 100 + 2;  // a hundred values and half of the next
+    Codec codec = RandomGrid(40, 30, 3, 32, 6);
+    EXPECT_EQ(
+        CaptureStderr([&] { EXPECT_TRUE(LoadStream(dir, Gzip(flat.substr(0, kKept)), codec)); }),
+        "Codec::ReadInt: premature EOF\n");
+    EXPECT_FALSE(codec.ok);
+    for (std::size_t i = 0; i < 40 * 30 * 3; ++i) {
+        const std::int32_t whole = grid.data[i % 3][i / 3];
+        const std::int32_t wanted = i < 100 ? whole : i == 100 ? whole & ~0xFFFF : 0;
+        ASSERT_EQ(codec.data[i % 3][i / 3], wanted) << i;
+    }
+    for (const int bits : {8, 5}) {  // five bits are no byte: every value reads as the end
+        for (const int number : {1, 2}) {
+            const std::string huge = Gzip(StreamHeader(number, 4096, 4096, 1, bits));
+            EXPECT_EQ(CaptureStderr([&] { EXPECT_TRUE(LoadStream(dir, huge, codec)); }),
+                      "Codec::ReadInt: premature EOF\n");
+            EXPECT_EQ(codec.data[0], std::vector<std::int32_t>(4096 * 4096, 0));
+        }
+    }
+}
+
+TEST(Codec, KeepsGoodDataBeforeDamage) {
+    const TempDir dir;
+    const Codec grid = RandomGrid(100, 100, 2, 32, 8);
+    const std::string whole = SaveStream(dir, grid, CODEC_FLAT);
+    std::string corrupt = whole;
+    for (std::size_t i = whole.size() / 2; i < whole.size() / 2 + 40; ++i)
+        corrupt[i] ^= 0x5A;
+    Codec codec;
+    const std::string message =
+        CaptureStderr([&] { EXPECT_TRUE(LoadStream(dir, corrupt, codec)); });
+    EXPECT_THAT(message, StartsWith("Codec::ReadInt: "));
+    EXPECT_EQ(std::count(message.begin(), message.end(), '\n'), 1);
+    // Random values do not compress: half of the file is half of the values, less one piece.
+    EXPECT_TRUE(
+        std::equal(grid.data[1].begin(), grid.data[1].begin() + 2500, codec.data[1].begin()));
+    EXPECT_EQ(codec.data[1].back(), 0);
+
+    EXPECT_EQ(CaptureStderr(
+                  [&] { EXPECT_TRUE(LoadStream(dir, whole.substr(0, whole.size() / 2), codec)); }),
+              "Codec::ReadInt: premature EOF\n");
+    EXPECT_TRUE(
+        std::equal(grid.data[1].begin(), grid.data[1].begin() + 4500, codec.data[1].begin()));
+}
+
+}  // namespace

@@ -1,0 +1,262 @@
+// Mesh storage, derived geometry and mesh files.
+#include "geometry/GeoImage.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cmath>
+
+#include "geometry/Codec.h"
+#include "geometry/StreamFiles.h"
+#include "support/Capture.h"
+#include "support/TempFile.h"
+
+namespace {
+
+using testing::HasSubstr;
+
+// x grows with the column, y with the row, z is bent a little.
+GeoImage BentGrid(int rows, int columns) {
+    GeoImage mesh(rows, columns);
+    for (int r = 0; r < rows; ++r) {
+        for (int c = 0; c < columns; ++c) {
+            GeoImageSample& s = mesh.At(r, c);
+            s.position = {static_cast<float>(c), static_cast<float>(r),
+                          0.1F * static_cast<float>(r * c)};
+            s.u = static_cast<float>(c) / 8;
+            s.v = static_cast<float>(r) / 8;
+        }
+    }
+    mesh.Finish(true);
+    return mesh;
+}
+
+void ExpectNear(const vec3& a, const vec3& b, float tolerance) {
+    EXPECT_NEAR(a.x, b.x, tolerance);
+    EXPECT_NEAR(a.y, b.y, tolerance);
+    EXPECT_NEAR(a.z, b.z, tolerance);
+}
+
+std::string MeshFile(std::int64_t exponent, const std::string& stream) {
+    return "sNMM" + Words({2, 0, exponent}) + OneByte(0) + Gzip(stream);
+}
+
+TEST(GeoImage, FinishDerivesNormalsBoundsAndRadius) {
+    GeoImage quad = BentGrid(2, 2);
+    quad.At(1, 1).position.z = 0;
+    quad.AddToken(GeoImage::kDetailToken);
+    quad.Finish(true);
+    EXPECT_FALSE(quad.HasToken(GeoImage::kDetailToken));
+    for (int i = 0; i < 4; ++i)
+        EXPECT_EQ(quad.samples[i].normal, vec3(0, 0, -1));
+    EXPECT_EQ(quad.boundsMin, vec3(0, 0, 0));
+    EXPECT_EQ(quad.boundsMax, vec3(1, 1, 0));
+    EXPECT_FLOAT_EQ(quad.radius, std::sqrt(2.0F));
+
+    GeoImage tiny = BentGrid(3, 3);  // squares of its face normals are below the range of float
+    for (int i = 0; i < 9; ++i)
+        tiny.samples[i].position *= 1e-13F;
+    tiny.Finish(true);
+    ExpectNear(tiny.At(0, 0).normal, BentGrid(3, 3).At(0, 0).normal, 1e-5F);
+
+    GeoImage point(3, 1);  // a collapsed row has no direction
+    for (int i = 0; i < 3; ++i)
+        point.samples[i] = {};
+    point.Finish(true);
+    EXPECT_EQ(point.At(1, 0).normal, vec3());
+    EXPECT_EQ(point.radius, 0);
+}
+
+TEST(GeoImage, ComputesProjectedErrorAndByteSize) {
+    GeoImage mesh = BentGrid(3, 5);
+    EXPECT_EQ(mesh.ByteSize(), 32 * 15 + 72);
+    EXPECT_EQ(mesh.ProjectedError(0, 0, 0), 1);
+    mesh.error = 2;
+    EXPECT_FLOAT_EQ(mesh.ProjectedError(4, 960, 90), 1);
+    mesh.error = -1;
+    EXPECT_EQ(mesh.ProjectedError(4, 960, 90), 1);
+}
+
+TEST(GeoImage, CopiesAllButDerivedData) {
+    GeoImage mesh = BentGrid(3, 4);
+    mesh.error = 0.5F;
+    mesh.wrapRows = true;
+    mesh.AddToken(7);
+    GeoImage copy(mesh);
+    GeoImage assigned = BentGrid(9, 9);
+    assigned.AddToken(8);
+    assigned = mesh;
+    for (const GeoImage* other : {&copy, &assigned}) {
+        ASSERT_EQ(other->width, 4);
+        ASSERT_EQ(other->height, 3);
+        EXPECT_EQ(other->At(2, 3).position, mesh.At(2, 3).position);
+        EXPECT_EQ(other->radius, mesh.radius);
+        EXPECT_EQ(other->boundsMax, mesh.boundsMax);
+        EXPECT_EQ(other->error, 0.5F);
+        EXPECT_TRUE(other->wrapRows);
+        EXPECT_FALSE(other->HasToken(7) || other->HasToken(8));
+    }
+    EXPECT_TRUE(mesh.HasToken(7));
+    EXPECT_FALSE(mesh.SetSize(1 << 20, 1 << 20));
+    EXPECT_EQ(mesh.samples, nullptr);
+    EXPECT_TRUE(copy.SetSize(0, 5));
+    EXPECT_EQ(copy.samples, nullptr);
+}
+
+TEST(GeoImage, SurvivesTheFile) {
+    const TempDir dir;
+    GeoImage mesh = BentGrid(9, 6);
+    mesh.error = 0.25F;
+    mesh.wrapColumns = true;
+    for (const int codec : {CODEC_FLAT, CODEC_PYRAMID}) {
+        ASSERT_TRUE(mesh.Save(dir.File("m"), codec));
+        GeoImage loaded = BentGrid(2, 2);
+        loaded.wrapRows = true;
+        loaded.AddToken(3);
+        ASSERT_TRUE(loaded.Load(dir.File("m")));
+        ASSERT_EQ(loaded.width, 6);
+        ASSERT_EQ(loaded.height, 9);
+        EXPECT_EQ(loaded.error, 0.25F);
+        EXPECT_TRUE(loaded.wrapColumns);
+        EXPECT_FALSE(loaded.wrapRows);
+        EXPECT_FALSE(loaded.HasToken(3));
+        for (int i = 0; i < 54; ++i) {
+            ExpectNear(loaded.samples[i].position, mesh.samples[i].position, 1e-6F);
+            ExpectNear(loaded.samples[i].normal, mesh.samples[i].normal, 1e-4F);
+            EXPECT_EQ(loaded.samples[i].u, mesh.samples[i].u);
+            EXPECT_EQ(loaded.samples[i].v, mesh.samples[i].v);
+        }
+        EXPECT_NEAR(loaded.radius, mesh.radius, 1e-5);
+    }
+}
+
+TEST(GeoImage, WritesTheLargestExponentThatFits) {
+    const TempDir dir;
+    struct Case {
+        float largest;
+        int exponent;
+    };
+    for (const Case& k : {Case{1, 30}, Case{3, 29}, Case{0, 0}, Case{-2147483648.0F, -1},
+                          Case{1e-30F, 130}, Case{1e30F, -69}, Case{NAN, 0}}) {
+        GeoImage mesh(1, 1);
+        mesh.samples[0] = {};
+        mesh.samples[0].position.y = k.largest;
+        ASSERT_TRUE(mesh.Save(dir.File("m"), CODEC_FLAT));
+        const std::string bytes = dir.Read("m");
+        EXPECT_EQ(bytes.substr(0, 17), "sNMM" + Words({2, 0, k.exponent}) + OneByte(0));
+        GeoImage loaded;
+        ASSERT_TRUE(loaded.Load(dir.File("m")));
+        if (std::isnan(k.largest)) continue;
+        EXPECT_FLOAT_EQ(loaded.samples[0].position.y, k.largest);
+    }
+}
+
+TEST(GeoImage, ReadsOlderVersionsAndChannelLayouts) {
+    const TempDir dir;
+    constexpr std::int64_t kOne = 65536;
+    // Version 1, five channels, 2 x 2, positions in halves.
+    std::string body = StreamHeader(1, 2, 2, 5, 32);
+    for (int r = 0; r < 2; ++r) {
+        for (int c = 0; c < 2; ++c)
+            body += Words({2 * c, 2 * r, 0, c * kOne / 4, r * kOne / 2});
+    }
+    dir.Write("five", "sNMM" + Words({1, 3 * kOne / 2, 1}) + Gzip(body));
+    GeoImage mesh;
+    mesh.wrapRows = true;
+    ASSERT_TRUE(mesh.Load(dir.File("five")));
+    EXPECT_TRUE(mesh.wrapRows) << "only version 2 carries the flags";
+    EXPECT_EQ(mesh.error, 1.5F);
+    EXPECT_EQ(mesh.At(1, 1).position, vec3(1, 1, 0));
+    EXPECT_EQ(mesh.At(1, 1).normal, vec3(0, 0, -1));
+    EXPECT_EQ(mesh.At(1, 1).u, 0.25F);
+    EXPECT_EQ(mesh.At(1, 1).v, 0.5F);
+
+    // A negative version counts as 0: no error, no exponent, 16.16 positions. Six channels.
+    body = StreamHeader(1, 1, 1, 6, 32) + Words({kOne, 2 * kOne, 0, 0, 3 * kOne, 4 * kOne});
+    dir.Write("six", "sNMM" + Word(-5) + Gzip(body));
+    ASSERT_TRUE(mesh.Load(dir.File("six")));
+    EXPECT_EQ(mesh.error, 0);
+    EXPECT_EQ(mesh.samples[0].position, vec3(1, 2, 0));
+    ExpectNear(mesh.samples[0].normal, vec3(0, 0.6F, 0.8F), 1e-6F);
+    EXPECT_EQ(mesh.samples[0].u, 0);
+
+    body = StreamHeader(1, 1, 1, 3, 16) + std::string("\xFF\xFE\0\0\0\1", 6);
+    dir.Write("three", MeshFile(1, body));
+    ASSERT_TRUE(mesh.Load(dir.File("three")));
+    EXPECT_EQ(mesh.samples[0].position, vec3(-1, 0, 0.5F));
+}
+
+TEST(GeoImage, KeepsItsContentsWhenAFileIsRefused) {
+    const TempDir dir;
+    const std::string one = StreamHeader(1, 1, 1, 8, 32) + std::string(32, '\1');
+    const std::string good = MeshFile(20, one);
+    mkfifo(dir.File("pipe").c_str(), 0666);
+    struct Case {
+        std::string path;
+        std::string message;
+    };
+    const auto file = [&](const char* name, const std::string& bytes) {
+        return dir.Write(name, bytes);
+    };
+    const std::string path = dir.File("f");
+    const auto named = [&](const std::string& text) { return "GeoImage::Load: " + text + "\n"; };
+    const Case cases[] = {
+        {dir.File("none"), named("could not open file " + dir.File("none"))},
+        {dir.Path(), named("could not open file " + dir.Path())},
+        {dir.File("pipe"), named("could not open file " + dir.File("pipe"))},
+        {"/dev/zero", named("could not open file /dev/zero")},
+        {file("a", ""), named("file " + dir.File("a") + " not a PALLIX GeoImage")},
+        {file("b", "sNMX" + good), named("file " + dir.File("b") + " not a PALLIX GeoImage")},
+        {file("c", "sNMM" + Word(3) + good),
+         named("file " + dir.File("c") + " version 3, I only know version 2 and lower")},
+        {file("d", good.substr(0, 12)), named("read of " + dir.File("d") + " failed in header")},
+        {file("e", good.substr(0, 8)), named("read of " + dir.File("e") + " failed in header")},
+        {file("g", MeshFile(20, StreamHeader(1, 1, 1, 4, 8) + "1234")),
+         named("file " + dir.File("g") + " indecipherable")},
+        {file("h", MeshFile(-2000000000, one)), named("file " + dir.File("h") + " indecipherable")},
+        {file("i", MeshFile(INT32_MIN, one)), named("file " + dir.File("i") + " indecipherable")},
+        {file("k", MeshFile(-104, one)), named("file " + dir.File("k") + " indecipherable")},
+        {file("l", MeshFile(20, StreamHeader(1, 1, 1, 0, 8))),
+         "Codec::Load: invalid image dimensions (1x1x0x8bpp)\n"},
+    };
+    GeoImage mesh = BentGrid(3, 3);
+    mesh.error = 2;
+    GeoImageSample* const samples = mesh.samples;
+    for (const Case& k : cases) {
+        mesh.AddToken(1);
+        EXPECT_EQ(CaptureStderr([&] { EXPECT_FALSE(mesh.Load(k.path)); }), k.message);
+        EXPECT_EQ(mesh.samples, samples);
+        EXPECT_EQ(mesh.error, 2);
+        EXPECT_FALSE(mesh.HasToken(1));
+    }
+    // An exponent beyond all floats makes positions 0, never infinite.
+    ASSERT_TRUE(mesh.Load(file("tiny", MeshFile(2000000000, one))));
+    EXPECT_EQ(mesh.radius, 0);
+    ASSERT_TRUE(mesh.Load(file("large", MeshFile(-100, one))));
+    EXPECT_TRUE(std::isfinite(mesh.radius));
+    EXPECT_EQ(CaptureStderr([&] {
+                  EXPECT_TRUE(mesh.Load(file("cut", good.substr(0, 17) + Gzip(one.substr(0, 21)))));
+              }),
+              "Codec::ReadInt: premature EOF\n");
+    EXPECT_EQ(mesh.samples[0].position.y, 0);
+}
+
+TEST(GeoImage, SaveReportsAndRemovesWhatItCannotWrite) {
+    const TempDir dir;
+    const GeoImage mesh = BentGrid(3, 3);
+    EXPECT_EQ(CaptureStderr([&] { EXPECT_FALSE(mesh.Save(dir.Path(), CODEC_FLAT)); }),
+              "GeoImage::Save: could not open file " + dir.Path() + "\n");
+    mkfifo(dir.File("pipe").c_str(), 0666);
+    EXPECT_THAT(CaptureStderr([&] { EXPECT_FALSE(mesh.Save(dir.File("pipe"), CODEC_FLAT)); }),
+                HasSubstr("could not open"));
+    EXPECT_EQ(CaptureStderr([&] { EXPECT_FALSE(mesh.Save(dir.File("m"), 9)); }),
+              "Codec::Save: unknown codec 9\n");
+    EXPECT_NE(access(dir.File("m").c_str(), F_OK), 0);
+    dir.Write("m", std::string(100000, 'x'));
+    ASSERT_TRUE(mesh.Save(dir.File("m"), CODEC_FLAT));
+    EXPECT_LT(dir.Read("m").size(), 1000U);
+}
+
+}  // namespace
