@@ -97,12 +97,12 @@ TEST_F(LightTest, ShadowLightsAddVolumesAndALitPassOutsideThem) {
     EXPECT_EQ(Volumes(), 1);
     EXPECT_EQ(Statistic(renderer.Stats(), stat_names::kPasses), 2);
 
-    sun->shaders.emplace_back().blend = BlendHaze;  // on all casters, before their own
+    sun->shaders.emplace_back().blend = BlendHaze;  // on every caster, before its own
     sun->shadowlen = 0;
     EXPECT_EQ(afterFirstPass(), loadSun + litPass);
     sun->shadowlen = 100;
     EXPECT_EQ(afterFirstPass(), loadSun + "StartShadows\n" + volume + "FinishShadows\n" + litPass +
-                                    "LoadMatrix 0 0 -12\nRunShader ball mul\n"
+                                    "LoadMatrix 0 0 -12\nRunShader ball haze\nRunShader ball mul\n"
                                     "LoadMatrix 0 0 -10\nRunShader ball haze\n");
 }
 
