@@ -6,24 +6,7 @@
 pthread_mutex_t sceneLock = PTHREAD_MUTEX_INITIALIZER;
 FrameLock frameLock;
 
-namespace {
-
-// A thread cancelled while it waits would leave behind a ticket that nobody takes up.
-class NoCancellation {
-public:
-    NoCancellation() { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &m_old); }
-    ~NoCancellation() { pthread_setcancelstate(m_old, nullptr); }
-    NoCancellation(const NoCancellation&) = delete;
-    NoCancellation& operator=(const NoCancellation&) = delete;
-
-private:
-    int m_old = PTHREAD_CANCEL_ENABLE;
-};
-
-}  // namespace
-
 void FrameLock::lock() {
-    const NoCancellation guard;
     std::unique_lock hold(m_mutex);
     const std::uint64_t ticket = m_nextTicket++;
     m_changed.wait(hold, [&] { return m_nowServing == ticket; });
@@ -40,7 +23,6 @@ void FrameLock::unlock() {
 }
 
 bool FrameLock::TryLockFor(int milliseconds) {
-    const NoCancellation guard;
     std::unique_lock hold(m_mutex);
     const std::uint64_t ticket = m_nextTicket++;
     if (m_changed.wait_for(hold, std::chrono::milliseconds(milliseconds),

@@ -13,7 +13,7 @@ extern pthread_mutex_t sceneLock;
 
 // Excludes commands from frames, camera steps, key and mouse handling. First come, first served:
 // the main thread re-takes it at once on every pass, and a plain mutex would starve the console.
-// Waiting is no cancellation point; who holds the lock must not be cancelled either.
+// A thread must not be cancelled while it waits or holds: its ticket would block all others.
 class FrameLock {
 public:
     void lock();

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <sstream>
 #include <string>
 
 inline std::string CaptureStderr(const std::function<void()>& body) {
@@ -16,4 +17,11 @@ inline std::string CaptureStdout(const std::function<void()>& body) {
     testing::internal::CaptureStdout();
     body();
     return testing::internal::GetCapturedStdout();
+}
+
+// An address as messages show it.
+inline std::string Address(const void* p) {
+    std::ostringstream text;
+    text << p;
+    return text.str();
 }

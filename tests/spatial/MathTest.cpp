@@ -1,0 +1,142 @@
+// Matrices, planes and depth order against sampled points and hand-made cases.
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "geometry/GeoImage.h"
+#include "scene/Object.h"
+#include "spatial/DepthOrder.h"
+#include "spatial/Matrix.h"
+#include "spatial/Plane.h"
+
+namespace {
+
+class Random {
+public:
+    float Within(float limit) { return std::uniform_real_distribution(-limit, limit)(m_engine); }
+    vec3 Vector(float limit) { return {Within(limit), Within(limit), Within(limit)}; }
+
+private:
+    std::mt19937 m_engine{1};
+};
+
+std::vector<Plane> RandomFrustum(Random& random) {
+    std::vector<Plane> planes;
+    for (int i = 0; i < 3; ++i) {
+        planes.push_back(Plane::Through(random.Vector(2), random.Vector(1)));
+    }
+    return planes;
+}
+
+vec3 Axis(const Matrix& m, int column) {
+    return {static_cast<float>(m[4 * column]), static_cast<float>(m[4 * column + 1]),
+            static_cast<float>(m[4 * column + 2])};
+}
+
+}  // namespace
+
+TEST(Matrix, FramesOfObjects) {
+    EXPECT_EQ(Matrix::Frame({}, {0, 0, 1}, {0, 1, 0}), Matrix());
+    const Matrix parallel = Matrix::Frame({}, {0, 1, 0}, {0, 1, 0});
+    EXPECT_EQ(Axis(parallel, 0), vec3(0, 0, 1));
+    EXPECT_EQ(Axis(parallel, 1), vec3(1, 0, 0));
+    EXPECT_EQ(Axis(parallel, 2), vec3(0, 1, 0));
+    for (const vec3& hopeless : {vec3{}, vec3{3e38F, 3e38F, 3e38F}}) {
+        const Matrix frame = Matrix::Frame({1, 2, 3}, hopeless, {0, 1, 0});
+        EXPECT_EQ(frame.RigidInverse().Translation(), vec3(-1, -2, -3));
+        EXPECT_EQ(Axis(frame, 0), vec3(1, 0, 0));
+    }
+    // Along the diagonal the spare axis is the diagonal itself.
+    EXPECT_EQ(Axis(Matrix::Frame({}, {1, 1, 1}, {}), 2), vec3(0, 0, 1));
+}
+
+TEST(Matrix, ProductsAndInversesCarryPoints) {
+    Random random;
+    for (int i = 0; i < 200; ++i) {
+        const Matrix a = Matrix::Frame(random.Vector(9), random.Vector(1), random.Vector(1));
+        const Matrix b = Matrix::Frame(random.Vector(9), random.Vector(1), random.Vector(1));
+        const vec3 p = random.Vector(5);
+        EXPECT_LT(Length((a * b).Transform(p) - a.Transform(b.Transform(p))), 1e-4F);
+        EXPECT_LT(Length(a.RigidInverse().Transform(a.Transform(p)) - p), 1e-4F);
+        EXPECT_LT(Length(a.Transform(p) - a.Translation() - a.Rotate(p)), 1e-4F);
+    }
+    Matrix far;  // large terms cancel before the result is rounded
+    far[0] = 1;
+    far[12] = -16777217.0;
+    EXPECT_EQ(far.Transform({16777216, 0, 0}).x, -1);
+}
+
+TEST(Plane, MasksOfPointsAndSpheres) {
+    Random random;
+    const std::vector<Plane> planes(32, Plane::Through({0, 0, -1}, {0, 0, -2}));
+    EXPECT_EQ(PointOutside(planes, {5, 5, -1}, kAllPlanes), 0U);
+    EXPECT_EQ(PointOutside(planes, {5, 5, -0.5F}, 0x80000001U), 0x80000001U);
+    EXPECT_EQ(SphereOutside(planes, {}, 1, kAllPlanes), 0U);
+    EXPECT_EQ(SphereOutside(planes, {}, 0.9F, kAllPlanes), kAllPlanes);
+    for (int i = 0; i < 500; ++i) {
+        const Plane plane = Plane::Through(random.Vector(3), random.Vector(1));
+        EXPECT_NEAR(plane.Value(plane.Point()), 0, 1e-5);
+        const vec3 centre = random.Vector(3);
+        const float radius = std::abs(random.Within(2));
+        const bool outside = SphereOutside({&plane, 1}, centre, radius, kAllPlanes) != 0;
+        const float nearest = plane.Value(centre + plane.Normal() * radius);
+        if (std::abs(nearest) > 1e-4F) {
+            EXPECT_EQ(outside, nearest < 0);
+        }
+    }
+}
+
+TEST(Plane, BoxTestAgreesWithSampledPoints) {
+    Random random;
+    int rejected = 0;
+    for (int i = 0; i < 1000; ++i) {
+        const std::vector<Plane> planes = RandomFrustum(random);
+        const Matrix m = Matrix::Frame(random.Vector(3), random.Vector(1), random.Vector(1));
+        const vec3 low = random.Vector(1);
+        const Box box{low, low + vec3{0.1F, 1, 2}};
+        bool pointInside = false;
+        for (int sample = 0; sample < 125; ++sample) {
+            const vec3 step{0.025F * static_cast<float>(sample % 5),
+                            0.25F * static_cast<float>(sample / 5 % 5),
+                            0.5F * static_cast<float>(sample / 25)};
+            pointInside |= PointOutside(planes, m.Transform(low + step), kAllPlanes) == 0;
+        }
+        bool beyondOnePlane = false;
+        for (const Plane& plane : planes) {
+            int corners = 0;
+            for (int c = 0; c < 8; ++c)
+                corners += plane.Value(m.Transform(box.Corner(c))) < 0;
+            beyondOnePlane |= corners == 8;
+        }
+        EXPECT_EQ(BoxTouchesInside(planes, box, m), !beyondOnePlane);
+        EXPECT_TRUE(!pointInside || BoxTouchesInside(planes, box, m));
+        rejected += beyondOnePlane ? 1 : 0;
+    }
+    EXPECT_GT(rejected, 100);
+    EXPECT_LT(rejected, 900);
+}
+
+TEST(DepthOrder, FarthestSideFirstAndStable) {
+    GeoImage mesh;
+    mesh.radius = 5;
+    Object big;
+    big.mesh = &mesh;
+    Object first;
+    Object second;
+    const auto at = [](double z) {
+        Matrix m;
+        m[14] = z;
+        return m;
+    };
+    DepthList list;
+    list.emplace(at(-10), &first);
+    list.emplace(at(-6), &big);  // its far side is at -11
+    list.emplace(at(-10), &second);
+    list.emplace(at(-20), nullptr);
+    list.emplace(at(std::nan("")), &big);
+    list.emplace(at(-10), nullptr);
+    std::vector<Object*> order;
+    for (const DepthKey& key : list)
+        order.push_back(key.object);
+    EXPECT_EQ(order, (std::vector<Object*>{&big, nullptr, &big, &first, &second, nullptr}));
+}

@@ -1,0 +1,122 @@
+// Radii of objects, their place in the parent's octree, and what a change does not reach.
+#include <gtest/gtest.h>
+
+#include <limits>
+
+#include "geometry/GeoImage.h"
+#include "scene/Object.h"
+#include "support/Capture.h"
+
+namespace {
+
+// room / a / b, each a direct child, with a mesh of radius 2 to hand.
+struct Family {
+    GeoImage mesh;
+    Object room;
+    Object a;
+    Object b;
+
+    Family() {
+        mesh.radius = 2;
+        room.AddChild("a", &a);
+        a.AddChild("b", &b);
+    }
+    void Mark() {
+        for (Object* object : {&room, &a, &b})
+            object->derivedCache = {this};
+    }
+    std::string Emptied() const {
+        return std::string(room.derivedCache.empty() ? "r" : "") +
+               (a.derivedCache.empty() ? "a" : "") + (b.derivedCache.empty() ? "b" : "");
+    }
+};
+
+}  // namespace
+
+TEST(ObjectOctree, AddedAndRemovedChildrenSetTheRadius) {
+    GeoImage mesh;
+    mesh.radius = 2;
+    Object parent;
+    Object child;
+    parent.SetMesh(&mesh);
+    child.radius = 1;
+    child.pos = {3, 4, 0};
+    parent.AddChild("c", &child);
+    EXPECT_EQ(parent.radius, 6);
+    EXPECT_EQ(parent.Radius(false), 2);
+    EXPECT_EQ(child.octreeLink, &parent.ChildOctree());
+    // The map entry is still there, and counts.
+    EXPECT_TRUE(parent.RemoveChild("c"));
+    EXPECT_EQ(parent.radius, 6);
+    EXPECT_EQ(child.octreeLink, nullptr);
+    EXPECT_EQ(CaptureStderr([&] { EXPECT_TRUE(parent.RemoveChild("c")); }),
+              "Warning: node " + Address(&parent) + " couldn't find child c(" + Address(&child) +
+                  ") in octree map\n");
+    parent.children.erase("c");
+    EXPECT_EQ(CaptureStderr([&] { EXPECT_FALSE(parent.RemoveChild("c")); }),
+              "Warning: node " + Address(&parent) + " requested to remove non-child c\n");
+    EXPECT_EQ(parent.radius, 6);
+    parent.AddChild("nobody", nullptr);
+    parent.RemoveChild("nobody");
+    EXPECT_EQ(parent.radius, 2);
+}
+
+TEST(ObjectOctree, ChangesReachOneLevelUp) {
+    Family family;
+    family.Mark();
+    family.b.SetMesh(&family.mesh);
+    EXPECT_EQ(family.Emptied(), "ab");
+    EXPECT_EQ(family.a.radius, 2);
+    EXPECT_EQ(family.room.radius, 0);
+
+    family.Mark();
+    family.b.SetPosition({10, 0, 0});
+    family.b.SetPosition({1, 0, 0});
+    EXPECT_EQ(family.Emptied(), "ab");
+    EXPECT_EQ(family.a.radius, 12);  // never shrinks on a move
+    family.a.SetPosition({0, 1, 0});
+    EXPECT_EQ(family.room.radius, 13);
+
+    // A smaller mesh does not shrink, a negative radius recomputes.
+    GeoImage odd;
+    odd.radius = 1;
+    family.a.SetMesh(&odd);
+    EXPECT_EQ(family.a.radius, 12);
+    odd.radius = -1;
+    family.a.SetMesh(&odd);
+    EXPECT_EQ(family.a.radius, 3);
+
+    // A new grandchild widens the grandparent too: the child counts as changed.
+    Object c;
+    c.radius = 20;
+    family.Mark();
+    family.a.AddChild("c", &c);
+    EXPECT_EQ(family.Emptied(), "ra");
+    EXPECT_EQ(family.room.radius, 21);
+    vec3 min;
+    vec3 max;
+    family.room.ChildOctree().GetBounds(min, max, false);
+    EXPECT_EQ(max, vec3(20, 21, 20));
+}
+
+TEST(ObjectOctree, AnObjectThatWasNeverInsertedIsReportedAndInserted) {
+    Family family;
+    Object stray;
+    stray.parent = &family.room;
+    EXPECT_EQ(CaptureStderr([&] { stray.SetMesh(&family.mesh); }),
+              "Warning: node " + Address(&family.room) + " couldn't find child " + Address(&stray) +
+                  " in octree map\n");
+    EXPECT_EQ(stray.octreeLink, &family.room.ChildOctree());
+    EXPECT_EQ(CaptureStderr([&] { stray.SetPosition({1, 2, 3}); }), "");
+}
+
+TEST(ObjectOctree, FarPositionsMakeNoNaN) {
+    Family family;
+    family.a.SetPosition({0, 3e30F, 4e30F});
+    EXPECT_FLOAT_EQ(family.room.radius, 5e30F);
+    const float big = std::numeric_limits<float>::max();
+    family.a.SetPosition({big, big, -big});
+    EXPECT_FALSE(std::isnan(family.room.radius));
+    family.a.SetPosition({});
+    EXPECT_TRUE(family.room.RemoveChild("a"));
+}
