@@ -83,7 +83,10 @@ public:
     std::size_t FaceNormalCount() const { return m_faceNormals.size(); }
 
 private:
+    void FillFaceNormals();
+
     std::vector<vec3> m_faceNormals;   // one per non-degenerate triangle, in scan order
+    std::vector<std::uint8_t> m_flat;  // one per triangle: 1 when degenerate, so without a normal
     std::set<std::uint32_t> m_tokens;  // derived data that is valid for the present samples
 
     std::size_t Index(int row, int column) const {

@@ -1,6 +1,7 @@
 // Where the triangles of a mesh that face a point meet those that do not.
 #pragma once
 
+#include <cstdint>
 #include <vector>
 
 #include "spatial/Vec3.h"
@@ -20,6 +21,7 @@ struct SilhouetteCap {
 struct SilhouetteResult {
     std::vector<SilhouetteEdge> edges;  // each the reverse of the facing triangle's own edge
     std::vector<SilhouetteCap> caps;    // facing triangles, in the grid's vertex order
+    std::vector<std::uint8_t> scratch;  // working storage of the extraction
 };
 static_assert(sizeof(SilhouetteEdge) == 24 && sizeof(SilhouetteCap) == 36,
               "drivers hand both lists to the graphics library as packed points");

@@ -82,7 +82,8 @@ bool Culler::TestObject(Object* object) {
     const GeoImage* mesh = object->mesh;
     const vec3 origin = m_matrix.Translation();
     const float radius = OwnRadius(mesh);
-    if (radius * m_scale / std::max(-origin.z, kNearestMesh) < kMinPixels) {
+    const float pixels = radius * m_scale / std::max(-origin.z, kNearestMesh);
+    if (!(pixels >= kMinPixels)) {  // not a number is not visible either
         m_rejected.insert(object);
         return false;
     }
@@ -156,8 +157,8 @@ void Culler::WalkNode(Octree& node, std::vector<Object*>& out) {
     }
 }
 
-// The distance is that of the object whose children these are, not of the node: a node never
-// comes and goes while the view turns within its owner.
+// The distance is that of the object whose children these are, not of the node: one figure opens
+// or closes all nodes of a size, near and far ones alike.
 bool Culler::AcceptNode(const Octree& node, const Box& bounds) const {
     const vec3 centre = m_matrix.Transform((bounds.min + bounds.max) * 0.5F);
     const float half = Length(bounds.max - bounds.min) * 0.5F;

@@ -1,0 +1,249 @@
+// What is drawn of a room: against a test of every object by itself, behind occluders, and after
+// objects moved or went away.
+#include "support/RecordingDriver.h"
+
+#include <random>
+#include <set>
+
+#include "renderer/Renderer.h"
+#include "settings/StatisticNames.h"
+#include "spatial/Occlusion.h"
+#include "spatial/Plane.h"
+#include "support/SceneBuilder.h"
+
+namespace {
+
+constexpr double kSlack = 1e-3;  // objects this near to a threshold are not judged
+
+Camera LookAt(const vec3& pos, const vec3& target) {
+    Camera camera;
+    camera.pos = pos;
+    camera.lookat = target;
+    return camera;
+}
+
+void DrawFrame(Renderer& renderer, Driver& driver, Room* room, const Camera& camera) {
+    renderer.BeginFrame(&driver);
+    renderer.Render(room, camera);
+    renderer.FinishFrame();
+}
+
+// Signed distances from the five planes of the view, positive inside.
+std::array<double, 5> ViewDistances(const Camera& camera, double ratio, const vec3& p) {
+    const double tall = std::tan(std::numbers::pi * camera.fov / 360);
+    const double wide = tall * camera.aspect * ratio;
+    const double across = std::hypot(1, wide);
+    const double upright = std::hypot(1, tall);
+    return {camera.hith - p.z, (p.x - wide * p.z) / across, (-p.x - wide * p.z) / across,
+            (p.y - tall * p.z) / upright, (-p.y - tall * p.z) / upright};
+}
+
+// The obvious twin: size in pixels, sphere, then box against each plane; slack widens the view.
+bool Sees(const Camera& camera, int width, int height, const Object& object, double slack) {
+    const Matrix view =
+        Matrix::Frame(camera.pos, camera.pos - camera.lookat, camera.up).RigidInverse();
+    const Matrix modelView = view * Matrix::Frame(object.pos, object.point, object.up);
+    const GeoImage& mesh = *object.mesh;
+    const double scale = 0.5 * height / std::tan(std::numbers::pi * camera.fov / 360);
+    const double depth = std::max(-modelView[14], 1e-4);
+    if (mesh.radius * scale / depth < 0.5 - slack) return false;
+    const double ratio = static_cast<double>(width) / height;
+    const auto centre = ViewDistances(camera, ratio, modelView.Translation());
+    for (std::size_t plane = 0; plane < centre.size(); ++plane) {
+        if (centre[plane] < -mesh.radius - slack) return false;
+        bool anyInside = false;
+        for (int corner = 0; corner < 8; ++corner) {
+            const Box box{mesh.boundsMin, mesh.boundsMax};
+            const vec3 p = modelView.Transform(box.Corner(corner));
+            anyInside = anyInside || ViewDistances(camera, ratio, p)[plane] >= -slack;
+        }
+        if (!anyInside) return false;
+    }
+    return true;
+}
+
+// Hides whatever lies wholly behind the nearest mesh that was added.
+class WallOcclusion : public Occlusion {
+public:
+    std::string log;
+
+    void Resize(int, int) override {}
+    void Clear() override {}
+    void SetProjection(const Camera&) override { m_wall = -1e30F; }
+    void SetMatrix(const Matrix& modelView) override { m_matrix = modelView; }
+    void AddGeoImage(GeoImage*, const Shader&, vec3) override {
+        log += "add ";
+        m_wall = std::max(m_wall, m_matrix.Translation().z);
+    }
+    void Sync() override { log += "sync "; }
+    bool TestTriangle(const vec3& a, const vec3& b, const vec3& c) const override {
+        return std::max({a.z, b.z, c.z}) >= m_wall;
+    }
+
+private:
+    Matrix m_matrix;
+    float m_wall = -1e30F;
+};
+
+}  // namespace
+
+TEST(Visibility, DrawsExactlyTheObjectsThatPassByThemselves) {
+    std::mt19937 random(7);
+    std::uniform_real_distribution<float> place(-30, 30);
+    std::uniform_real_distribution<float> turn(-1, 1);
+    TestScene scene;
+    RecordingDriver driver;
+    Renderer renderer;
+    GeoImage* meshes[] = {scene.Sphere(0.2F), scene.Sphere(2), scene.Quad(1), scene.Quad(0.02F)};
+    std::vector<Object*> objects;
+    for (unsigned i = 0; i < 400; ++i) {
+        const vec3 pos{place(random), place(random), place(random)};
+        objects.push_back(scene.AddPlain(scene.room, std::to_string(i), meshes[i % 4], pos));
+        objects.back()->point = {turn(random), turn(random), turn(random)};
+        objects.back()->shaders[PassBase].front().thick = static_cast<float>(i);  // its number
+    }
+    int drawn = 0;
+    int judged = 0;
+    for (int frame = 0; frame < 60; ++frame) {
+        Camera camera = LookAt({place(random), place(random), place(random)},
+                               {turn(random), turn(random), turn(random)});
+        camera.fov = 20 + static_cast<float>(frame);
+        camera.aspect = frame % 2 == 0 ? 1.0F : 1.5F;
+        DrawFrame(renderer, driver, &scene.room, camera);
+        std::set<int> seen;
+        for (const auto& draw : driver.draws)
+            seen.insert(static_cast<int>(draw.shader.thick));
+        EXPECT_EQ(seen.size(), driver.draws.size());
+        for (int i = 0; i < std::ssize(objects); ++i) {
+            const Object& object = *objects[static_cast<std::size_t>(i)];
+            const bool visible = Sees(camera, 640, 480, object, kSlack);
+            if (visible != Sees(camera, 640, 480, object, -kSlack)) continue;
+            ASSERT_EQ(seen.contains(i), visible) << "object " << i << " in frame " << frame;
+            ++judged;
+            drawn += visible ? 1 : 0;
+        }
+        driver.TakeLog();
+    }
+    EXPECT_GT(drawn, 1000);
+    EXPECT_GT(judged, 60 * 390);
+}
+
+TEST(Visibility, RulesOutWhatTheFlagsAndSizesSay) {
+    TestScene scene;
+    RecordingDriver driver;
+    Renderer renderer;
+    GeoImage* ball = scene.Sphere(1);
+    scene.AddPlain(scene.room, "far", ball, {0, 0, -825});  // 0.504 pixels
+    scene.AddPlain(scene.room, "tiny", ball, {0, 0, -840});
+    scene.AddPlain(scene.room, "hidden", ball, {0, 0, -9})->visible = false;
+    Object* inactive = scene.AddPlain(scene.room, "inactive", ball, {0, 0, -9});
+    scene.AddPlain(*inactive, "below", ball, {1, 0, 0});
+    inactive->active = false;
+    Object* empty = scene.Add(scene.room, "empty", nullptr, {0, 0, -9});
+    scene.AddPlain(*empty, "leaf", ball, {0, 0, 0});
+    const auto frame = [&] {
+        driver.TakeLog();
+        DrawFrame(renderer, driver, &scene.room, LookAt({0, 0, 0}, {0, 0, -1}));
+        return driver.draws.size();
+    };
+    EXPECT_EQ(frame(), 2U);  // far and leaf
+    EXPECT_EQ(Statistic(renderer.Stats(), stat_names::kTraversed), 6);
+
+    inactive->active = true;
+    EXPECT_EQ(frame(), 4U);
+
+    // Billboards show their face whatever way they are turned and stand.
+    TestScene signs;
+    Object* sign = signs.AddPlain(signs.room, "sign", signs.Quad(1), {3, 0, -9});
+    sign->point = {0, 0, -1};
+    sign->billboard = true;
+    driver.TakeLog();
+    DrawFrame(renderer, driver, &signs.room, LookAt({0, 0, 0}, {0, 0, -1}));
+    ASSERT_EQ(driver.draws.size(), 1U);
+    EXPECT_NEAR(driver.draws[0].eye.x, 0, 1e-5);
+    EXPECT_NEAR(driver.draws[0].eye.z, std::sqrt(90), 1e-5);
+}
+
+// The buffer is filled with what was seen a frame ago, at its place in this frame.
+TEST(Visibility, SeenObjectsHideOthersUntilTheyChange) {
+    TestScene scene;
+    RecordingDriver driver;
+    Renderer renderer;
+    WallOcclusion occlusion;
+    driver.occlusion = &occlusion;
+    GeoImage* quad = scene.Quad(4);
+    Object* wall = scene.AddPlain(scene.room, "wall", quad, {0, 0, -5});
+    scene.AddPlain(scene.room, "hidden", scene.Sphere(1), {0, 0, -20});
+    const auto frame = [&](float eye) {
+        driver.TakeLog();
+        occlusion.log.clear();
+        occlusion.SetProjection({});
+        DrawFrame(renderer, driver, &scene.room, LookAt({0, 0, eye}, {0, 0, -30}));
+        return driver.draws.size();
+    };
+    const auto cached = [&] { return Statistic(renderer.Stats(), stat_names::kCachedVisibility); };
+
+    EXPECT_EQ(frame(0), 2U);  // nothing is known yet
+    EXPECT_EQ(occlusion.log, "sync ");
+    EXPECT_EQ(frame(0), 2U);  // both were seen; the walk finds one of them hidden
+    EXPECT_EQ(occlusion.log, "add add sync ");
+    EXPECT_EQ(cached(), 2);
+    EXPECT_EQ(frame(1), 1U);
+    EXPECT_EQ(driver.draws[0].modelView.Translation(), (vec3{0, 0, -6}));
+    EXPECT_EQ(Statistic(renderer.Stats(), stat_names::kRendered), 1);
+
+    wall->SetPosition({0, 0, -6});  // no longer trusted
+    EXPECT_EQ(frame(0), 2U);
+    EXPECT_EQ(cached(), 0);
+    frame(0);
+    EXPECT_EQ(frame(0), 1U);
+
+    renderer.Set("P_occlusion", 0);
+    EXPECT_EQ(frame(0), 2U);
+    EXPECT_EQ(occlusion.log, "");
+    renderer.Set("P_occlusion", 1);
+
+    renderer.ForgetObject(wall);
+    scene.Remove(scene.room, "wall");
+    EXPECT_EQ(frame(0), 1U);
+    EXPECT_EQ(cached(), 1);
+    renderer.ForgetObject(&scene.room);
+    EXPECT_EQ(frame(0), 1U);
+    EXPECT_EQ(cached(), 0);
+}
+
+TEST(Visibility, BillboardsAndWhatHangsOnThemAreNeverTrustedForTheNextFrame) {
+    TestScene scene;
+    RecordingDriver driver;
+    Renderer renderer;
+    WallOcclusion occlusion;
+    driver.occlusion = &occlusion;
+    Object* sign = scene.AddPlain(scene.room, "sign", scene.Quad(1), {0, 0, -5});
+    sign->billboard = true;
+    scene.AddPlain(*sign, "leaf", scene.Quad(1), {0, 0, 0.5F});
+    for (int i = 0; i < 2; ++i)
+        DrawFrame(renderer, driver, &scene.room, LookAt({0, 0, 0}, {0, 0, -1}));
+    EXPECT_EQ(driver.draws.size(), 4U);
+    EXPECT_EQ(Statistic(renderer.Stats(), stat_names::kCachedVisibility), 0);
+}
+
+// An object may go between Render and FinishFrame as well.
+TEST(Visibility, ForgottenObjectsAreInNoListOfTheFrame) {
+    TestScene scene;
+    RecordingDriver driver;
+    Renderer renderer;
+    renderer.Set("P_virtlights", 0);
+    for (int i = 0; i < 9; ++i)
+        scene.AddLight("light" + std::to_string(i), {0, 0, 0});
+    for (const char* name : {"goes", "stays"}) {
+        Object* object = scene.AddLit(scene.room, name, scene.Quad(1), {0, 0, -5});
+        object->shaders[PassBlend].emplace_back();
+    }
+    renderer.BeginFrame(&driver);
+    renderer.Render(&scene.room, LookAt({0, 0, 0}, {0, 0, -1}));
+    driver.TakeLog();
+    renderer.ForgetObject(scene.room.Child("goes"));
+    scene.Remove(scene.room, "goes");
+    renderer.FinishFrame();
+    EXPECT_EQ(driver.draws.size(), 1U);
+}
