@@ -74,12 +74,13 @@ void FillGrid(const Texture& image, Codec& grid) {
 std::vector<char> EncodePPM(const Texture& image) {
     const std::size_t kept = image.channels <= 2 ? 1 : 3;
     char header[64];
-    const int length = std::snprintf(header, sizeof header, "P%d\n%d %d\n255\n", kept == 1 ? 5 : 6,
-                                     image.width, image.height);
+    std::snprintf(header, sizeof header, "P%d\n%d %d\n255\n", kept == 1 ? 5 : 6, image.width,
+                  image.height);
+    const std::size_t length = std::strlen(header);
     const auto columns = static_cast<std::size_t>(image.width);
     const auto step = static_cast<std::size_t>(image.channels);
-    std::vector<char> file(header, header + length);
-    file.resize(file.size() + columns * static_cast<std::size_t>(image.height) * kept);
+    std::vector<char> file(length + columns * static_cast<std::size_t>(image.height) * kept);
+    std::memcpy(file.data(), header, length);
     char* target = file.data() + length;
     for (std::size_t row = static_cast<std::size_t>(image.height); row-- > 0;) {
         const std::uint8_t* pixel = image.pixels + row * columns * step;
