@@ -2,14 +2,13 @@
 // Names come from scene files and the registry, so no shell and no format string ever sees them.
 #include "app/FrameCapture.h"
 
-#include <fcntl.h>
 #include <png.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdio>
 #include <vector>
 
+#include "geometry/FileAccess.h"
 #include "geometry/Texture.h"
 
 namespace {
@@ -17,17 +16,10 @@ namespace {
 constexpr const char* kScratchPicture = "/tmp/foo.ppm";
 constexpr int kTicksPerSecond = 30;  // of the control file
 
-// Opens a regular file for writing, made when missing; null for anything else that stands there,
-// without following a link or waiting for a pipe.
-FILE* OpenOutput(const std::string& path, bool append) {
-    const int flags = O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
-    const int fd = open(path.c_str(), flags | (append ? O_APPEND : 0), 0666);
-    if (fd < 0) return nullptr;
-    struct stat status {};
-    const bool regular = fstat(fd, &status) == 0 && S_ISREG(status.st_mode);
-    const bool ready = regular && (append || ftruncate(fd, 0) == 0);
-    FILE* file = ready ? fdopen(fd, append ? "a" : "w") : nullptr;
-    if (!file) close(fd);
+// Null when the descriptor is none.
+FILE* OpenStream(int fd, const char* mode) {
+    FILE* file = fd >= 0 ? fdopen(fd, mode) : nullptr;
+    if (!file && fd >= 0) close(fd);
     return file;
 }
 
@@ -49,7 +41,7 @@ std::vector<png_byte> UprightPixels(const Texture& picture, std::size_t kept) {
 }
 
 void WritePNG(const Texture& picture, const std::string& path) {
-    FILE* file = OpenOutput(path, false);
+    FILE* file = OpenStream(OpenForWriting(path, Links::Refuse), "w");
     if (!file) return;
     const bool grey = picture.channels < 3;
     png_image image{};
@@ -66,7 +58,7 @@ void WritePNG(const Texture& picture, const std::string& path) {
 }  // namespace
 
 void AppendFrameTime(const std::string& baseName, std::int64_t milliseconds, int frameNumber) {
-    FILE* file = OpenOutput(baseName + "-control", true);
+    FILE* file = OpenStream(OpenForAppending(baseName + "-control", Links::Refuse), "a");
     if (!file) return;
     std::fprintf(file, "%lld %d\n", static_cast<long long>(milliseconds * kTicksPerSecond / 1000),
                  frameNumber);

@@ -23,6 +23,16 @@ int OpenRegular(const std::string& path, int flags) {
     return -1;
 }
 
+// "-" gives standard output after what stdio still holds for it.
+int OpenOutput(const std::string& path, Links links, int flags) {
+    if (path == "-") {
+        std::fflush(stdout);
+        return STDOUT_FILENO;
+    }
+    const int follow = links == Links::Refuse ? O_NOFOLLOW : 0;
+    return OpenRegular(path, O_WRONLY | O_CREAT | follow | flags);
+}
+
 }  // namespace
 
 int OpenForReading(const std::string& path) {
@@ -30,17 +40,17 @@ int OpenForReading(const std::string& path) {
 }
 
 int OpenForWriting(const std::string& path, Links links) {
-    if (path == "-") {
-        std::fflush(stdout);
-        return STDOUT_FILENO;
-    }
-    const int follow = links == Links::Refuse ? O_NOFOLLOW : 0;
-    const int fd = OpenRegular(path, O_WRONLY | O_CREAT | follow);
-    if (fd >= 0 && ftruncate(fd, 0) != 0) {
+    const int fd = OpenOutput(path, links, 0);
+    // Emptied only here, once it is known to be a regular file.
+    if (fd > STDOUT_FILENO && ftruncate(fd, 0) != 0) {
         close(fd);
         return -1;
     }
     return fd;
+}
+
+int OpenForAppending(const std::string& path, Links links) {
+    return OpenOutput(path, links, O_APPEND);
 }
 
 void CloseFile(int fd) {

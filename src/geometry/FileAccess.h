@@ -13,6 +13,8 @@ int OpenForReading(const std::string& path);
 // The same for an emptied or new file (mode 0666 less the umask); "-" gives standard output, after
 // the text that stdio still holds for it. Links: whether a symbolic link at path may be followed.
 int OpenForWriting(const std::string& path, Links links);
+// The same, but the file keeps what it holds and everything written goes behind it.
+int OpenForAppending(const std::string& path, Links links);
 // Closes the descriptor unless it is standard input or output.
 void CloseFile(int fd);
 

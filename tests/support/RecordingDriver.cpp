@@ -2,7 +2,9 @@
 #include "support/RecordingDriver.h"
 
 #include <cmath>
+#include <chrono>
 #include <sstream>
+#include <thread>
 
 #include "scene/Camera.h"
 
@@ -56,6 +58,43 @@ std::string RecordingDriver::NameOf(const void* thing) const {
     return found != m_names.end() ? found->second : "unnamed";
 }
 
+void RecordingDriver::SetWindow(Window) {
+    Note("SetWindow");
+}
+
+void RecordingDriver::SetViewport(int x, int y, int width, int height) {
+    viewWidth = width;
+    viewHeight = height;
+    Note("SetViewport", std::to_string(x), std::to_string(y), std::to_string(width),
+         std::to_string(height));
+}
+
+void RecordingDriver::ColorMask(bool red, bool green, bool blue) {
+    std::string mask;
+    for (const bool on : {red, green, blue})
+        mask += on ? '1' : '0';
+    Note("ColorMask", mask);
+}
+
+void RecordingDriver::Clear(bool depth, bool color) {
+    m_stats.clear();
+    Note(std::string("Clear") + (depth ? " depth" : "") + (color ? " color" : ""));
+}
+
+void RecordingDriver::Finish() {
+    std::this_thread::sleep_for(std::chrono::milliseconds(finishMilliseconds));
+    m_stats = reported;
+    Note("Finish");
+}
+
+void RecordingDriver::Purge(Texture* texture) {
+    Note("Purge", NameOf(texture));
+}
+
+void RecordingDriver::Purge(GeoImage* mesh) {
+    Note("Purge", NameOf(mesh));
+}
+
 void RecordingDriver::GetViewport(int& x, int& y, int& width, int& height) {
     x = y = 0;
     width = viewWidth;
@@ -71,9 +110,11 @@ void RecordingDriver::LoadMatrix(const Matrix& modelView) {
     Note("LoadMatrix", modelView.Translation());
 }
 
-bool RecordingDriver::RunShader(GeoImage* mesh, const Shader* pass, const vec3* point, bool) {
+bool RecordingDriver::RunShader(GeoImage* mesh, const Shader* pass, const vec3* point,
+                                bool cacheable) {
     const bool drawn = pass->atest != TestNever;
-    Note("RunShader", NameOf(mesh), std::string(drawn ? kBlendWords[pass->blend] : "nothing"));
+    const std::string how = drawn ? kBlendWords[pass->blend] : "nothing";
+    Note("RunShader", NameOf(mesh), how + (cacheable ? "" : " uncached"));
     if (keep && drawn) draws.push_back({mesh, *pass, *point, m_modelView, m_lights});
     return drawn;
 }

@@ -30,6 +30,9 @@ public:
     Occlusion* occlusion = nullptr;
     int viewWidth = 640;
     int viewHeight = 480;
+    int finishMilliseconds = 0;  // time that Finish takes
+    Statistics reported;         // recorded by Finish
+    Texture framebuffer;         // what GetFramebuffer returns
 
     // maxLights is published as the capability, unless negative; shadows likewise when true.
     explicit RecordingDriver(int maxLights = 8, bool shadows = false);
@@ -39,6 +42,14 @@ public:
     // The recorded lines with one line break each; starts a new log.
     std::string TakeLog();
 
+    void SetWindow(Window) override;
+    void SetViewport(int x, int y, int width, int height) override;
+    void ColorMask(bool red, bool green, bool blue) override;
+    void Clear(bool depth, bool color) override;
+    void Finish() override;
+    Texture GetFramebuffer() override { return framebuffer; }
+    void Purge(Texture* texture) override;
+    void Purge(GeoImage* mesh) override;
     void GetViewport(int& x, int& y, int& width, int& height) override;
     void SetupProjection(const Camera& camera) override;
     void LoadMatrix(const Matrix& modelView) override;
