@@ -71,17 +71,15 @@ void FillGrid(const Texture& image, Codec& grid) {
 }
 
 // The whole file: capture writes many of them, each in one piece.
-std::vector<char> EncodePPM(const Texture& image) {
+std::string EncodePPM(const Texture& image) {
     const std::size_t kept = image.channels <= 2 ? 1 : 3;
-    char header[64];
-    std::snprintf(header, sizeof header, "P%d\n%d %d\n255\n", kept == 1 ? 5 : 6, image.width,
-                  image.height);
-    const std::size_t length = std::strlen(header);
+    std::string file = kept == 1 ? "P5\n" : "P6\n";
+    file += std::to_string(image.width) + " " + std::to_string(image.height) + "\n255\n";
+    const std::size_t header = file.size();
     const auto columns = static_cast<std::size_t>(image.width);
     const auto step = static_cast<std::size_t>(image.channels);
-    std::vector<char> file(length + columns * static_cast<std::size_t>(image.height) * kept);
-    std::memcpy(file.data(), header, length);
-    char* target = file.data() + length;
+    file.resize(header + columns * static_cast<std::size_t>(image.height) * kept);
+    char* target = file.data() + header;
     for (std::size_t row = static_cast<std::size_t>(image.height); row-- > 0;) {
         const std::uint8_t* pixel = image.pixels + row * columns * step;
         for (std::size_t x = 0; x < columns; ++x, pixel += step, target += kept) {
@@ -138,7 +136,7 @@ bool Texture::Save(const std::string& path, int codec) const {
 bool Texture::SavePPM(const std::string& path) const {
     const int fd = OpenForWriting(path, Links::Refuse);
     if (fd < 0) return false;
-    const std::vector<char> file = EncodePPM(*this);
+    const std::string file = EncodePPM(*this);
     WriteBytes(fd, file.data(), file.size());
     CloseFile(fd);
     return true;
