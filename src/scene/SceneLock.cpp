@@ -4,7 +4,7 @@
 #include <chrono>
 
 pthread_mutex_t sceneLock = PTHREAD_MUTEX_INITIALIZER;
-FrameLock frameLock;
+FrameLock& frameLock = *new FrameLock;
 
 void FrameLock::lock() {
     std::unique_lock hold(m_mutex);

@@ -29,4 +29,6 @@ private:
     std::set<std::uint64_t> m_abandoned;  // tickets of tries that gave up
 };
 
-extern FrameLock frameLock;
+// Never destroyed: at the end of the process the console thread may be left waiting for it, and
+// destroying a condition variable waits for those who wait on it.
+extern FrameLock& frameLock;

@@ -3,10 +3,8 @@
 
 #include "app/KeyBindings.h"
 
-#include <fstream>
-#include <map>
-#include <set>
-#include <sstream>
+#include <cmath>
+#include <string>
 
 #include "ShellFixture.h"
 #include "app/EventLoop.h"
@@ -121,39 +119,5 @@ TEST_F(Keys, NamingASettingThatTheDriverLacksReportIt) {
         "*** Attempt to read nonexistent setting GL_mblur%\n"
         "*** Attempt to read nonexistent setting GL_mblur\n",
         CaptureStderr([&] { Press("<>b"); }));
-}
-
-// The guide's rows: "| `KEY`, `KEY` | help |" between "## Keys" and the next heading.
-std::map<std::string, std::string> KeysOfTheGuide() {
-    std::ifstream guide("docs/guide.md");
-    std::map<std::string, std::string> rows;
-    std::string line;
-    while (std::getline(guide, line) && line != "## Keys") {
-    }
-    while (std::getline(guide, line) && !line.starts_with("## ")) {
-        const std::size_t middle = line.rfind(" | ");
-        if (!line.starts_with("| `") || middle == std::string::npos) continue;
-        const std::string help = line.substr(middle + 3, line.size() - middle - 5);
-        std::istringstream keys(line.substr(2, middle - 2));
-        if (line.starts_with("| `` ` ``")) {
-            rows["`"] = help;
-            continue;
-        }
-        for (std::string key; std::getline(keys, key, '`');) {
-            if (key != "" && key != ", ") rows[key] = help;
-        }
-    }
-    return rows;
-}
-
-TEST(KeyTable, AgreesWithTheUsersGuide) {
-    std::map<std::string, std::string> expected;
-    for (const KeyBinding& binding : KeyBindings()) {
-        const std::string name = binding.key == 27    ? "Escape"
-                                 : binding.key == ' ' ? "Space"
-                                                      : std::string(1, binding.key);
-        EXPECT_TRUE(expected.emplace(name, binding.help).second) << name << " is bound twice";
-    }
-    EXPECT_EQ(expected, KeysOfTheGuide());
 }
 }  // namespace

@@ -67,7 +67,7 @@ protected:
         delete app.renderer;
         delete app.driver;
         delete app.registry;
-        XCloseDisplay(app.display);
+        if (app.display != nullptr) XCloseDisplay(app.display);
     }
 
     Application app;
