@@ -238,7 +238,7 @@ TEST(Octree, SurvivesHugeValues) {
     const float inf = std::numeric_limits<float>::infinity();
     const float big = std::numeric_limits<float>::max();
     for (int i = 0; i < 200; ++i) {
-        world.Add({i % 3 == 0 ? big : -big, i % 5 == 0 ? big : 1, world.Uniform(-big, big)},
+        world.Add({i % 3 == 0 ? big : -big, i % 5 == 0 ? big : 1, big * world.Uniform(-1, 1)},
                   i % 7 == 0 ? inf : (i % 2 == 0 ? big : 1));
     }
     vec3 min;
