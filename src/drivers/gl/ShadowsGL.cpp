@@ -9,6 +9,14 @@ namespace {
 // Contribution of one face layer to the picture while volumes are shown.
 constexpr float kFaceShade = 0.1F;
 
+// State of one of the two passes: the faces left out, what hidden faces do to the count, and the
+// colour that shown volumes have.
+void CountFaces(GLenum culled, GLenum whereHidden, const vec3& color) {
+    glCullFace(culled);
+    glStencilOp(GL_KEEP, whereHidden, GL_KEEP);
+    glColor3fv(&color.x);
+}
+
 }  // namespace
 
 void DriverGL::StartShadows() {
@@ -36,19 +44,18 @@ void DriverGL::StartShadows() {
     ReportGLError("StartShadows");
 }
 
-// The volume is sent once: recorded while it is drawn for the back faces, replayed for the front.
+// The volume is sent once and played twice, for its back and its front faces. It is recorded
+// without being executed: software OpenGL executes a long primitive in pieces while it records,
+// and an error check between two pieces then counts as one inside glBegin and glEnd.
 void DriverGL::AddShadow(GeoImage* mesh, const vec3* lightPosition, float extrusion) {
     if (!m_shadowsOn || mesh == nullptr || lightPosition == nullptr) return;
-    glCullFace(GL_FRONT);
-    glStencilOp(GL_KEEP, GL_INCR, GL_KEEP);
-    glColor3f(kFaceShade, 0, 0);
-    glNewList(m_scratchList, GL_COMPILE_AND_EXECUTE);
     mesh->ExtractSilhouette(*lightPosition, m_silhouette, true, true);
+    glNewList(m_scratchList, GL_COMPILE);
     intRenderShadowvol(m_silhouette, *lightPosition, false, extrusion);
     glEndList();
-    glCullFace(GL_BACK);
-    glStencilOp(GL_KEEP, GL_DECR, GL_KEEP);
-    glColor3f(0, 0, kFaceShade);
+    CountFaces(GL_FRONT, GL_INCR, {kFaceShade, 0, 0});
+    glCallList(m_scratchList);
+    CountFaces(GL_BACK, GL_DECR, {0, 0, kFaceShade});
     glCallList(m_scratchList);
     ReportGLError("AddShadow");
 }

@@ -1,0 +1,165 @@
+// Pictures of the OpenGL driver, read back pixel by pixel.
+#pragma once
+
+#include "support/Capture.h"
+#include "support/TestMeshes.h"
+#include "support/XWindowFixture.h"
+
+#include <iostream>
+#include <ostream>
+#include <streambuf>
+
+#include "drivers/gl/DriverGL.h"
+#include "scene/Light.h"
+#include "scene/Shader.h"
+
+// Eight bits and the blender's rounding.
+constexpr int kColorTolerance = 2;
+
+struct Rgb {
+    int r = 0;
+    int g = 0;
+    int b = 0;
+    bool operator==(const Rgb&) const = default;
+};
+
+inline std::ostream& operator<<(std::ostream& out, const Rgb& c) {
+    return out << "(" << c.r << ", " << c.g << ", " << c.b << ")";
+}
+
+// Red, green and blue in 0..1.
+MATCHER_P3(IsColor, red, green, blue, "") {
+    return std::abs(arg.r - 255.0 * red) <= kColorTolerance &&
+           std::abs(arg.g - 255.0 * green) <= kColorTolerance &&
+           std::abs(arg.b - 255.0 * blue) <= kColorTolerance;
+}
+
+constexpr Rgb kBlack{0, 0, 0};
+
+// Keeps a copy of what goes through std::cerr, also while a test captures it.
+class CerrTee : public std::streambuf {
+public:
+    CerrTee() : m_target(std::cerr.rdbuf(this)) {}
+    ~CerrTee() override { std::cerr.rdbuf(m_target); }
+    std::string text;
+
+protected:
+    int overflow(int c) override {
+        text.push_back(static_cast<char>(c));
+        return m_target->sputc(static_cast<char>(c));
+    }
+    int sync() override { return m_target->pubsync(); }
+
+private:
+    std::streambuf* m_target;
+};
+
+// The camera sits at the origin and looks along -z with 90 degrees of height: at z = -d the view
+// is 2 d high.
+class GLFixture : public XWindowFixture {
+protected:
+    GLFixture() : XWindowFixture("GL") {}
+
+    CerrTee m_cerr;
+    Texture m_image;
+
+    DriverGL& Gl() { return static_cast<DriverGL&>(*m_driver); }
+
+    void SetUp() override {
+        XWindowFixture::SetUp();
+        if (!HasFatalFailure()) StartFrame();
+    }
+
+    void TearDown() override {
+        EXPECT_THAT(m_cerr.text, testing::Not(testing::HasSubstr("GLError")));
+        XWindowFixture::TearDown();
+    }
+
+    void StartFrame() {
+        m_driver->SetWindow(m_xWindow);
+        m_driver->SetViewport(0, 0, kWidth, kHeight);
+        m_driver->ColorMask(true, true, true);
+        m_driver->Clear(true, true);
+        Camera camera;
+        camera.fov = 90;
+        m_driver->SetupProjection(camera);
+        m_driver->LoadMatrix({});
+        m_driver->SetAmbient(0, 0, 0, 1);
+        Paint({0, 0, 0, 1});
+    }
+
+    // Fills the image with a colour, behind everything that is drawn later.
+    static void Paint(const Color& color) {
+        glDepthMask(GL_TRUE);
+        glClearColor(color.r, color.g, color.b, color.a);
+        glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
+    }
+
+    bool Run(GeoImage& mesh, const Shader& pass) {
+        return m_driver->RunShader(&mesh, &pass, &m_eye, true);
+    }
+
+    void MoveTo(const vec3& position) {
+        m_driver->LoadMatrix(Matrix::Frame(position, {0, 0, 1}, {0, 1, 0}));
+    }
+
+    static Shader Unlit(const Color& color) {
+        Shader pass;
+        pass.blend = BlendReplace;
+        pass.material.diffuse = color;
+        pass.lit = false;
+        return pass;
+    }
+
+    static Shader Lit() {
+        Shader pass;
+        pass.blend = BlendReplace;
+        pass.material.specular = {0, 0, 0, 1};
+        return pass;
+    }
+
+    void Shoot() { m_image = m_driver->GetFramebuffer(); }
+
+    // Of the last shot, origin at the top left.
+    Rgb At(int x, int y) const {
+        if (m_image.pixels == nullptr) return {-1, -1, -1};
+        const std::uint8_t* pixel =
+            m_image.pixels + 4 * ((m_image.height - 1 - y) * m_image.width + x);
+        return {pixel[0], pixel[1], pixel[2]};
+    }
+
+    // The pixel that shows a point in front of the camera.
+    Rgb At(const vec3& point) const {
+        const float unit = -0.5F * kHeight / point.z;
+        return At(static_cast<int>(0.5F * kWidth + point.x * unit),
+                  static_cast<int>(0.5F * kHeight - point.y * unit));
+    }
+
+    Rgb ShotCentre() {
+        Shoot();
+        return At(kWidth / 2, kHeight / 2);
+    }
+
+    std::string Pixels() {
+        Shoot();
+        return {reinterpret_cast<const char*>(m_image.pixels), std::size_t{4} * kWidth * kHeight};
+    }
+
+    int CountPixels(const Rgb& color) {
+        int count = 0;
+        Shoot();
+        for (int y = 0; y < kHeight; ++y) {
+            for (int x = 0; x < kWidth; ++x)
+                count += At(x, y) == color ? 1 : 0;
+        }
+        return count;
+    }
+
+private:
+    vec3 m_eye;
+};
+
+constexpr Color kRed{1, 0, 0, 1};
+constexpr Color kGreen{0, 1, 0, 1};
+constexpr Color kBlue{0, 0, 1, 1};
+constexpr Color kWhite{1, 1, 1, 1};

@@ -1,0 +1,101 @@
+// Lights and materials against colours computed by hand.
+#include "GLFixture.h"
+
+namespace {
+
+class LightsGL : public GLFixture {
+protected:
+    // Its middle vertex is straight ahead, two units away, normal towards the eye.
+    GeoImage m_square = SquareMesh(2, -2, 65);
+
+    Rgb LitCentre(const Light& light, const Shader& pass) {
+        StartFrame();
+        EXPECT_TRUE(m_driver->AddLight(&light));
+        EXPECT_TRUE(Run(m_square, pass));
+        return ShotCentre();
+    }
+};
+
+TEST_F(LightsGL, FallsOffWithDistance) {
+    Light light;
+    light.color = {1, 0.5F, 0.25F, 1};
+    light.falloff = {1, 0.5F, 0.25F};  // a third at distance 2
+    EXPECT_THAT(LitCentre(light, Lit()), IsColor(1.0 / 3, 0.5 / 3, 0.25 / 3));
+    light.falloff = {1, 0, 0};
+    light.ambient = {0, 0.25F, 0, 1};
+    Shader pass = Lit();
+    pass.material.diffuse = {0.5F, 0.5F, 0.5F, 1};
+    pass.material.ambient = {1, 1, 1, 1};
+    pass.material.emission = {0.25F, 0, 0, 1};
+    EXPECT_THAT(LitCentre(light, pass), IsColor(0.75, 0.5, 0.125));
+}
+
+TEST_F(LightsGL, SpotLightsItsConeAlone) {
+    Light spot;
+    spot.falloff = {1, 0, 0};
+    spot.pointat = {0, 0, -5};
+    spot.angle = 20;
+    EXPECT_THAT(LitCentre(spot, Lit()), IsColor(1, 1, 1));
+    EXPECT_EQ(At(vec3{1.5F, 0, -2}), kBlack);
+    spot.angle = 180;
+    LitCentre(spot, Lit());
+    EXPECT_NE(At(vec3{1.5F, 0, -2}), kBlack);
+    spot.pointat = spot.pos;
+    EXPECT_THAT(LitCentre(spot, Lit()), IsColor(1, 1, 1)) << "no direction, no spot";
+}
+
+TEST_F(LightsGL, HighlightsFollowTheEye) {
+    Light light;
+    light.falloff = {1, 0, 0};
+    Shader pass = Lit();
+    pass.material.diffuse = {0, 0, 0, 1};
+    pass.material.specular = {1, 1, 1, 1};
+    pass.material.shininess = 128;
+    EXPECT_THAT(LitCentre(light, pass), IsColor(1, 1, 1));
+    EXPECT_LT(At(vec3{1.5F, 0, -2}).r, 100);
+}
+
+TEST_F(LightsGL, PositionIsTakenUnderTheMatrixOfTheMoment) {
+    Light light;
+    light.falloff = {0, 0, 1};
+    MoveTo({0, 0, -1});
+    ASSERT_TRUE(m_driver->AddLight(&light));
+    MoveTo({0, 0, -0.5F});  // the square is now 2.5 away, 1.5 from the light
+    ASSERT_TRUE(Run(m_square, Lit()));
+    EXPECT_THAT(ShotCentre(), IsColor(1 / 2.25, 1 / 2.25, 1 / 2.25));
+}
+
+TEST_F(LightsGL, CountsAndForgetsLights) {
+    m_driver->Set("GL_lights", 2);
+    StartFrame();
+    Light light;
+    light.color = {0.25F, 0, 0, 1};
+    light.falloff = {1, 0, 0};
+    EXPECT_TRUE(m_driver->AddLight(&light));
+    EXPECT_TRUE(m_driver->AddLight(&light));
+    EXPECT_FALSE(m_driver->AddLight(&light));
+    Run(m_square, Lit());
+    EXPECT_THAT(ShotCentre(), IsColor(0.5, 0, 0));
+    Run(m_square, Unlit({0.25F, 0.5F, 0.75F, 1}));
+    EXPECT_THAT(ShotCentre(), IsColor(0.25, 0.5, 0.75)) << "unlit";
+    m_driver->ClearLights();
+    EXPECT_TRUE(m_driver->AddLight(&light));
+    Run(m_square, Lit());
+    EXPECT_THAT(ShotCentre(), IsColor(0.25, 0, 0));
+    // The next frame may offer fewer lights than are on.
+    m_driver->AddLight(&light);
+    Run(m_square, Lit());
+    m_driver->Set("GL_lights", 1);
+    StartFrame();
+    m_driver->AddLight(&light);
+    Run(m_square, Lit());
+    EXPECT_THAT(ShotCentre(), IsColor(0.25, 0, 0));
+    m_driver->ClearLights();
+    m_driver->SetAmbient(0, 0.5F, 0, 1);
+    Run(m_square, Lit());
+    EXPECT_THAT(ShotCentre(), IsColor(0, 0.5, 0));
+    Run(m_square, Unlit(kRed));
+    EXPECT_THAT(ShotCentre(), IsColor(1, 0, 0)) << "ambient light leaves unlit passes alone";
+}
+
+}  // namespace

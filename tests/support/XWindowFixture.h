@@ -1,0 +1,68 @@
+// A window with a driver on it, made as the shell makes them. A display that cannot be opened or
+// a driver without a visual fails the test: nothing is skipped.
+#pragma once
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+#include <memory>
+#include <string>
+
+#include "drivers/Driver.h"
+#include "drivers/DriverFactory.h"
+
+class XWindowFixture : public testing::Test {
+protected:
+    explicit XWindowFixture(std::string driverName) : m_driverName(std::move(driverName)) {}
+
+    // Odd on purpose: rows of pixels do not end on four-byte boundaries.
+    static constexpr int kWidth = 81;
+    static constexpr int kHeight = 61;
+
+    Display* m_display = nullptr;
+    Window m_xWindow = 0;
+    std::unique_ptr<Driver> m_driver;
+
+    void SetUp() override {
+        // A server that starts anew when its last client leaves refuses for a moment.
+        for (int attempt = 0; m_display == nullptr && attempt < 20; ++attempt) {
+            if (attempt > 0) usleep(100000);
+            m_display = XOpenDisplay(nullptr);
+        }
+        ASSERT_NE(m_display, nullptr) << "this test needs an X server";
+        m_driver.reset(DriverFactory::Create(m_driverName, m_display));
+        ASSERT_NE(m_driver, nullptr);
+        XVisualInfo* visual = m_driver->GetVisual();
+        ASSERT_NE(visual, nullptr) << "this test needs a visual for the driver";
+        MakeWindow(*visual);
+        XFree(visual);
+    }
+
+    void TearDown() override {
+        m_driver.reset();
+        if (m_display == nullptr) return;
+        if (m_xWindow != 0) XDestroyWindow(m_display, m_xWindow);
+        if (m_colormap != 0) XFreeColormap(m_display, m_colormap);
+        XCloseDisplay(m_display);
+    }
+
+private:
+    std::string m_driverName;
+    Colormap m_colormap = 0;
+
+    void MakeWindow(const XVisualInfo& visual) {
+        const Window root = RootWindow(m_display, visual.screen);
+        m_colormap = XCreateColormap(m_display, root, visual.visual, AllocNone);
+        XSetWindowAttributes attributes{};
+        attributes.colormap = m_colormap;
+        attributes.event_mask = StructureNotifyMask;
+        m_xWindow =
+            XCreateWindow(m_display, root, 0, 0, kWidth, kHeight, 0, visual.depth, InputOutput,
+                          visual.visual, CWBorderPixel | CWColormap | CWEventMask, &attributes);
+        XMapWindow(m_display, m_xWindow);
+        XEvent event;
+        XWindowEvent(m_display, m_xWindow, StructureNotifyMask, &event);
+    }
+};
