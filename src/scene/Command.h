@@ -96,7 +96,7 @@ void CmdSetting(Settings& settings, Params params);
 // Longest command line in bytes; the rest of a longer line is dropped with one message.
 inline constexpr std::size_t kMaxLineLength = std::size_t{1} << 20;
 // An input whose line does not end within this many bytes is given up: it is no script.
-inline constexpr std::size_t kEndlessLineLength = std::size_t{1} << 26;
+inline constexpr std::size_t kEndlessLineLength = std::size_t{1} << 24;
 
 // Reads one line and runs it under sceneLock and frameLock. False at the end of input (a last line
 // without line end is still run) and for any stream that cannot be read. The reading thread may be

@@ -1,0 +1,191 @@
+// Emission: its exact text, emit and load as inverses, and files that cannot be written.
+#include "SceneFixture.h"
+
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <filesystem>
+#include <random>
+
+namespace {
+
+const std::string kCamera =
+    "camera pos 0,0,0\ncamera lookat 0,0,-1\ncamera up 0,1,0\ncamera fov 60\n"
+    "camera hith 0.1\ncamera yon 1e+06\n";
+
+class EmitTest : public SceneFixture {
+protected:
+    std::string Emit(const std::string& name = "out") {
+        const std::string path = dir.File(name);
+        EXPECT_EQ(Errors("emit " + path), "Saving scene to file " + path + "...Done.\n");
+        return dir.Read(name);
+    }
+    auto Files() { return std::distance(std::filesystem::directory_iterator(dir.Path()), {}); }
+};
+
+TEST_F(EmitTest, LeavesDefaultsOut) {
+    EXPECT_EQ(Emit(), kCamera);
+    const std::string mesh = Mesh("mesh");
+    const std::string image = Image("image");
+    Run("room s\nlight ambient 0.1,0.2,0.3\nset mesh " + mesh + "\nset visible 0\nroom r");
+    EXPECT_EQ(Emit(), kCamera +
+                          "room r\nlight ambient 0,0,0,1\n\n"
+                          "room s\nlight ambient 0.1,0.2,0.3,1\n\n");
+
+    Run("delete s\ncamera pos 1e-7,-0,123456789\nlight set l pos 1,2,3\nlight set k active 0\n"
+        "light set k pointat 1,0,0\nlight set k shadows 0\nlight set k color 1,0,0\n"
+        "light set k falloff 1,1,1\nlight set k ambient 0,0,0\nlight set k angle 45\n"
+        "light set k focus 2\nlight set k shadowlen 9\nlight set k global 0,0,0\n"
+        "shader set color 1,0,0\nlight set k shade add\n"
+        "object a/b\nset mesh " +
+        mesh +
+        "\nobject a\nset visible 0\nset active 0\nset shadow 0\n"
+        "set billboard 1\nset shade blend\n"
+        "shader new\nshader set mesh " +
+        mesh + "\nshader set texture " + image +
+        "\nshader set diffuse 0,0,1\nshader set ambient 0,1,0\nshader set specular 0,0,0\n"
+        "shader set shininess 5\nshader set emission 1,1,1\nshader set blend add\n"
+        "shader set rmode shell\nshader set atest never\nshader set athresh 0.25\n"
+        "shader set thick 2\nshader set smooth 0\nshader set depth 0\nshader set faces all\n"
+        "set shade base\nshader set lit 0\nshader set atest lt\nset shade light");
+    CaptureStderr([&] {
+        Run("shader new\nshader set blend x\nshader set rmode x\n"
+            "shader set atest x\nset shade x");
+    });
+    EXPECT_EQ(
+        Emit(),
+        "camera pos 1e-07,-0,1.23457e+08\n" + kCamera.substr(kCamera.find('\n') + 1) +
+            "room r\nlight ambient 0,0,0,1\n\n"
+            "light set k pos 0,0,0\nlight set k pointat 1,0,0\nlight set k active 0\n"
+            "light set k shadows 0\nlight set k color 1,0,0,1\nlight set k falloff 1,1,1\n"
+            "light set k ambient 0,0,0,1\nlight set k angle 45\nlight set k focus 2\n"
+            "light set k shadowlen 9\nlight set k global 0,0,0,1\n"
+            "shader new\nshader set color 1,0,0,1\nlight set k shade add\n\n"
+            "light set l pos 1,2,3\n\n"
+            "object a\nset pos 0,0,0\nset up 0,1,0\nset point 0,0,1\nset visible 0\n"
+            "set active 0\nset shadow 0\nset billboard 1\n"
+            "shader new\nshader set mesh " +
+            mesh + "\nshader set texture " + image +
+            "\nshader set color 0,0,1,1\nshader set ambient 0,1,0,1\n"
+            "shader set specular 0,0,0,1\nshader set shininess 5\nshader set emission 1,1,1,1\n"
+            "shader set blend add\nshader set rmode shell\nshader set atest 0\n"
+            "shader set athresh 0.25\nshader set thick 2\nshader set smooth 0\n"
+            "shader set depth 0\nset shade base\n"
+            "shader new\nshader set mesh " +
+            mesh + "\nshader set texture " + image +
+            "\nshader set color 0,0,1,1\nshader set lit 0\nshader set blend add\n"
+            "shader set rmode shell\nshader set atest <\nshader set athresh 0.25\n"
+            "shader set thick 2\nshader set smooth 0\nshader set depth 0\nset shade light\n"
+            "shader new\nshader set color 1,0,0,1\nset shade blend\n"
+            "shader new\nshader set blend unknown-8\nshader set rmode unknown-6\n"
+            "shader set atest unknown-4\nset shade unknown-4\n\n"
+            "object a/b\nset mesh " +
+            mesh +
+            "\nset pos 0,0,0\nset up 0,1,0\n"
+            "set point 0,0,1\n\n");
+}
+
+// %n is a number, %b a boolean, %m a mesh, %t a texture.
+constexpr std::string_view kLines =
+    "room r1;room r/2;object a;object b;object a/b;object a/b/c;set pos %n,%n,%n;"
+    "set up %n,%n;set point %n,%n,%n;set visible %b;set active %b;set shadow %b;"
+    "set billboard %b;set mesh %m;set shade base;set shade light;set shade shadow;"
+    "set shade blend;set pop base;shader new;shader set mesh %m;shader set texture %t;"
+    "shader set color %n,%n,%n;shader set ambient %n,1,1;shader set diffuse %n,%n,%n,%n;"
+    "shader set specular 1,%n;shader set emission %n,0,0,%n;shader set shininess %n;"
+    "shader set athresh %n;shader set thick %n;shader set lit %b;shader set smooth %b;"
+    "shader set depth %b;shader set blend haze;shader set rmode wire;shader set atest gt;"
+    "shader set atest never;light ambient %n,%n,%n;light set l pos %n,%n;"
+    "light set k angle %n;light set l color %n,%n,%n,%n;light set k falloff %n,%n,%n;"
+    "light set k focus %n;light set l ambient %n,0,0,0;light set l global %n,0,0,0;"
+    "light set l shadowlen %n;light set l active %b;light set k shade add;"
+    "camera pos %n,%n,%n;camera fov %n";
+
+std::string RandomScene(std::mt19937& random, const std::string& mesh, const std::string& image) {
+    std::string scene = "room r\n";
+    for (int i = 0; i < 300; ++i) {
+        const std::size_t begin = kLines.rfind(';', random() % kLines.size()) + 1;
+        std::string line(kLines.substr(begin, kLines.find(';', begin) - begin));
+        for (std::size_t at; (at = line.find('%')) != line.npos;) {
+            const double value = std::uniform_real_distribution(-1000.0, 1000.0)(random);
+            const std::string number[] = {"0", "1", "1e-30", std::to_string(value)};
+            const char kind = line[at + 1];
+            line.replace(at, 2,
+                         kind == 'm'   ? mesh
+                         : kind == 't' ? image
+                                       : number[random() % (kind == 'b' ? 2 : 4)]);
+        }
+        scene += line + '\n';
+    }
+    return scene;
+}
+
+TEST_F(EmitTest, LoadingWhatWasEmittedEmitsTheSame) {
+    const std::string mesh = Mesh("mesh");
+    const std::string image = Image("image");
+    std::mt19937 random(1);
+    for (int round = 0; round < 20; ++round) {
+        command = std::make_unique<Command>(database.get());
+        Run(RandomScene(random, mesh, image));
+        const std::string first = Emit();
+        command = std::make_unique<Command>(database.get());
+        Run(first);
+        EXPECT_EQ(Emit("again"), first) << "round " << round;
+    }
+}
+
+TEST_F(EmitTest, FilesThatCannotBeWrittenAreLeftAlone) {
+    Run("room r");
+    const std::string fifo = dir.File("fifo");
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    for (const std::string& path :
+         {dir.Path(), fifo, dir.File("no/out"), std::string("/dev/null")}) {
+        EXPECT_EQ(Errors("emit " + path), "emit: Could not open file " + path + " for writing");
+    }
+    EXPECT_EQ(Files(), 1);
+
+    // A limit that the messages fit in but the scene does not.
+    Run("object a\nobject b\nobject c");
+    const std::string text = Emit();
+    const std::string out = dir.File("out");
+    std::signal(SIGXFSZ, SIG_IGN);
+    rlimit limit{};
+    getrlimit(RLIMIT_FSIZE, &limit);
+    const rlimit small{text.size() - 1, limit.rlim_max};
+    const std::string errors = CaptureStderr([&] {
+        setrlimit(RLIMIT_FSIZE, &small);
+        Run("emit " + out);
+        setrlimit(RLIMIT_FSIZE, &limit);
+    });
+    std::signal(SIGXFSZ, SIG_DFL);
+    EXPECT_EQ(errors, "Saving scene to file " + out + "...\nemit: Could not write file " + out +
+                          ": File too large\n");
+    EXPECT_EQ(dir.Read("out"), text);
+    EXPECT_EQ(Files(), 2) << "the old file and the pipe";
+}
+
+TEST_F(EmitTest, ReplacesTheFileThatALinkNamesAndKeepsItsMode) {
+    Run("room r");
+    const std::string file = dir.Write("file", "old");
+    const std::string link = dir.File("link");
+    const std::string twin = dir.File("twin");
+    ASSERT_EQ(chmod(file.c_str(), 0606), 0);
+    ASSERT_EQ(symlink("file", link.c_str()), 0);
+    const std::string text = Emit("link");
+    EXPECT_EQ(dir.Read("file"), text);
+    EXPECT_TRUE(std::filesystem::is_symlink(link));
+    struct stat status {};
+    ASSERT_EQ(stat(file.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777, 0606U);
+    ASSERT_EQ(::link(file.c_str(), twin.c_str()), 0);
+    Run("room q");
+    EXPECT_NE(Emit("file"), text);
+    EXPECT_EQ(dir.Read("twin"), dir.Read("file"));
+    ASSERT_EQ(symlink("later", dir.File("dangling").c_str()), 0);
+    EXPECT_EQ(Emit("dangling"), dir.Read("file"));
+    EXPECT_EQ(dir.Read("later"), dir.Read("file"));
+}
+
+}  // namespace

@@ -1,0 +1,66 @@
+// Scene files: which room, camera and capture name they leave, and files that are no scenes.
+#include "SceneFixture.h"
+
+#include "scene/SceneFile.h"
+#include "settings/Registry.h"
+
+#include <sys/stat.h>
+
+namespace {
+
+class SceneFileTest : public SceneFixture {
+protected:
+    Registry registry{dir.File("registry")};
+    Camera camera;
+    Room* currentRoom = nullptr;
+    std::string recname = "before";
+
+    SceneSelection Selection() { return {*command, registry, camera, currentRoom, recname}; }
+    void SetUp() override { registry.SetString("testRender/capt", "/tmp"); }
+};
+
+TEST_F(SceneFileTest, SelectsTheFirstRoomOfAllFilesAndNamesTheCapture) {
+    camera = {{1, 1, 1}, {2, 2, 2}, {3, 3, 3}, 10, 2, 0.5F, 50};
+    const std::string first = dir.Write("first", "room b\nbad line\n// note\nroom a");
+    std::string out;
+    const std::string errors = CaptureStderr(
+        [&] { out = CaptureStdout([&] { EXPECT_TRUE(LoadScene(first, Selection())); }); });
+    EXPECT_EQ(errors, "Command::DoCommand: unknown command bad line\n");
+    Room* a = command->GetRoom("a");
+    EXPECT_EQ(currentRoom, a);
+    std::ostringstream expected;
+    expected << "Using room a " << static_cast<const void*>(a) << "\nrecname = /tmp/first\n";
+    EXPECT_EQ(out, expected.str());
+    EXPECT_EQ(camera.pos, (vec3{0, 0, 5}));
+    EXPECT_EQ(camera.lookat, (vec3{0, 0, 0}));
+    EXPECT_EQ(camera.up, (vec3{0, 1, 0}));
+    EXPECT_EQ(camera.fov, 60);
+    EXPECT_EQ(camera.aspect, 2);
+    EXPECT_EQ(camera.hith, 0.5F);
+    EXPECT_EQ(camera.yon, 50);
+
+    const std::string second = dir.Write("second", "room c\n");
+    CaptureStdout([&] { EXPECT_TRUE(LoadScene(second, Selection())); });
+    EXPECT_EQ(currentRoom, a);
+    EXPECT_EQ(recname, "/tmp/second");
+}
+
+TEST_F(SceneFileTest, WhatIsNoSceneIsRefused) {
+    const std::string empty = dir.Write("empty", "# nothing\n");
+    const std::string missing = dir.File("missing");
+    for (const std::string& file : {missing, dir.Path(), std::string("/dev/zero"), std::string()}) {
+        camera.fov = 10;
+        EXPECT_EQ(CaptureStderr([&] { EXPECT_FALSE(LoadScene(file, Selection())); }),
+                  "Could not open scene " + file + "\n");
+        EXPECT_EQ(camera.fov, 60);
+    }
+    EXPECT_EQ(CaptureStderr([&] { EXPECT_FALSE(LoadScene(empty, Selection())); }), "");
+    EXPECT_EQ(currentRoom, nullptr);
+    EXPECT_EQ(recname, "before");
+    Run("room r");
+    const std::string binary = dir.Write("binary", std::string("\0\x1b[2J\n\xff\xfe x\n\0", 11));
+    CaptureStdout([&] { CaptureStderr([&] { EXPECT_TRUE(LoadScene(binary, Selection())); }); });
+    EXPECT_EQ(currentRoom, command->GetRoom("r"));
+}
+
+}  // namespace
