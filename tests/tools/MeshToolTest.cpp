@@ -1,0 +1,244 @@
+// pallix-mesh and pallix-print: orientation, seams, teapot, height fields, errors.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <filesystem>
+#include <numbers>
+#include <set>
+#include <vector>
+
+#include "geometry/GeoImage.h"
+#include "tools/RunTool.h"
+
+namespace {
+
+ToolRun Mesh(const TempDir& folder, const std::string& words) {
+    return RunTool(folder, PALLIX_MESH, words);
+}
+
+struct Corner3 {
+    GeoImageSample a, b, c;  // counter-clockwise as drawn
+};
+
+std::vector<Corner3> FrontTriangles(const GeoImage& mesh) {
+    std::vector<Corner3> triangles;
+    for (int r = 0; r + 1 < mesh.height; ++r) {
+        for (int c = 0; c + 1 < mesh.width; ++c) {
+            const auto &p = mesh.At(r, c), &q = mesh.At(r, c + 1), &s = mesh.At(r + 1, c + 1);
+            const auto& below = mesh.At(r + 1, c);
+            triangles.push_back({p, below, q});
+            triangles.push_back({s, q, below});
+        }
+    }
+    return triangles;
+}
+
+double SignedVolume(const GeoImage& mesh) {
+    double sum = 0;
+    for (const Corner3& t : FrontTriangles(mesh)) {
+        sum += Dot(t.a.position, Cross(t.b.position, t.c.position));
+    }
+    return sum / 6;
+}
+
+// Fronts and stored normals must be on the same side; slivers tell nothing.
+int DisagreeingFaces(const GeoImage& mesh) {
+    int count = 0;
+    for (const Corner3& t : FrontTriangles(mesh)) {
+        const vec3 face = Cross(t.b.position - t.a.position, t.c.position - t.a.position);
+        if (Length(face) < 1e-6F * mesh.radius * mesh.radius) continue;
+        if (Dot(Normalise(face), t.a.normal + t.b.normal + t.c.normal) < 0.3F) ++count;
+    }
+    return count;
+}
+
+bool SamePlace(const GeoImageSample& a, const GeoImageSample& b) {
+    return a.position == b.position && a.normal == b.normal;
+}
+
+bool SeamsClose(const GeoImage& mesh) {
+    for (int r = 0; mesh.wrapColumns && r < mesh.height; ++r) {
+        if (!SamePlace(mesh.At(r, 0), mesh.At(r, mesh.width - 1))) return false;
+    }
+    for (int c = 0; mesh.wrapRows && c < mesh.width; ++c) {
+        if (!SamePlace(mesh.At(0, c), mesh.At(mesh.height - 1, c))) return false;
+    }
+    return true;
+}
+
+TEST(MeshTool, ClosedShapesFaceOutwardAndCloseTheirSeams) {
+    const double pi = std::numbers::pi;
+    const struct {
+        std::string words;
+        double volume;
+        bool wrapRows;
+    } cases[] = {
+        {"sphere m --radius 2 --rows 65 --columns 65", 4.0 / 3 * pi * 8, false},
+        {"sphere m --rows 33 --columns 65 --axis z --precision 24", 4.0 / 3 * pi, false},
+        {"torus m --tube 0.25 --rows 65 --columns 65 --axis x", 2 * pi * pi / 16, true},
+        {"cylinder m --bottom 1 --top 1 --height 3 --columns 65", 3 * pi, false},
+        {"cylinder m --bottom 1 --top 0 --height 3 --columns 65 --codec flat", pi, false},
+        {"cylinder m --bottom 0.5 --top 1 --height 3 --rows 6 --columns 65", 1.75 * pi, false},
+        {"superquadric m --meridian 0.1 --equator 0.1 --x 2 --rows 65 --columns 65", 16, false},
+        {"superquadric m --meridian 2 --equator 2 --rows 65 --columns 65", 4.0 / 3, false},
+    };
+    for (const auto& shape : cases) {
+        SCOPED_TRACE(shape.words);
+        const TempDir folder;
+        const ToolRun run = Mesh(folder, shape.words + " --error 2.5");
+        ASSERT_EQ(run.status, 0) << run.err;
+        EXPECT_EQ(run.err, "");
+        GeoImage mesh;
+        ASSERT_TRUE(mesh.Load(folder.File("m")));
+        EXPECT_NEAR(SignedVolume(mesh), shape.volume, 0.03 * shape.volume);
+        EXPECT_EQ(DisagreeingFaces(mesh), 0);
+        EXPECT_TRUE(mesh.wrapColumns);
+        EXPECT_EQ(mesh.wrapRows, shape.wrapRows);
+        EXPECT_TRUE(SeamsClose(mesh));
+        EXPECT_EQ(mesh.error, 2.5F);
+    }
+}
+
+using Edge = std::vector<GeoImageSample>;
+
+// Top, bottom, left, right.
+std::vector<Edge> EdgesOf(const GeoImage& mesh) {
+    std::vector<Edge> edges(4);
+    for (int c = 0; c < mesh.width; ++c) {
+        edges[0].push_back(mesh.At(0, c));
+        edges[1].push_back(mesh.At(mesh.height - 1, c));
+    }
+    for (int r = 0; r < mesh.height; ++r) {
+        edges[2].push_back(mesh.At(r, 0));
+        edges[3].push_back(mesh.At(r, mesh.width - 1));
+    }
+    return edges;
+}
+
+bool SameLine(const Edge& a, const Edge& b) {
+    bool forward = true;
+    bool backward = true;
+    for (std::size_t i = 0; i < a.size(); ++i) {
+        forward = forward && a[i].position == b[i].position;
+        backward = backward && a[i].position == b[b.size() - 1 - i].position;
+    }
+    return forward || backward;
+}
+
+TEST(MeshTool, TeapotPatchesMeetAndFaceOutward) {
+    const TempDir folder;
+    ASSERT_EQ(Mesh(folder, "teapot pot --height 3.15 --rows 9 --columns 9").status, 0);
+    std::vector<std::vector<Edge>> edges;
+    vec3 low;
+    vec3 high;
+    double volume = 0;
+    for (int patch = 0; patch < 32; ++patch) {
+        SCOPED_TRACE(patch);
+        GeoImage mesh;
+        ASSERT_TRUE(
+            mesh.Load(folder.File((patch < 10 ? "pot-0" : "pot-") + std::to_string(patch))));
+        EXPECT_EQ(DisagreeingFaces(mesh), 0);
+        edges.push_back(EdgesOf(mesh));
+        volume += SignedVolume(mesh);
+        for (const vec3& p : {mesh.boundsMin, mesh.boundsMax}) {
+            low = {std::min(low.x, p.x), std::min(low.y, p.y), std::min(low.z, p.z)};
+            high = {std::max(high.x, p.x), std::max(high.y, p.y), std::max(high.z, p.z)};
+        }
+    }
+    // Handle -x, spout +x, lid +y. A round body of about 2 x 2.4 holds some 25.
+    EXPECT_NEAR(low.x, -3, 0.01);
+    EXPECT_NEAR(high.x, 3.43, 0.03);
+    EXPECT_NEAR(low.y, 0, 0.001);
+    EXPECT_NEAR(high.y, 3.15, 0.001);
+    EXPECT_NEAR(low.z, -2, 0.01);
+    EXPECT_EQ(low.z, -high.z);
+    EXPECT_GT(volume, 20);
+    EXPECT_LT(volume, 30);
+
+    // Every edge has a neighbour, but for these: the rim's and the lid's open border, the points
+    // at the middle of knob and bottom, and both ends of handle and spout where they enter the
+    // body or the air.
+    std::set<std::pair<int, int>> open;
+    for (int i = 0; i < 4; ++i)
+        open.insert({{i, 0}, {12 + i, 0}, {16 + i, 1}, {20 + i, 0}});
+    for (int i = 0; i < 2; ++i)
+        open.insert({{24 + i, 0}, {26 + i, 1}, {28 + i, 0}, {30 + i, 1}});
+    for (int patch = 0; patch < 32; ++patch) {
+        for (int side = 0; side < 4; ++side) {
+            if (open.contains({patch, side})) continue;
+            bool met = false;
+            for (int other = 0; other < 32; ++other) {
+                for (const Edge& edge : edges[static_cast<std::size_t>(other)]) {
+                    if (other == patch) continue;
+                    met =
+                        met ||
+                        SameLine(
+                            edges[static_cast<std::size_t>(patch)][static_cast<std::size_t>(side)],
+                            edge);
+                }
+            }
+            EXPECT_TRUE(met) << "patch " << patch << " side " << side;
+        }
+    }
+}
+
+TEST(MeshTool, SheetsFaceTheirAxisAndHeightsFollowThePicture) {
+    const TempDir folder;
+    GeoImage mesh;
+    ASSERT_EQ(Mesh(folder, "plane p --width 4 --depth 2 --axis z --codec flat --rows 3").status, 0);
+    ASSERT_TRUE(mesh.Load(folder.File("p")));
+    EXPECT_EQ(mesh.boundsMax, vec3(2, 1, 0));
+    EXPECT_EQ(mesh.At(0, 0).normal, vec3(0, 0, 1));
+    EXPECT_GT(mesh.At(0, 0).v, mesh.At(2, 0).v);
+    EXPECT_GT(mesh.At(0, 0).position.y, mesh.At(2, 0).position.y);
+
+    // Bright at the top of the picture: high at the back.
+    ASSERT_EQ(RunTool(folder, PALLIX_TEXTURE, "gradient g --width 16 --height 16").status, 0);
+    ASSERT_EQ(RunTool(folder, PALLIX_TEXTURE, "export g g.png").status, 0);
+    ASSERT_EQ(Mesh(folder, "heightfield h --image g.png --height 3").status, 0);
+    ASSERT_TRUE(mesh.Load(folder.File("h")));
+    EXPECT_EQ(DisagreeingFaces(mesh), 0);
+    EXPECT_GT(mesh.At(0, 16).position.y, 2.8F);
+    EXPECT_LT(mesh.At(0, 16).position.z, 0);
+    EXPECT_LT(mesh.At(32, 16).position.y, 0.2F);
+
+    // Noise: the same for the same seed, another for another, rugged but facing up.
+    for (const char* words : {"a --seed 3", "b --seed 3", "c --seed 4"}) {
+        ASSERT_EQ(Mesh(folder, std::string("heightfield --island ") + words).status, 0);
+    }
+    EXPECT_EQ(folder.Read("a"), folder.Read("b"));
+    EXPECT_NE(folder.Read("a"), folder.Read("c"));
+    ASSERT_TRUE(mesh.Load(folder.File("a")));
+    EXPECT_EQ(DisagreeingFaces(mesh), 0);
+    EXPECT_EQ(mesh.At(0, 0).position.y, 0);
+    EXPECT_GT(mesh.boundsMax.y, 0.2F);
+}
+
+TEST(MeshTool, RefusesWithOneLineAndLeavesNoFile) {
+    const TempDir folder;
+    folder.Write("text", "not a picture");
+    for (const char* words :
+         {"", "blob m", "sphere", "sphere m --rows nan", "sphere m --rows 1",
+          "sphere m --rows 99999", "sphere m --columns 2", "sphere m --radius inf",
+          "sphere m --error 1e9", "sphere m --axis w", "torus m --tube 2",
+          "cylinder m --top 0 --bottom 0", "cylinder m --rows 4", "heightfield m --image text",
+          "heightfield m --image .", "sphere missing/m", "teapot - --rows 9"}) {
+        const ToolRun run = Mesh(folder, words);
+        EXPECT_EQ(run.status, 1) << words;
+        EXPECT_TRUE(run.OneErrorLine()) << words << ": " << run.err;
+        EXPECT_FALSE(std::filesystem::exists(folder.File("m"))) << words;
+    }
+    EXPECT_EQ(Mesh(folder, "torus --help").status, 0);
+    // The best that a rotten run leaves: pallix-print tells good files from others.
+    ASSERT_EQ(Mesh(folder, "torus m --rows 9 --columns 17 --error 4").status, 0);
+    const ToolRun print = RunTool(folder, PALLIX_PRINT, "m text m");
+    EXPECT_EQ(print.status, 1);
+    EXPECT_TRUE(print.OneErrorLine()) << print.err;
+    for (const char* part : {"m: mesh\n", "version  2\n", "2 (pyramid), 8 channels of 32 bits\n",
+                             "9 rows, 17 columns, 256 triangles\n", "radius   1.3", "error    4\n",
+                             "columns yes, rows yes\n"}) {
+        EXPECT_NE(print.out.find(part), std::string::npos) << part << print.out;
+    }
+}
+
+}  // namespace

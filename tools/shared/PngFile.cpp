@@ -1,0 +1,60 @@
+#include "shared/PngFile.h"
+
+#include <png.h>
+
+#include <cstring>
+
+#include "geometry/Texture.h"
+#include "shared/Cli.h"
+
+namespace {
+
+png_uint_32 FormatOf(int channels) {
+    constexpr png_uint_32 formats[] = {PNG_FORMAT_GRAY, PNG_FORMAT_GA, PNG_FORMAT_RGB,
+                                       PNG_FORMAT_RGBA};
+    return formats[channels - 1];
+}
+
+// Frees what libpng keeps between the two steps of reading or writing.
+struct PngImage {
+    png_image image{};
+    PngImage() { image.version = PNG_IMAGE_VERSION; }
+    ~PngImage() { png_image_free(&image); }
+    PngImage(const PngImage&) = delete;
+    PngImage& operator=(const PngImage&) = delete;
+};
+
+}  // namespace
+
+bool ReadPng(const std::string& path, Texture& texture, bool grey) {
+    PngImage png;
+    if (!png_image_begin_read_from_file(&png.image, path.c_str())) {
+        return Fail(path + ": " + png.image.message);
+    }
+    const png_uint_32 kept = grey ? 0 : PNG_FORMAT_FLAG_COLOR | PNG_FORMAT_FLAG_ALPHA;
+    png.image.format &= kept;
+    const int channels = PNG_IMAGE_SAMPLE_CHANNELS(png.image.format);
+    if (!texture.SetSize(static_cast<int>(png.image.width), static_cast<int>(png.image.height),
+                         channels)) {
+        return Fail(path + ": the picture is too large");
+    }
+    const png_color black{};  // what a translucent picture is laid over when alpha is dropped
+    const int upsideDown = -texture.width * channels;
+    if (!png_image_finish_read(&png.image, &black, texture.pixels, upsideDown, nullptr)) {
+        return Fail(path + ": " + png.image.message);
+    }
+    return true;
+}
+
+bool WritePng(const std::string& path, const Texture& texture) {
+    PngImage png;
+    png.image.width = static_cast<png_uint_32>(texture.width);
+    png.image.height = static_cast<png_uint_32>(texture.height);
+    png.image.format = FormatOf(texture.channels);
+    const int upsideDown = -texture.width * texture.channels;
+    if (!png_image_write_to_file(&png.image, path.c_str(), 0, texture.pixels, upsideDown,
+                                 nullptr)) {
+        return Fail(path + ": " + png.image.message);
+    }
+    return true;
+}
