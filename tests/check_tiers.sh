@@ -12,7 +12,7 @@ function tier(file) {
     if (file ~ /^spatial\/(Vec3|Matrix|Plane)\./) return 0
     if (file ~ /^(scene|spatial)\//) return 2
     if (file ~ /^geometry\//) return 1
-    if (file ~ /^settings\//) return 0
+    if (file ~ /^(files|settings)\//) return 0
     return -1
 }
 function complain(why) {

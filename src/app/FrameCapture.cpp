@@ -8,7 +8,7 @@
 #include <cstdio>
 #include <vector>
 
-#include "geometry/FileAccess.h"
+#include "files/FileAccess.h"
 #include "geometry/Texture.h"
 
 namespace {

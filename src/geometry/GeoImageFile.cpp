@@ -15,7 +15,7 @@
 
 #include "geometry/BigEndian.h"
 #include "geometry/Codec.h"
-#include "geometry/FileAccess.h"
+#include "files/FileAccess.h"
 
 namespace {
 

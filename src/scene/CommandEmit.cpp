@@ -3,7 +3,7 @@
 #include "scene/Command.h"
 
 #include "scene/CommandValues.h"
-#include "scene/FileReplacement.h"
+#include "files/FileReplacement.h"
 #include "scene/Room.h"
 #include "scene/SceneDatabase.h"
 

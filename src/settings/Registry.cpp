@@ -2,13 +2,11 @@
 // Must not know which keys exist.
 #include "settings/Registry.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
+#include "files/FileAccess.h"
+#include "files/FileReplacement.h"
 
 #include <algorithm>
 #include <cctype>
-#include <cerrno>
 #include <climits>
 #include <cmath>
 #include <cstdio>
@@ -28,30 +26,18 @@ bool IsSpace(char c) {
     return std::isspace(static_cast<unsigned char>(c)) != 0;
 }
 
-// Opened without blocking and only when regular: a pipe in the place of the file must not hang
-// the program. Null otherwise.
-std::FILE* OpenRegular(const std::string& path, int flags, const char* mode) {
-    const int fd = open(path.c_str(), flags | O_NONBLOCK | O_CLOEXEC | O_NOCTTY, 0666);
-    if (fd < 0) return nullptr;
-    struct stat status;
-    std::FILE* file = nullptr;
-    if (fstat(fd, &status) == 0 && S_ISREG(status.st_mode)) file = fdopen(fd, mode);
-    if (file == nullptr) close(fd);
-    return file;
-}
-
 std::string ReadText(const std::string& path) {
     std::string text;
-    std::FILE* file = OpenRegular(path, O_RDONLY, "r");
-    if (file == nullptr) return text;
+    const int fd = OpenForReading(path);
+    if (fd < 0) return text;
     char block[16384];
     while (text.size() < kMaxFileBytes) {
         const std::size_t wanted = std::min(sizeof block, kMaxFileBytes - text.size());
-        const std::size_t got = std::fread(block, 1, wanted, file);
-        if (got == 0) break;
-        text.append(block, got);
+        const std::ptrdiff_t got = ReadBytes(fd, block, wanted);
+        if (got <= 0) break;
+        text.append(block, static_cast<std::size_t>(got));
     }
-    std::fclose(file);
+    CloseFile(fd);
     return text;
 }
 
@@ -74,26 +60,6 @@ std::string TakeLine(std::string_view& text) {
         if (ends) break;
     }
     return line;
-}
-
-// Name beside the file for a version in the making.
-std::string DraftPath(const std::string& path) {
-    return path + ".new-" + std::to_string(getpid());
-}
-
-// The file behind links, so that a linked registry is replaced where it lies.
-std::string ResolvedPath(const std::string& path) {
-    char* resolved = realpath(path.c_str(), nullptr);
-    std::string result = resolved == nullptr ? path : resolved;
-    std::free(resolved);
-    return result;
-}
-
-// Closes the file in any case; false when not everything reached the disk.
-bool WriteText(std::FILE* file, const std::string& text) {
-    bool written = std::fwrite(text.data(), 1, text.size(), file) == text.size();
-    written = std::fflush(file) == 0 && written && fsync(fileno(file)) == 0;
-    return std::fclose(file) == 0 && written;
 }
 
 }  // namespace
@@ -119,32 +85,13 @@ void Registry::Read() {
     }
 }
 
-// A draft beside the file takes its place only when it is complete: a full disk or a kill leaves
-// the old file whole. A folder that takes no new file still lets the old one be overwritten.
+// A full disk or a kill leaves the old file whole.
 void Registry::Write() const {
     std::string text;
     for (const auto& [key, value] : m_entries)
         text += key + ' ' + value + '\n';
-
-    const std::string target = ResolvedPath(m_path);
-    struct stat old;
-    const bool exists = stat(target.c_str(), &old) == 0;
-    if (exists && (!S_ISREG(old.st_mode) || access(target.c_str(), W_OK) != 0)) return;
-
-    const std::string draft = DraftPath(target);
-    unlink(draft.c_str());
-    std::FILE* file = OpenRegular(draft, O_WRONLY | O_CREAT | O_EXCL, "w");
-    if (file == nullptr) {
-        const bool forbidden = errno == EACCES || errno == EPERM || errno == EROFS;
-        if (!exists || !forbidden) return;
-        file = OpenRegular(target, O_WRONLY | O_TRUNC, "w");
-        if (file != nullptr) WriteText(file, text);
-        return;
-    }
-    if (exists) fchmod(fileno(file), old.st_mode & 07777);
-    if (!WriteText(file, text) || std::rename(draft.c_str(), target.c_str()) != 0) {
-        unlink(draft.c_str());
-    }
+    FileReplacement file;
+    if (file.Open(m_path)) file.Finish(text);
 }
 
 bool Registry::Has(std::string_view key) const {

@@ -1,5 +1,7 @@
 // Writes beside the file and renames; where the folder does not allow that, in place.
-#include "scene/FileReplacement.h"
+#include "files/FileReplacement.h"
+
+#include "files/FileAccess.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -15,16 +17,6 @@ namespace {
 
 constexpr int kWrite = O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
 constexpr mode_t kNewFileMode = 0666;  // less the process's umask
-
-bool WriteAll(int descriptor, std::string_view bytes) {
-    while (!bytes.empty()) {
-        const ssize_t written = write(descriptor, bytes.data(), bytes.size());
-        if (written < 0 && errno == EINTR) continue;
-        if (written < 0) return false;
-        bytes.remove_prefix(static_cast<std::size_t>(written));
-    }
-    return true;
-}
 
 std::string ResolveLinks(const std::string& path) {
     const std::unique_ptr<char, decltype(&std::free)> real(realpath(path.c_str(), nullptr),
@@ -43,17 +35,20 @@ bool FileReplacement::Open(const std::string& path) {
     if (path.empty()) return false;
     m_path = ResolveLinks(path);
     struct stat old {};
-    if (lstat(m_path.c_str(), &old) != 0) return OpenBeside() || OpenInPlace();
+    if (lstat(m_path.c_str(), &old) != 0) return OpenBeside();
     // A rename needs no right to write the file itself.
     if (S_ISREG(old.st_mode) && access(m_path.c_str(), W_OK) != 0) return false;
     // A rename would hand the file to another owner, or part it from its other names.
     const bool replaceable = S_ISREG(old.st_mode) && old.st_uid == geteuid() && old.st_nlink == 1;
-    if (!replaceable || !OpenBeside()) return OpenInPlace();
-    return fchmod(m_descriptor, old.st_mode & 0777) == 0;
+    if (!replaceable) return OpenInPlace();
+    if (OpenBeside()) return fchmod(m_descriptor, old.st_mode & 07777) == 0;
+    const bool forbidden = errno == EACCES || errno == EPERM || errno == EROFS;
+    return forbidden && OpenInPlace();
 }
 
 bool FileReplacement::OpenBeside() {
     m_temporary = m_path + '.' + std::to_string(getpid()) + ".tmp";
+    unlink(m_temporary.c_str());  // left by a killed process of the same number
     m_descriptor = open(m_temporary.c_str(), kWrite | O_CREAT | O_EXCL | O_NOFOLLOW, kNewFileMode);
     if (m_descriptor >= 0) return true;
     m_temporary.clear();
@@ -68,7 +63,8 @@ bool FileReplacement::OpenInPlace() {
 }
 
 bool FileReplacement::Finish(std::string_view contents) {
-    bool done = WriteAll(m_descriptor, contents);
+    bool done =
+        WriteBytes(m_descriptor, contents.data(), contents.size()) && fsync(m_descriptor) == 0;
     done = close(std::exchange(m_descriptor, -1)) == 0 && done;
     if (!done || m_temporary.empty()) return done;
     if (std::rename(m_temporary.c_str(), m_path.c_str()) != 0) return false;

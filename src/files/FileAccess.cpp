@@ -1,6 +1,6 @@
 // Opening without blocking, and reading and writing of whole blocks.
 // Must not know the formats.
-#include "geometry/FileAccess.h"
+#include "files/FileAccess.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
