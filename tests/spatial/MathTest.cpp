@@ -1,4 +1,4 @@
-// Matrices, planes and depth order against sampled points and hand-made cases.
+// Matrices, planes and depth order against slow twins and hand-made cases.
 #include <gtest/gtest.h>
 
 #include <random>
@@ -61,9 +61,9 @@ TEST(Matrix, ProductsAndInversesCarryPoints) {
         EXPECT_LT(Length(a.Transform(p) - a.Translation() - a.Rotate(p)), 1e-4F);
     }
     Matrix far;  // large terms cancel before the result is rounded
-    far[0] = 1;
-    far[12] = -16777217.0;
-    EXPECT_EQ(far.Transform({16777216, 0, 0}).x, -1);
+    far[0] = 1 + 1.0 / (1 << 30);
+    far[12] = -16777217;
+    EXPECT_EQ(far.Transform({16777216, 0, 0}).x, -0.984375F);
 }
 
 TEST(Plane, MasksOfPointsAndSpheres) {
@@ -86,21 +86,14 @@ TEST(Plane, MasksOfPointsAndSpheres) {
     }
 }
 
-TEST(Plane, BoxTestAgreesWithSampledPoints) {
+TEST(Plane, BoxIsOutsideOnlyBeyondOnePlane) {
     Random random;
     int rejected = 0;
     for (int i = 0; i < 1000; ++i) {
         const std::vector<Plane> planes = RandomFrustum(random);
         const Matrix m = Matrix::Frame(random.Vector(3), random.Vector(1), random.Vector(1));
         const vec3 low = random.Vector(1);
-        const Box box{low, low + vec3{0.1F, 1, 2}};
-        bool pointInside = false;
-        for (int sample = 0; sample < 125; ++sample) {
-            const vec3 step{0.025F * static_cast<float>(sample % 5),
-                            0.25F * static_cast<float>(sample / 5 % 5),
-                            0.5F * static_cast<float>(sample / 25)};
-            pointInside |= PointOutside(planes, m.Transform(low + step), kAllPlanes) == 0;
-        }
+        const Box box{low, low + vec3{1, 0.7F, 2}};
         bool beyondOnePlane = false;
         for (const Plane& plane : planes) {
             int corners = 0;
@@ -109,7 +102,6 @@ TEST(Plane, BoxTestAgreesWithSampledPoints) {
             beyondOnePlane |= corners == 8;
         }
         EXPECT_EQ(BoxTouchesInside(planes, box, m), !beyondOnePlane);
-        EXPECT_TRUE(!pointInside || BoxTouchesInside(planes, box, m));
         rejected += beyondOnePlane ? 1 : 0;
     }
     EXPECT_GT(rejected, 100);

@@ -1,7 +1,9 @@
 // Radii of objects, their place in the parent's octree, and what a change does not reach.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <vector>
 
 #include "geometry/GeoImage.h"
 #include "scene/Object.h"
@@ -108,6 +110,33 @@ TEST(ObjectOctree, AnObjectThatWasNeverInsertedIsReportedAndInserted) {
                   " in octree map\n");
     EXPECT_EQ(stray.octreeLink, &family.room.ChildOctree());
     EXPECT_EQ(CaptureStderr([&] { stray.SetPosition({1, 2, 3}); }), "");
+}
+
+TEST(ObjectOctree, FindsChildrenWhoseRadiusHasChangedUnseen) {
+    Family family;
+    std::vector<Object> crowd(24);
+    for (int i = 0; i < 24; ++i) {
+        if (i % 2 == 0) crowd[i].pos = {10, 10, 10};
+        family.room.AddChild(std::to_string(i), &crowd[i]);
+    }
+    vec3 min;
+    vec3 max;
+    family.room.ChildOctree().GetBounds(min, max, true);
+    family.b.SetPosition({20, 0, 0});  // a now touches every split plane
+    family.a.SetPosition({1, 1, 1});
+    ASSERT_EQ(family.a.octreeLink, &family.room.ChildOctree());
+    // Without b, the next removal shrinks a. The smaller sphere belongs further down, where it is
+    // looked for first.
+    Object c;
+    family.a.AddChild("c", &c);
+    family.a.RemoveChild("b");
+    family.a.children.erase("b");
+    family.a.RemoveChild("c");
+    ASSERT_EQ(family.a.radius, 0);
+    const std::string report = CaptureStderr([&] { family.room.RemoveChild("a"); });
+    EXPECT_THAT(report, testing::HasSubstr(" which it doesn't contain\nParent says"));
+    EXPECT_EQ(family.a.octreeLink, nullptr);
+    EXPECT_EQ(family.room.ChildOctree().ObjectCount(), 0);
 }
 
 TEST(ObjectOctree, FarPositionsMakeNoNaN) {

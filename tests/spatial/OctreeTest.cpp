@@ -163,8 +163,9 @@ TEST(Octree, SplitsAtTheMeanUpperExtentAlongTheCheapestAxes) {
     EXPECT_EQ(world.tree.ObjectCount(), 0);
     EXPECT_EQ(right->octreeLink, world.tree.Child(0));
     EXPECT_EQ(world.tree.Child(1)->ObjectCount(), 12);
-    Object* across = world.Add({5, 0, 0}, 1);
-    EXPECT_EQ(across->octreeLink, &world.tree);
+    // The split is at 6, the mean upper extent, not at 5.
+    EXPECT_EQ(world.Add({5.5F, 0, 0}, 0.25F)->octreeLink, world.tree.Child(1));
+    EXPECT_EQ(world.Add({6, 0, 0}, 0.25F)->octreeLink, &world.tree);
     // y cuts as few as z: it is divided beside x, though x alone cuts none.
     World tie;
     for (int i = 0; i < 24; ++i) {
@@ -175,6 +176,15 @@ TEST(Octree, SplitsAtTheMeanUpperExtentAlongTheCheapestAxes) {
     EXPECT_EQ(tie.tree.ObjectCount(), 12);
     EXPECT_EQ(tie.tree.Child(2)->ObjectCount(), 6);
     EXPECT_EQ(tie.tree.Child(3)->ObjectCount(), 6);
+    // z alone cuts none: x is not divided, though it cuts no more than y.
+    World flat;
+    for (int i = 0; i < 24; ++i) {
+        const float step = i < 12 ? 0 : 0.5F;
+        flat.Add({step, step, i % 2 == 0 ? 0.0F : 10.0F}, 1);
+    }
+    flat.Check(kAnywhere);
+    EXPECT_EQ(flat.tree.Child(0)->ObjectCount(), 12);
+    EXPECT_EQ(flat.tree.Child(4)->ObjectCount(), 12);
     EXPECT_DEATH(world.tree.DoSplit(), "Octree\\.cpp.*void Octree::DoSplit\\(\\).*!m_issplit");
 #ifdef NDEBUG
     ADD_FAILURE() << "assertions are part of the program";
