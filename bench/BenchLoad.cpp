@@ -2,6 +2,7 @@
 // Knows the mesh file only by the length of its header.
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
+#include <malloc.h>
 #include <unistd.h>
 #include <zlib.h>
 
@@ -70,11 +71,18 @@ double Milliseconds(Work work) {
     return ThreadMilliseconds() - start;
 }
 
+// The program keeps its heap too: otherwise every other load pays for the same pages again.
+void KeepHeap() {
+    mallopt(M_MMAP_THRESHOLD, 32 << 20);
+    mallopt(M_TRIM_THRESHOLD, 32 << 20);
+}
+
 // Both run in turn; their fastest times are compared, since anything else on the machine only adds.
 void LoadAgainstInflate(benchmark::State& state) {
     const std::string path =
         (std::filesystem::temp_directory_path() / ("bench-load-" + std::to_string(getpid())))
             .string();
+    KeepHeap();
     WriteMesh(path, static_cast<int>(state.range(0)));
     double inflate = std::numeric_limits<double>::infinity();
     double load = inflate;

@@ -37,14 +37,11 @@ void ForRows(Values& values, std::size_t pitch, std::size_t top, std::size_t bot
     }
 }
 
-// The quarters b, c and d of a level, in the order of the stream.
+// The quarters b, c and d of a channel's level, in the order of the stream.
 template <class Transfer>
-void ForDifferences(Codec& codec, Level level, Transfer transfer) {
-    const auto pitch = static_cast<std::size_t>(codec.width);
-    for (Values& values : codec.data) {
-        ForRows(values, pitch, 0, level.h / 2, level.w / 2, level.w, transfer);
-        ForRows(values, pitch, level.h / 2, level.h, 0, level.w, transfer);
-    }
+void ForDifferences(Values& values, std::size_t pitch, Level level, Transfer transfer) {
+    ForRows(values, pitch, 0, level.h / 2, level.w / 2, level.w, transfer);
+    ForRows(values, pitch, level.h / 2, level.h, 0, level.w, transfer);
 }
 
 std::int32_t Add(std::int32_t a, std::int32_t b) {
@@ -129,9 +126,11 @@ void DecodePyramid(Codec& codec, CodecReader& reader, int x0, int y0) {
     }
     Values scratch(levels.front().w * levels.front().h);
     for (auto level = levels.rbegin(); level != levels.rend(); ++level) {
-        ForDifferences(codec, *level, read);
-        for (Values& values : codec.data)
+        for (Values& values : codec.data) {
+            // Merged while the channel is in the cache; the stream does not depend on it.
+            ForDifferences(values, pitch, *level, read);
             Merge(values, scratch, pitch, *level);
+        }
     }
 }
 
@@ -149,6 +148,7 @@ void EncodePyramid(Codec& codec, CodecWriter& writer, int x0, int y0) {
     for (Values& values : codec.data)
         ForRows(values, pitch, 0, coarsest.h, 0, coarsest.w, write);
     for (auto level = levels.rbegin(); level != levels.rend(); ++level) {
-        ForDifferences(codec, *level, write);
+        for (Values& values : codec.data)
+            ForDifferences(values, pitch, *level, write);
     }
 }
