@@ -1,4 +1,6 @@
 // The order of driver calls in a frame, and what each pass of an object is given.
+#include <gtest/gtest.h>
+
 #include "support/RecordingDriver.h"
 
 #include <limits>

@@ -1,4 +1,6 @@
 // Lights chosen per object, and shadow volumes.
+#include <gtest/gtest.h>
+
 #include "support/RecordingDriver.h"
 
 #include "renderer/Renderer.h"

@@ -1,5 +1,7 @@
 // What is drawn of a room: against a test of every object by itself, behind occluders, and after
 // objects moved or went away.
+#include <gtest/gtest.h>
+
 #include "support/RecordingDriver.h"
 
 #include <random>

@@ -2,7 +2,7 @@
 // whose alpha test is never passed draw nothing, as with the real drivers.
 #pragma once
 
-#include <gtest/gtest.h>  // before the X headers, whose macros clash with it
+// Test sources include their framework before this header: the macros of X clash with it.
 
 #include <cstddef>
 #include <map>
