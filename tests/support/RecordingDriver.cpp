@@ -21,7 +21,7 @@ std::string Text(float value) {
 }
 
 std::string Text(const vec3& v) {
-    return Text(v.x) + " " + Text(v.y) + " " + Text(v.z);
+    return Text(v.x).append(" ").append(Text(v.y)).append(" ").append(Text(v.z));
 }
 
 const std::string& Text(const std::string& text) {
@@ -38,7 +38,7 @@ RecordingDriver::RecordingDriver(int maxLights, bool shadows) : Driver(nullptr) 
 std::string RecordingDriver::TakeLog() {
     std::string text;
     for (const std::string& line : log)
-        text += line + "\n";
+        text.append(line).append("\n");
     log.clear();
     draws.clear();
     return text;
@@ -49,7 +49,7 @@ void RecordingDriver::Note(const Words&... words) {
     ++calls;
     if (!keep) return;
     std::string line;
-    ((line += (line.empty() ? "" : " ") + Text(words)), ...);
+    (line.append(line.empty() ? "" : " ").append(Text(words)), ...);
     log.push_back(std::move(line));
 }
 
