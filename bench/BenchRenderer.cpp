@@ -3,6 +3,7 @@
 #include <benchmark/benchmark.h>
 
 #include <cmath>
+#include <random>
 #include <string>
 
 #include "renderer/Renderer.h"
@@ -12,21 +13,29 @@
 
 namespace {
 
-// Objects stand one unit apart in a cube around the origin. The eye stands this far inside of one
-// face and looks out through it: a pyramid that holds about a hundred of them.
-constexpr float kEyeDepth = 5.5F;
-constexpr float kObjectRadius = 0.3F;
+enum Arrangement : int { Floor, Cube };
+
+constexpr float kObjectRadius = 0.2F;  // one object a unit of floor or space
+// Ground as flat as a table with equal objects is the worst case: every object touches the plane
+// that splits their common height, and the octree keeps all of them in its root.
+constexpr float kGroundSlope = 0.02F;
+// The eye stands this far inside of the room's face and looks out through it: about a hundred
+// objects are in view.
+constexpr float kEyeDepth[] = {11.4F, 5.5F};
 // The octree splits one level a frame until every node is small.
 constexpr int kSettlingFrames = 40;
 
-float FillRoom(TestScene& scene, int count) {
+// Returns how far the room reaches from its middle.
+float FillRoom(TestScene& scene, Arrangement arrangement, int count) {
+    const double dimensions = arrangement == Floor ? 2 : 3;
+    const auto half = static_cast<float>(std::pow(count, 1 / dimensions) / 2);
+    std::mt19937 random(1);
+    std::uniform_real_distribution<float> place(-half, half);
     GeoImage* mesh = scene.Sphere(kObjectRadius);
-    const int side = static_cast<int>(std::ceil(std::cbrt(count)));
-    const float half = static_cast<float>(side) * 0.5F;
     for (int i = 0; i < count; ++i) {
-        const vec3 cell(static_cast<float>(i % side), static_cast<float>(i / side % side),
-                        static_cast<float>(i / side / side));
-        scene.AddLit(scene.room, std::to_string(i), mesh, cell - vec3{half, half, half});
+        vec3 pos{place(random), place(random), place(random)};
+        if (arrangement == Floor) pos.y *= kGroundSlope;
+        scene.AddLit(scene.room, std::to_string(i), mesh, pos);
     }
     return half;
 }
@@ -37,37 +46,38 @@ void DrawFrame(Renderer& renderer, RecordingDriver& driver, Room& room, const Ca
     renderer.FinishFrame();
 }
 
-// Arguments: objects in the room, lights (more than eight are chosen per object).
+// Arguments: arrangement, objects in the room, lights (more than eight: chosen per object).
 void FrameOfARoom(benchmark::State& state) {
     TestScene scene;
     Renderer renderer;
     RecordingDriver driver;
     driver.keep = false;
-    const float half = FillRoom(scene, static_cast<int>(state.range(0)));
-    for (int i = 0; i < state.range(1); ++i) {
+    const auto arrangement = static_cast<Arrangement>(state.range(0));
+    const float half = FillRoom(scene, arrangement, static_cast<int>(state.range(1)));
+    for (int i = 0; i < state.range(2); ++i) {
         scene.AddLight(std::to_string(i), {half, static_cast<float>(i), 0});
     }
     Camera camera;
-    camera.pos = {half - kEyeDepth, 0, 0};
-    camera.lookat = {half, 0.1F, 0};
-    for (int i = 0; i < kSettlingFrames; ++i)
+    camera.pos = {half - kEyeDepth[arrangement], 0, 0};
+    camera.lookat = {half, 0, 0};
+    for (int i = 0; i < kSettlingFrames; ++i) {
         DrawFrame(renderer, driver, scene.room, camera);
-    for (auto _ : state)
-        DrawFrame(renderer, driver, scene.room, camera);
-    const auto count = [&](const char* name) { return Statistic(renderer.Stats(), name); };
-    state.counters["drawn"] = count(stat_names::kDrawn);
-    state.counters["traversed"] = count(stat_names::kTraversed);
+    }
     driver.calls = 0;
     DrawFrame(renderer, driver, scene.room, camera);
     state.counters["calls"] = static_cast<double>(driver.calls);
+    for (auto _ : state) {
+        DrawFrame(renderer, driver, scene.room, camera);
+    }
+    const auto count = [&](const char* name) { return Statistic(renderer.Stats(), name); };
+    state.counters["drawn"] = count(stat_names::kDrawn);
+    state.counters["traversed"] = count(stat_names::kTraversed);
 }
 
 }  // namespace
 
 BENCHMARK(FrameOfARoom)
-    ->ArgNames({"objects", "lights"})
-    ->Args({1000, 1})
-    ->Args({10000, 1})
-    ->Args({100000, 1})
-    ->Args({100000, 100})
+    ->ArgNames({"cube", "objects", "lights"})
+    ->ArgsProduct({{Floor, Cube}, {1000, 10000, 100000}, {1}})
+    ->Args({Floor, 100000, 100})
     ->Unit(benchmark::kMicrosecond);

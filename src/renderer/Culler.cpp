@@ -60,7 +60,7 @@ float HalfViewTangent(float fov) {
 
 void Culler::Begin(float height, float fov, bool record) {
     m_matrix = Matrix();
-    m_rejected.clear();
+    m_rejected.Clear();
     m_planes.clear();
     m_occlusion = nullptr;
     m_scale = height / HalfViewTangent(fov) * 0.5F;
@@ -78,26 +78,32 @@ bool Culler::AddPlane(const vec3& point, const vec3& normal) {
 }
 
 bool Culler::TestObject(Object* object) {
-    if (!object || m_rejected.contains(object)) return false;
-    const GeoImage* mesh = object->mesh;
-    const vec3 origin = m_matrix.Translation();
-    const float radius = OwnRadius(mesh);
-    const float pixels = radius * m_scale / std::max(-origin.z, kNearestMesh);
-    if (!(pixels >= kMinPixels)) {  // not a number is not visible either
-        m_rejected.insert(object);
-        return false;
-    }
-    if (mesh && MeshInFrustum(*mesh) && BoxUnoccluded({mesh->boundsMin, mesh->boundsMax}) &&
-        SphereUnoccluded(origin, radius)) {
-        return true;
-    }
-    m_rejected.insert(object);
-    return false;
+    return TestSphere(object, m_matrix.Translation()) && TestMesh(object);
 }
 
-bool Culler::MeshInFrustum(const GeoImage& mesh) const {
-    return SphereOutside(m_planes, m_matrix.Translation(), mesh.radius, kAllPlanes) == 0 &&
-           BoxTouchesInside(m_planes, {mesh.boundsMin, mesh.boundsMax}, m_matrix);
+bool Culler::TestSphere(Object* object, const vec3& origin) {
+    if (!object || m_rejected.Contains(object)) return false;
+    const float radius = OwnRadius(object->mesh);
+    const float pixels = radius * m_scale / std::max(-origin.z, kNearestMesh);
+    if (!(pixels >= kMinPixels)) return Reject(object);  // not a number is not visible either
+    if (!object->mesh || SphereOutside(m_planes, origin, radius, kAllPlanes) != 0) {
+        return Reject(object);
+    }
+    return true;
+}
+
+bool Culler::TestMesh(Object* object) {
+    const Box box{object->mesh->boundsMin, object->mesh->boundsMax};
+    if (BoxTouchesInside(m_planes, box, m_matrix) && BoxUnoccluded(box) &&
+        SphereUnoccluded(m_matrix.Translation(), object->mesh->radius)) {
+        return true;
+    }
+    return Reject(object);
+}
+
+bool Culler::Reject(Object* object) {
+    m_rejected.Insert(object);
+    return false;
 }
 
 bool Culler::BoxUnoccluded(const Box& box) const {

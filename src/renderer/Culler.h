@@ -2,9 +2,9 @@
 // meshes and octrees; nothing of drawing.
 #pragma once
 
-#include <unordered_set>
 #include <vector>
 
+#include "renderer/PointerSet.h"
 #include "spatial/Matrix.h"
 #include "spatial/Plane.h"
 
@@ -32,25 +32,29 @@ public:
     void SetOcclusion(Occlusion* occlusion) { m_occlusion = occlusion; }
     // Whether the object's own mesh may be seen. An object found invisible stays so for the view.
     bool TestObject(Object* object);
+    // The same in two steps, for walks that meet many objects out of view: the first needs only
+    // the object's origin in camera space, the second, after it, the matrix.
+    bool TestSphere(Object* object, const vec3& origin);
+    bool TestMesh(Object* object);
     // Appends the children found by walking the object's octree under the current matrix.
     void VisibleChildren(Object* object, std::vector<Object*>& out);
     // Whether the volume that the mesh's box sweeps when pushed away from a light (object
     // coordinates) by length may reach into the view. A null mesh has none.
     bool ShadowVolumeVisible(const GeoImage* mesh, const vec3& light, float length) const;
     // Forgets an object that is about to go.
-    void Forget(Object* object) { m_rejected.erase(object); }
+    void Forget(Object* object) { m_rejected.Erase(object); }
 
     const std::vector<Plane>& Planes() const { return m_planes; }
 
 private:
     float m_scale = 0;  // pixels per unit of size at distance 1
     bool m_recording = false;
-    std::unordered_set<Object*> m_rejected;
+    PointerSet<Object> m_rejected;
     std::vector<Plane> m_planes;
     Matrix m_matrix;
     Occlusion* m_occlusion = nullptr;
 
-    bool MeshInFrustum(const GeoImage& mesh) const;
+    bool Reject(Object* object);
     bool BoxUnoccluded(const Box& box) const;
     bool SphereUnoccluded(const vec3& centre, float radius) const;
     bool AcceptNode(const Octree& node, const Box& bounds) const;

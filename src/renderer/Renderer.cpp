@@ -74,7 +74,7 @@ void Renderer::ForgetObject(Object* object) {
     m_lightCuller.Forget(object);
     // Between frames the deferred lists are empty, so that deleting a big scene searches nothing.
     const auto isObject = [object](const DepthKey& entry) { return entry.object == object; };
-    if (m_drawnObjects.erase(object) != 0) std::erase_if(m_litObjects, isObject);
+    if (m_drawnObjects.Erase(object)) std::erase_if(m_litObjects, isObject);
     if (m_objectLights.erase(object) != 0) std::erase_if(m_blendObjects, isObject);
 }
 

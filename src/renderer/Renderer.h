@@ -10,10 +10,10 @@
 #include <map>
 #include <optional>
 #include <unordered_map>
-#include <unordered_set>
 #include <vector>
 
 #include "renderer/Culler.h"
+#include "renderer/PointerSet.h"
 #include "scene/Camera.h"
 #include "scene/Material.h"
 #include "scene/Shader.h"
@@ -109,7 +109,7 @@ private:
     std::map<Room*, VisibleSet> m_visCache;  // seen in the previous frame, with their matrices
     VisibleSet m_lastVisible;                // the drawn room's entry while the next one is made
     Matrix m_inverseView;                    // camera to world, of the previous traversal
-    std::unordered_set<Object*> m_drawnObjects;
+    PointerSet<Object> m_drawnObjects;
 
     // Snapshot of the settings.
     float m_lodMax = 0;
@@ -147,7 +147,8 @@ private:
     void PushObjectMatrix(const Object* object);
     void PopObjectMatrix() { m_matrixStack.pop_back(); }
     void Traverse(Object* object, bool moreFollow, VisibleSet& cacheEntry, bool record);
-    void DrawIfVisible(Object* object, bool moreFollow, VisibleSet& cacheEntry, bool record);
+    vec3 OriginOf(const Object* object) const;
+    void DrawVisible(Object* object, bool moreFollow, VisibleSet& cacheEntry, bool record);
     void RecordVisible(Object* object, VisibleSet& cacheEntry);
     void DrawCachedVisible(const VisibleSet& cached, Occlusion* occlusion, bool moreFollow);
 

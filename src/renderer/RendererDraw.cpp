@@ -8,7 +8,7 @@
 
 bool Renderer::DrawObject(Object* object, const Matrix& modelView, bool moreFollow,
                           Occlusion* occlusion) {
-    if (!m_drawnObjects.insert(object).second) return true;
+    if (!m_drawnObjects.Insert(object)) return true;
     const ShaderList& base = object->ShaderList(PassBase);
     const ShaderList& lit = object->ShaderList(PassLight);
     if (base.empty() && lit.empty()) return false;

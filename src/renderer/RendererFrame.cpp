@@ -37,7 +37,7 @@ void Renderer::BeginFrame(Driver* driver) {
     m_maxShadowPolys = SampleBudget(Get("P_LODmaxShadowPolys"));
     m_stats.clear();
     m_counters = Counters();
-    m_drawnObjects.clear();
+    m_drawnObjects.Clear();
     m_viewCuller.SetOcclusion(nullptr);
 }
 

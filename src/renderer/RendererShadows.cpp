@@ -28,12 +28,16 @@ void Renderer::RenderShadows(Room* room, const LightList& lights) {
 std::int64_t Renderer::DrawShadowCasters(Object* object, const vec3& lightPosition, float shadowlen,
                                          bool hasShade) {
     if (!object || !object->active) return 0;
+    const bool hasShaders = !object->ShaderList(PassShadow).empty();
+    const bool mayCast =
+        (object->shadow || hasShaders) && m_lightCuller.TestSphere(object, OriginOf(object));
+    if (!mayCast && object->children.empty()) return 0;
+
     PushObjectMatrix(object);
     const Matrix modelView = m_matrixStack.back();
     m_lightCuller.SetMatrix(modelView);
     std::int64_t volumes = 0;
-    const bool hasShaders = !object->ShaderList(PassShadow).empty();
-    if ((object->shadow || hasShaders) && m_lightCuller.TestObject(object)) {
+    if (mayCast && m_lightCuller.TestMesh(object)) {
         if ((hasShade && object->shadow) || hasShaders) m_casters.emplace(modelView, object);
         if (object->shadow && CastShadow(object, modelView, lightPosition, shadowlen)) ++volumes;
     }

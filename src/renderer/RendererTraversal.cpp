@@ -15,14 +15,31 @@ void Renderer::PushObjectMatrix(const Object* object) {
     m_matrixStack.push_back(parent * Matrix::Frame(object->pos, point, object->up));
 }
 
+// Where the object's matrix would put its origin, in the very arithmetic of the matrix product.
+vec3 Renderer::OriginOf(const Object* object) const {
+    const Matrix& parent = m_matrixStack.back();
+    const vec3& pos = object->pos;
+    const auto along = [&](int row) {
+        return static_cast<float>(parent[row] * pos.x + parent[4 + row] * pos.y +
+                                  parent[8 + row] * pos.z + parent[12 + row]);
+    };
+    return {along(0), along(1), along(2)};
+}
+
+// Objects on the edges of the octree's nodes are met in every frame, in view or not: those without
+// children are dropped before their matrix is made.
 void Renderer::Traverse(Object* object, bool moreFollow, VisibleSet& cacheEntry, bool record) {
     if (!object || !object->active) return;
+    m_counters.traversed += 1;
+    const bool mayShow = object->visible && m_viewCuller.TestSphere(object, OriginOf(object));
+    if (!mayShow && object->children.empty()) return;
+
     PushObjectMatrix(object);
     m_viewCuller.SetMatrix(m_matrixStack.back());
     if (object->billboard) record = false;  // turns with the eye: last frame's matrix is wrong
-    m_counters.traversed += 1;
-    DrawIfVisible(object, moreFollow, cacheEntry, record);
-
+    if (mayShow && m_viewCuller.TestMesh(object)) {
+        DrawVisible(object, moreFollow, cacheEntry, record);
+    }
     const std::size_t first = m_walkList.size();
     m_viewCuller.VisibleChildren(object, m_walkList);
     const std::size_t last = m_walkList.size();
@@ -33,8 +50,7 @@ void Renderer::Traverse(Object* object, bool moreFollow, VisibleSet& cacheEntry,
     PopObjectMatrix();
 }
 
-void Renderer::DrawIfVisible(Object* object, bool moreFollow, VisibleSet& cacheEntry, bool record) {
-    if (!object->visible || !m_viewCuller.TestObject(object)) return;
+void Renderer::DrawVisible(Object* object, bool moreFollow, VisibleSet& cacheEntry, bool record) {
     const Matrix& modelView = m_matrixStack.back();
     if (record) RecordVisible(object, cacheEntry);
     bool drawn = DrawObject(object, modelView, moreFollow, nullptr);
