@@ -16,6 +16,7 @@
 #include "renderer/PointerSet.h"
 #include "scene/Camera.h"
 #include "scene/Material.h"
+#include "scene/Object.h"
 #include "scene/Shader.h"
 #include "settings/Settings.h"
 #include "settings/Statistics.h"
@@ -24,7 +25,6 @@
 
 class Driver;
 class GeoImage;
-class Object;
 class Occlusion;
 class Room;
 class Texture;
@@ -148,6 +148,9 @@ private:
     void PopObjectMatrix() { m_matrixStack.pop_back(); }
     void Traverse(Object* object, bool moreFollow, VisibleSet& cacheEntry, bool record);
     vec3 OriginOf(const Object* object) const;
+    // Calls visit for every child that the culler finds under its current matrix.
+    template <class Visit>
+    void VisitVisibleChildren(Culler& culler, Object* object, Visit visit);
     void DrawVisible(Object* object, bool moreFollow, VisibleSet& cacheEntry, bool record);
     void RecordVisible(Object* object, VisibleSet& cacheEntry);
     void DrawCachedVisible(const VisibleSet& cached, Occlusion* occlusion, bool moreFollow);
@@ -169,3 +172,23 @@ private:
                     float shadowlen);
     void DrawCasterShaders(const ShaderList& shade);
 };
+
+// Children lie scattered over the heap: fetched this many visits ahead, they arrive in time.
+inline constexpr std::size_t kFetchAhead = 6;
+
+template <class Visit>
+void Renderer::VisitVisibleChildren(Culler& culler, Object* object, Visit visit) {
+    const std::size_t first = m_walkList.size();
+    culler.VisibleChildren(object, m_walkList);
+    const std::size_t last = m_walkList.size();
+    for (std::size_t i = first; i < last; ++i) {
+        if (i + kFetchAhead < last) {
+            const Object* coming = m_walkList[i + kFetchAhead];
+            __builtin_prefetch(&coming->mesh);
+            __builtin_prefetch(&coming->active);
+            __builtin_prefetch(&coming->children);
+        }
+        visit(m_walkList[i]);
+    }
+    m_walkList.resize(first);
+}

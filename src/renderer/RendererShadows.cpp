@@ -41,14 +41,9 @@ std::int64_t Renderer::DrawShadowCasters(Object* object, const vec3& lightPositi
         if ((hasShade && object->shadow) || hasShaders) m_casters.emplace(modelView, object);
         if (object->shadow && CastShadow(object, modelView, lightPosition, shadowlen)) ++volumes;
     }
-
-    const std::size_t first = m_walkList.size();
-    m_lightCuller.VisibleChildren(object, m_walkList);
-    const std::size_t last = m_walkList.size();
-    for (std::size_t i = first; i < last; ++i) {
-        volumes += DrawShadowCasters(m_walkList[i], lightPosition, shadowlen, hasShade);
-    }
-    m_walkList.resize(first);
+    VisitVisibleChildren(m_lightCuller, object, [&](Object* child) {
+        volumes += DrawShadowCasters(child, lightPosition, shadowlen, hasShade);
+    });
     PopObjectMatrix();
     return volumes;
 }

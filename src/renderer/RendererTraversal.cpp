@@ -40,13 +40,8 @@ void Renderer::Traverse(Object* object, bool moreFollow, VisibleSet& cacheEntry,
     if (mayShow && m_viewCuller.TestMesh(object)) {
         DrawVisible(object, moreFollow, cacheEntry, record);
     }
-    const std::size_t first = m_walkList.size();
-    m_viewCuller.VisibleChildren(object, m_walkList);
-    const std::size_t last = m_walkList.size();
-    for (std::size_t i = first; i < last; ++i) {
-        Traverse(m_walkList[i], moreFollow, cacheEntry, record);
-    }
-    m_walkList.resize(first);
+    VisitVisibleChildren(m_viewCuller, object,
+                         [&](Object* child) { Traverse(child, moreFollow, cacheEntry, record); });
     PopObjectMatrix();
 }
 

@@ -75,6 +75,7 @@ Octree* Octree::ChildAt(int index) {
 
 void Octree::Hold(Object* object) {
     m_objects.insert(object);
+    m_list.clear();
     object->octreeLink = this;
 }
 
@@ -108,6 +109,7 @@ bool Octree::RemoveAt(Object* object, const vec3& oldPosition, float oldRadius) 
         if (!StrictlyInside(box, node->m_min, node->m_max)) node->m_boundsValid = false;
     }
     if (m_objects.erase(object) > 0) {
+        m_list.clear();
         object->octreeLink = nullptr;
         Prune();  // may delete this node
         return true;
@@ -168,7 +170,8 @@ void Octree::RecomputeBounds() {
 }
 
 int Octree::Objects(std::vector<Object*>& list) const {
-    list.insert(list.end(), m_objects.begin(), m_objects.end());
+    if (m_list.empty()) m_list.assign(m_objects.begin(), m_objects.end());
+    list.insert(list.end(), m_list.begin(), m_list.end());
     return ObjectCount();
 }
 
@@ -213,6 +216,7 @@ void Octree::ChooseSplit() {
 }
 
 void Octree::Redistribute() {
+    m_list.clear();
     for (auto it = m_objects.begin(); it != m_objects.end();) {
         const int index = ChildIndex(*it);
         if (index == kStraddles) {

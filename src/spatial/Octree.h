@@ -51,6 +51,9 @@ private:
     vec3 m_max;
     bool m_boundsValid = false;
     std::set<Object*> m_objects;
+    // m_objects as a list, for walks that would miss the cache at every tree node; empty until
+    // it is asked for.
+    mutable std::vector<Object*> m_list;
     std::vector<Octree*> m_children;  // empty, or 8 owned slots
 
     // Slot of the object's sphere; -1 in an unsplit node and for one that touches a split plane.
