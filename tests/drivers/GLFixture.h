@@ -8,6 +8,7 @@
 #include <iostream>
 #include <ostream>
 #include <streambuf>
+#include <vector>
 
 #include "drivers/gl/DriverGL.h"
 #include "scene/Light.h"
@@ -145,14 +146,22 @@ protected:
         return {reinterpret_cast<const char*>(m_image.pixels), std::size_t{4} * kWidth * kHeight};
     }
 
-    int CountPixels(const Rgb& color) {
-        int count = 0;
-        Shoot();
-        for (int y = 0; y < kHeight; ++y) {
-            for (int x = 0; x < kWidth; ++x)
-                count += At(x, y) == color ? 1 : 0;
+    // Of the present image, origin at the top left.
+    static int Stencil(int x, int y) {
+        GLint value = -1;
+        glReadPixels(x, kHeight - 1 - y, 1, 1, GL_STENCIL_INDEX, GL_INT, &value);
+        return value;
+    }
+
+    // An image of one pixel value everywhere, without mipmaps.
+    static Texture FilledTexture(int columns, int rows, const std::vector<std::uint8_t>& pixel) {
+        Texture texture;
+        texture.SetSize(columns, rows, static_cast<int>(pixel.size()));
+        for (std::size_t i = 0; i < pixel.size() * static_cast<std::size_t>(columns * rows); ++i) {
+            texture.pixels[i] = pixel[i % pixel.size()];
         }
-        return count;
+        texture.mipmap = false;
+        return texture;
     }
 
 private:

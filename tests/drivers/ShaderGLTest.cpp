@@ -6,82 +6,60 @@ namespace {
 class ShaderGL : public GLFixture {
 protected:
     GeoImage m_square = SquareMesh(100, -2);
-    GeoImage m_turned = TurnedSquare();
-
-    // The same square showing its back.
-    static GeoImage TurnedSquare() {
-        GeoImage mesh = SquareMesh(100, -2);
-        std::swap(mesh.At(0, 0), mesh.At(0, 1));
-        std::swap(mesh.At(1, 0), mesh.At(1, 1));
-        for (int i = 0; i < 4; ++i)
-            mesh.samples[i].normal = {0, 0, -1};
-        mesh.Finish(false);
-        return mesh;
-    }
 };
 
 TEST_F(ShaderGL, BlendsAsThePassSays) {
-    const Color under{0.25F, 0.5F, 0.75F, 1};
-    const Color over{0.5F, 0.25F, 1, 0.25F};
-    struct Case {
-        BlendFunc blend;
-        vec3 expected;
-    };
-    const Case cases[] = {
+    const std::pair<BlendFunc, vec3> cases[] = {
         {BlendReplace, {0.5F, 0.25F, 1}},          {BlendAdd, {0.75F, 0.75F, 1}},
         {BlendBlend, {0.3125F, 0.4375F, 0.8125F}}, {BlendMul, {0.125F, 0.125F, 0.75F}},
         {BlendHaze, {0.375F, 0.5625F, 1}},         {BlendFilter, {0.25F, 0.1875F, 1}},
         {BlendSubtract, {0.125F, 0.375F, 0}},
     };
-    for (const Case& c : cases) {
-        StartFrame();
-        Paint(under);
-        Shader pass = Unlit(over);
-        pass.blend = c.blend;
+    for (const auto& [blend, expected] : cases) {
+        Paint({0.25F, 0.5F, 0.75F, 1});
+        Shader pass = Unlit({0.5F, 0.25F, 1, 0.25F});
+        pass.blend = blend;
         EXPECT_TRUE(Run(m_square, pass));
-        EXPECT_THAT(ShotCentre(), IsColor(c.expected.x, c.expected.y, c.expected.z)) << c.blend;
+        EXPECT_THAT(ShotCentre(), IsColor(expected.x, expected.y, expected.z)) << blend;
     }
 }
 
 TEST_F(ShaderGL, TestsAlphaAgainstTheThreshold) {
-    struct Case {
-        TestFunc test;
-        float threshold;
-        bool drawn;
-    };
-    for (const Case& c : {Case{TestLess, 0.6F, true},
-                          {TestLess, 0.4F, false},
-                          {TestGreater, 0.4F, true},
-                          {TestGreater, 0.6F, false},
-                          {TestAlways, 0.6F, true}}) {
-        StartFrame();
+    const std::tuple<TestFunc, float, bool> cases[] = {{TestLess, 0.6F, true},
+                                                       {TestLess, 0.4F, false},
+                                                       {TestGreater, 0.4F, true},
+                                                       {TestGreater, 0.6F, false},
+                                                       {TestAlways, 0.6F, true}};
+    for (const auto& [test, threshold, drawn] : cases) {
+        Paint({0, 0, 0, 1});
         Shader pass = Unlit({1, 0, 0, 0.5F});
-        pass.atest = c.test;
-        pass.athresh = c.threshold;
+        pass.atest = test;
+        pass.athresh = threshold;
         EXPECT_TRUE(Run(m_square, pass));
-        EXPECT_EQ(ShotCentre() != kBlack, c.drawn) << c.test << " " << c.threshold;
+        EXPECT_EQ(ShotCentre() != kBlack, drawn) << test << " " << threshold;
     }
 }
 
 TEST_F(ShaderGL, DrawsTheFacesOfThePassAndLightsBothSides) {
     const bool drawn[3][2] = {{true, false}, {false, true}, {true, true}};
+    GeoImage meshes[2] = {m_square, TurnedRound(m_square)};
     Light light;
     light.falloff = {1, 0, 0};
-    ASSERT_TRUE(m_driver->AddLight(&light));
+    m_driver->AddLight(&light);
     for (int faces = 0; faces < FacesCount; ++faces) {
         for (int turned = 0; turned < 2; ++turned) {
-            StartFrame();
-            m_driver->AddLight(&light);
+            Paint({0, 0, 0, 1});
             Shader pass = Unlit(kGreen);
             pass.faces = static_cast<FaceSet>(faces);
-            GeoImage& mesh = turned != 0 ? m_turned : m_square;
-            Run(mesh, pass);
-            EXPECT_EQ(ShotCentre() != kBlack, drawn[faces][turned]) << faces << turned;
-            pass.lit = true;
+            Run(meshes[turned], pass);
+            pass = Lit();
+            pass.faces = static_cast<FaceSet>(faces);
             pass.material.diffuse = kRed;
             pass.blend = BlendAdd;
-            Run(mesh, pass);
-            EXPECT_EQ(ShotCentre().r > 0, drawn[faces][turned]) << "lit " << faces << turned;
+            Run(meshes[turned], pass);
+            const Rgb shown = ShotCentre();
+            EXPECT_EQ(shown.g > 0, drawn[faces][turned]) << faces << turned;
+            EXPECT_EQ(shown.r > 0, drawn[faces][turned]) << "lit " << faces << turned;
         }
     }
 }

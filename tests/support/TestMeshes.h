@@ -21,6 +21,18 @@ inline GeoImage SquareMesh(float half, float z, int points = 2) {
     return mesh;
 }
 
+// The same sheet with front and back exchanged.
+inline GeoImage TurnedRound(const GeoImage& sheet) {
+    GeoImage mesh = sheet;
+    for (int row = 0; row < mesh.height; ++row) {
+        for (int column = 0; column < mesh.width; ++column) {
+            mesh.At(row, column) = sheet.At(row, mesh.width - 1 - column);
+        }
+    }
+    mesh.Finish(true);
+    return mesh;
+}
+
 // A closed sphere round the origin with outward fronts and normals.
 inline GeoImage SphereMesh(float radius, int rows, int columns) {
     GeoImage mesh(rows, columns);

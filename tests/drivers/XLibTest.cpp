@@ -1,0 +1,162 @@
+// Lines of the Xlib driver, read back from its window.
+#include "support/Capture.h"
+#include "support/TestMeshes.h"
+#include "support/XWindowFixture.h"
+
+#include <map>
+
+#include "scene/Camera.h"
+#include "scene/Shader.h"
+
+namespace {
+
+class XLib : public XWindowFixture {
+protected:
+    XLib() : XWindowFixture("X") {}
+
+    static inline int s_errors = 0;
+
+    void SetUp() override {
+        XWindowFixture::SetUp();
+        s_errors = 0;
+        XSetErrorHandler([](Display*, XErrorEvent*) { return ++s_errors; });
+        if (!HasFatalFailure()) StartFrame();
+    }
+
+    void TearDown() override {
+        if (m_display != nullptr) XSync(m_display, False);
+        EXPECT_EQ(s_errors, 0);
+        XWindowFixture::TearDown();
+        XSetErrorHandler(nullptr);
+    }
+
+    // As seen from the origin along -z with 90 degrees of height.
+    void StartFrame(int width = kWidth, int height = kHeight) {
+        m_driver->SetWindow(m_xWindow);
+        m_driver->SetViewport(0, 0, width, height);
+        m_driver->Clear(false, false);
+        Camera camera;
+        camera.fov = 90;
+        m_driver->SetupProjection(camera);
+        m_driver->LoadMatrix({});
+    }
+
+    static Shader Wire(const Color& color, float thick = 1) {
+        Shader pass;
+        pass.blend = BlendReplace;
+        pass.rmode = RenderWire;
+        pass.faces = FacesAll;
+        pass.material.diffuse = color;
+        pass.thick = thick;
+        return pass;
+    }
+
+    bool Run(GeoImage& mesh, const Shader& pass) {
+        const vec3 eye;
+        return m_driver->RunShader(&mesh, &pass, &eye, true);
+    }
+
+    // Ends the frame; how often each pixel value is shown.
+    std::map<unsigned long, int> Colors() {
+        m_driver->Finish();
+        std::map<unsigned long, int> counts;
+        XImage* image = XGetImage(m_display, m_xWindow, 0, 0, kWidth, kHeight, AllPlanes, ZPixmap);
+        for (int y = 0; y < kHeight; ++y) {
+            for (int x = 0; x < kWidth; ++x)
+                ++counts[XGetPixel(image, x, y) & 0xFFFFFF];
+        }
+        XDestroyImage(image);
+        return counts;
+    }
+
+    static constexpr unsigned long kBackground = 0x101010;
+};
+
+TEST_F(XLib, DrawsLinesOfThePassColourAndWidth) {
+    // 30 pixels a side, nowhere near the frame.
+    GeoImage square = SquareMesh(1, -2);
+    Shader pass = Wire({0.5F, 0.5F, 0.5F, 1}, 1.4F);
+    pass.material.emission = {0.6F, 0, 0, 1};
+    EXPECT_TRUE(Run(square, pass));
+    const std::map<unsigned long, int> thin = Colors();
+    EXPECT_EQ(thin.size(), 2U);
+    EXPECT_NEAR(thin.at(0xFF8080), 120, 4);
+    StartFrame();
+    Run(square, Wire({0, 0, 1, 1}, 1.5F));
+    EXPECT_NEAR(Colors().at(0xFF), 240, 8);
+    StartFrame();
+    GeoImage behind = SquareMesh(1, 2);
+    EXPECT_TRUE(Run(behind, pass));
+    EXPECT_EQ(Colors(), (std::map<unsigned long, int>{{kBackground, kWidth * kHeight}}));
+}
+
+TEST_F(XLib, CombinesBitsAsTheBlendSays) {
+    const std::pair<BlendFunc, unsigned long> cases[] = {
+        {BlendReplace, 0x00FFFF}, {BlendAdd, 0xFFFFFF},  {BlendBlend, 0xFF00FF},
+        {BlendMul, 0x00FF00},     {BlendHaze, 0x00FF00}, {BlendFilter, 0xFF0000},
+        {BlendSubtract, 0xFF0000}};
+    GeoImage square = SquareMesh(1, -2);
+    for (const auto& [blend, expected] : cases) {
+        StartFrame();
+        Run(square, Wire({1, 1, 0, 1}, 3));
+        Shader pass = Wire({0, 1, 1, 1});
+        pass.blend = blend;
+        Run(square, pass);
+        EXPECT_GT(Colors()[expected], 50) << blend;
+    }
+}
+
+TEST_F(XLib, LeavesOutHiddenSidesAndFindsRims) {
+    GeoImage sphere = SphereMesh(0.8F, 17, 17);
+    const Matrix away = Matrix::Frame({0, 0, -2}, {0, 0, 1}, {0, 1, 0});
+    const auto drawn = [&](RenderFunc mode, FaceSet faces) {
+        StartFrame();
+        m_driver->LoadMatrix(away);
+        Shader pass = Wire({1, 1, 1, 1});
+        pass.rmode = mode;
+        pass.faces = faces;
+        const vec3 eye{0, 0, 2};
+        EXPECT_TRUE(m_driver->RunShader(&sphere, &pass, &eye, true));
+        return Colors()[0xFFFFFF];
+    };
+    const int all = drawn(RenderWire, FacesAll);
+    EXPECT_LT(drawn(RenderWire, FacesFront), all);
+    EXPECT_LT(drawn(RenderWire, FacesBack), all);
+    const int rim = drawn(RenderOutline, FacesFront);
+    EXPECT_TRUE(rim > 30 && rim < all / 2) << rim << " of " << all;
+    EXPECT_GT(drawn(RenderShadow, FacesFront), 30);
+}
+
+TEST_F(XLib, RefusesUnknownKindsAndShadows) {
+    GeoImage square = SquareMesh(1, -2);
+    const auto refused = [&](const Shader& pass) {
+        return CaptureStderr([&] { EXPECT_FALSE(Run(square, pass)); });
+    };
+    Shader pass = Wire({1, 1, 1, 1});
+    pass.rmode = RenderShell;
+    EXPECT_EQ(refused(pass), "DriverXLib: Unknown RenderFunc 5");
+    pass.blend = BlendOpaque;
+    EXPECT_EQ(refused(pass), "DriverXLib: Unknown BlendFunc 0\n");
+    EXPECT_EQ(CaptureStderr([&] { m_driver->AddShadow(&square, nullptr, 1); }),
+              "*** Unimplemented driver function: AddShadow\n*** in driver: XLib renderer\n");
+    EXPECT_TRUE(m_driver->HasCapability("maxlights") && !m_driver->HasCapability("shadows"));
+}
+
+// An X error would end the program; the end of each test counts them.
+TEST_F(XLib, SurvivesSizesBeyondTheServers) {
+    GeoImage longRow(2, 100000);
+    for (int i = 0; i < 200000; ++i) {
+        const float far = i % 3 == 0 ? 1e30F : std::nanf("");
+        longRow.samples[i].position = {i % 2 == 0 ? 0.1F : far, 0, -1};
+    }
+    for (const float thick : {1e6F, -1e6F, std::nanf("")}) {
+        EXPECT_TRUE(Run(longRow, Wire({std::nanf(""), -1, 1e9F, 1}, thick)));
+    }
+    StartFrame(0, 0);
+    GeoImage square = SquareMesh(1, -2);
+    Run(square, Wire({1, 1, 1, 1}));
+    m_driver->Finish();
+    EXPECT_FALSE(Run(square, Wire({1, 1, 1, 1}))) << "no pixmap between frames";
+}
+
+}  // namespace
