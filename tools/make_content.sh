@@ -14,9 +14,9 @@ mkdir -p meshes textures
 "$mesh" cylinder --rows 14 --columns 49 --error 10 meshes/cylinder
 "$mesh" cylinder --top 0 --rows 17 --columns 49 --error 10 meshes/cone
 "$mesh" superquadric --meridian 0.35 --equator 0.35 --rows 33 --columns 49 --error 10 meshes/cube
-"$mesh" superquadric --meridian 1.7 --equator 1.7 --x 0.8 --y 1.3 --z 0.8 --rows 25 --columns 33 \
-    --error 10 meshes/crystal
-"$mesh" teapot --height 1.2 --rows 13 --columns 13 --error 12 meshes/teapot
+"$mesh" superquadric --meridian 1.7 --equator 1.7 --x 0.8 --y 1.3 --z 0.8 --rows 9 --columns 11 \
+    --error -1 meshes/crystal
+"$mesh" teapot --height 1.5 --rows 13 --columns 13 --error 12 meshes/teapot
 
 # Parts of the scenes.
 "$mesh" sphere --radius 0.5 --rows 25 --columns 33 --error 6 meshes/ball
@@ -25,7 +25,7 @@ mkdir -p meshes textures
 "$mesh" superquadric --meridian 0.7 --equator 0.7 --x 0.2 --y 0.13 --z 0.2 --rows 13 --columns 25 \
     --error 3 meshes/pebble
 "$mesh" cylinder --bottom 0.5 --top 0.16 --height 1 --rows 14 --columns 33 --error 6 meshes/skirt
-"$mesh" cylinder --bottom 1.6 --top 1.5 --height 0.25 --rows 12 --columns 65 --error 10 \
+"$mesh" cylinder --bottom 1.9 --top 1.8 --height 0.25 --rows 12 --columns 65 --error 10 \
     meshes/plinth
 "$mesh" cylinder --bottom 0.5 --top 0.42 --height 1 --rows 14 --columns 33 --error 6 meshes/column
 "$mesh" cylinder --bottom 0.5 --top 0.8 --height 0.12 --rows 12 --columns 49 --error 6 meshes/dish
@@ -43,7 +43,7 @@ mkdir -p meshes textures
 "$mesh" plane --codec flat --rows 2 --columns 2 --width 48 --depth 48 --error -1 meshes/ground
 "$mesh" heightfield --island --seed 11 --frequency 3 --octaves 7 --width 60 --depth 20 \
     --height 13 --rows 33 --columns 97 --error -1 meshes/mountains
-"$mesh" heightfield --seed 5 --frequency 3 --octaves 6 --width 4 --depth 4 --height 1.6 \
+"$mesh" heightfield --seed 5 --frequency 3 --octaves 4 --width 5 --depth 5 --height 1.3 \
     --rows 65 --columns 65 --error 20 meshes/terrain
 "$mesh" sphere --radius 60 --rows 25 --columns 33 --error -1 meshes/sky
 "$mesh" cylinder --open --bottom 23 --top 23 --height 6 --codec flat --rows 3 --columns 49 \
@@ -61,7 +61,7 @@ mkdir -p meshes textures
     textures/haze_dusk
 "$texture" gradient --width 4 --height 64 --stop 0:e8b48c --stop 0.25:e8b48c \
     --stop 1:e8b48c00 textures/mist_dusk
-"$texture" noise --width 256 --height 256 --low ffd9c000 --high ffe8d8d0 --contrast 2.4 --fade \
+"$texture" noise --width 512 --height 512 --low ffd9c000 --high ffe8d8d0 --contrast 2.4 --fade \
     --frequency 5 --seed 3 textures/clouds
 
 # Surfaces.
@@ -71,7 +71,7 @@ mkdir -p meshes textures
     textures/checker
 "$texture" noise --width 256 --height 256 --veins --low 27413f --high d9e6d4 --contrast 1.6 \
     --frequency 3 --seed 8 textures/marble
-"$texture" noise --width 128 --height 128 --low 8a3b16 --high e8a55a --contrast 1.8 \
+"$texture" noise --width 256 --height 256 --low 8a3b16 --high e8a55a --contrast 1.8 \
     --frequency 4 --seed 6 textures/rust
 "$texture" noise --width 256 --height 128 --low 17456f --high cfc48f --contrast 3.5 \
     --frequency 3 --seed 21 textures/planet

@@ -11,7 +11,10 @@ room octree
 camera pos 0,7,16
 camera lookat 0,0,0
 
-light ambient 0.15,0.15,0.2
+light ambient 0.2,0.2,0.26
+light set far pos 4,12,20
+light set far color 0.5,0.5,0.6
+light set far falloff 1,0,0
 light set core pos 0,1.5,0
 light set core color 1,0.9,0.7
 light set core falloff 0.3,0,0.02
