@@ -8,6 +8,7 @@
 #include "app/Application.h"
 #include "app/CameraPath.h"
 #include "scene/Room.h"
+#include "scene/ScenePath.h"
 #include "settings/Registry.h"
 
 namespace {
@@ -111,7 +112,7 @@ vec3 Shaken(const vec3& from, double radius) {
 
 void Shake(Object& object) {
     const double radius = object.Radius(false);
-    object.SetPosition(Shaken(object.pos, radius));
+    SetPos(&object, Shaken(object.pos, radius));
     object.InvalidateTree();
     object.point = Shaken(object.point, radius);
     object.InvalidateTree();

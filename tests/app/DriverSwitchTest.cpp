@@ -38,8 +38,8 @@ protected:
         std::string result;
         for (std::string line; std::getline(lines, line);) {
             const std::size_t address = line.find("0x");
-            result += address == std::string::npos ? line : line.substr(0, address) + "*";
-            result += '\n';
+            if (address != std::string::npos) line.replace(address, line.size() - address, 1, '*');
+            result += line + '\n';
         }
         return result;
     }
