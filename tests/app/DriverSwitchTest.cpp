@@ -1,7 +1,7 @@
 // The switch to the next driver: order, messages, saved settings, and drivers that do not work.
 #include <gtest/gtest.h>
 
-#include <sstream>
+#include <regex>
 
 #include "ShellFixture.h"
 #include "app/EventLoop.h"
@@ -34,14 +34,7 @@ protected:
     // The messages of a switch, addresses replaced by "*".
     std::string Switch(bool expected) {
         const std::string text = CaptureStderr([&] { EXPECT_EQ(expected, SwitchDriver(app)); });
-        std::istringstream lines(text);
-        std::string result;
-        for (std::string line; std::getline(lines, line);) {
-            const std::size_t address = line.find("0x");
-            if (address != std::string::npos) line.replace(address, line.size() - address, 1, '*');
-            result += line + '\n';
-        }
-        return result;
+        return std::regex_replace(text, std::regex("0x[0-9a-f]+"), "*");
     }
     bool WindowIsMapped() {
         XWindowAttributes attributes{};
