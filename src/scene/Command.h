@@ -43,7 +43,8 @@ public:
     Room* GetRoom(const std::string& name);
     const std::map<std::string, Room*>& Rooms() const { return m_rooms; }
     // Registers a holder of a room pointer: when that room is deleted, the slot is pointed at the
-    // first room by name, or null when none is left. One slot; null unregisters.
+    // first room by name, or null when none is left. One slot, which outlives the interpreter or is
+    // unregistered with null.
     void FollowRoom(Room** slot) { m_followedRoom = slot; }
 
     // What set, shader set and light set do; public for the tests of single properties.
