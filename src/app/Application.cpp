@@ -23,9 +23,6 @@ constexpr const char* kSettingsDirectory = "/.Pallix";
 constexpr const char* kRegistryFile = "/registry";
 constexpr const char* kDriverKey = "driver";
 constexpr const char* kDefaultScene = "scenes/test1";
-// The longest that quitting waits for a running console command, in milliseconds: long enough for
-// a big mesh, short enough for a user who wants to leave.
-constexpr int kCommandPatience = 10000;
 
 bool OpenRegistry(Application& app) {
     const char* const home = std::getenv("HOME");
@@ -137,9 +134,9 @@ bool StartUp(Application& app, int argc, char** argv) {
     return true;
 }
 
-bool ShutDown(Application& app) {
+bool ShutDown(Application& app, int patience) {
     std::cout << "shutting down" << std::endl;
-    const bool idle = StopConsole(app, kCommandPatience);
+    const bool idle = StopConsole(app, patience);
     SaveSettings(app);
     if (!idle) {
         std::cerr << "A console command is still running; its scene is not released\n";

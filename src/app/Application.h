@@ -78,7 +78,10 @@ struct Application {
 // Builds the whole system in its fixed order, up to the mapped window. False when it cannot be
 // run: the reason has been printed, nothing is saved and nothing is deleted.
 bool StartUp(Application& app, int argc, char** argv);
+// The longest that quitting waits for a running console command, in milliseconds: long enough for
+// a big mesh, short enough for a user who wants to leave.
+inline constexpr int kCommandPatience = 10000;
 // Stops the console, saves all settings, deletes everything and writes the registry. False when a
 // console command was still running after waiting: then settings and registry are written all the
 // same, but everything that command may use is left as it is.
-bool ShutDown(Application& app);
+bool ShutDown(Application& app, int patience = kCommandPatience);

@@ -53,7 +53,7 @@ protected:
     void SetUp() override {
         app.display = XOpenDisplay(nullptr);
         ASSERT_NE(nullptr, app.display);
-        app.registry = new Registry(m_dir.File("registry"));
+        app.registry = new Registry(RegistryFile());
         app.renderer = new Renderer;
         app.driver = new IdleDriver(app.display, true);
         app.database = new SceneDatabase;
@@ -69,6 +69,8 @@ protected:
         delete app.registry;
         if (app.display != nullptr) XCloseDisplay(app.display);
     }
+
+    std::string RegistryFile() const { return m_dir.File("registry"); }
 
     Application app;
 
