@@ -36,8 +36,9 @@ mkdir -p meshes textures
 "$mesh" plane --axis z --codec flat --rows 2 --columns 2 --error -1 meshes/quad
 "$mesh" plane --axis z --codec flat --rows 2 --columns 2 --width 12 --depth 12 --error -1 \
     meshes/flare
-"$mesh" plane --codec flat --rows 2 --columns 2 --width 1.5 --depth 1.5 --error -1 meshes/blot
-"$mesh" plane --codec flat --rows 2 --columns 2 --width 4.4 --depth 4.4 --error -1 meshes/stain
+"$mesh" plane --codec flat --rows 2 --columns 2 --width 2.2 --depth 2.2 --error -1 meshes/blot
+"$mesh" plane --codec flat --rows 2 --columns 2 --width 3.2 --depth 3.2 --error -1 meshes/blur
+"$mesh" plane --codec flat --rows 2 --columns 2 --width 5.8 --depth 5.8 --error -1 meshes/stain
 "$mesh" plane --axis z --rows 9 --columns 9 --width 1.2 --depth 1.2 --error -1 meshes/disc
 "$mesh" plane --rows 25 --columns 25 --width 8 --depth 8 --error -1 meshes/tile
 "$mesh" plane --codec flat --rows 2 --columns 2 --width 48 --depth 48 --error -1 meshes/ground
@@ -89,7 +90,7 @@ mkdir -p meshes textures
 # Lights and glass.
 "$texture" glow --width 128 --height 128 --inner ffffff --outer 000000 --power 3 textures/glow
 "$texture" glow --width 128 --height 128 --inner ffffff --outer ffffff00 --from 0.2 textures/halo
-"$texture" glow --width 64 --height 64 --inner 606060 --outer ffffff --from 0.1 textures/shade
+"$texture" glow --width 64 --height 64 --inner 383838 --outer ffffff --from 0.4 textures/shade
 "$texture" glow --width 128 --height 128 --inner ffffff --outer ffffff00 --from 0.9 --to 0.98 \
     textures/disc
 "$texture" gradient --width 4 --height 64 --stop 0:ffffff90 --stop 0.5:ffffff30 \
