@@ -80,7 +80,7 @@ void DrawFrames(benchmark::State& state) {
     for (int i = 0; i < kObjects; ++i) {
         const vec3 place{static_cast<float>(i % 8 - 4) * 2.5F, static_cast<float>(i / 8 - 2) * 2.5F,
                          -15};
-        scene.AddLit(scene.room, "s" + std::to_string(i), sphere, place);
+        scene.AddLit(scene.room, std::to_string(i), sphere, place);
     }
     scene.AddLight("sun", {5, 5, 5});
     Renderer renderer;

@@ -72,6 +72,11 @@ struct Application {
     int shakeVisits = 0;  // children visited by the jiggler, modulo its interval
     FrameState frame;
 
+    // Wraps rather than overflows.
+    void AdvanceFrameNumber(int steps) {
+        frameNumber =
+            static_cast<int>(static_cast<unsigned>(frameNumber) + static_cast<unsigned>(steps));
+    }
     SceneSelection Selection() { return {*command, *registry, camera, currentRoom, recname}; }
 };
 

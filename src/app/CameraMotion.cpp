@@ -137,8 +137,5 @@ void CameraStep(Application& app) {
         AnimateLights(app);
         ShakeObjects(app);
     }
-    if (app.recording || !app.paused) {
-        // Wraps rather than overflows: an idle hour of recording counts this far.
-        app.frameNumber = static_cast<int>(static_cast<unsigned>(app.frameNumber) + 1U);
-    }
+    if (app.recording || !app.paused) app.AdvanceFrameNumber(1);
 }

@@ -57,7 +57,8 @@ bool HandleEvent(Application& app, XEvent& event) {
 // True when the window manager asks to close the window.
 bool DrainUnmaskedEvents(Application& app) {
     bool quit = false;
-    while (XEventsQueued(app.display, QueuedAlready) > 0) {
+    // Only what is queued by now: refreshing the keyboard reads more, of any kind.
+    for (int left = XEventsQueued(app.display, QueuedAlready); left > 0; --left) {
         XEvent event;
         XNextEvent(app.display, &event);
         if (event.type == MappingNotify) XRefreshKeyboardMapping(&event.xmapping);

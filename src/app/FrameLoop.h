@@ -1,4 +1,4 @@
-// One call draws the current room once and accounts for it.
+// The frame: one call draws the current room once and accounts for it.
 #pragma once
 
 struct Application;

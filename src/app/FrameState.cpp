@@ -35,10 +35,13 @@ float FrameState::AverageRate() const {
 }
 
 float SteeredDetailScale(float scale, float captureRate, int frameMilliseconds) {
+    if (std::isnan(scale)) return 1;
+    if (std::isnan(captureRate)) return scale;
     const double now = scale;
     const double wanted = now * (1000.0 / captureRate) / frameMilliseconds;
-    if (std::isnan(wanted)) return std::isnan(scale) ? 1.0F : scale;
-    const double target = std::clamp(wanted, kMinDetail, kMaxDetail);
+    // A scale of 0 against a frame without measurable time is no number: start from the bottom.
+    const double target =
+        std::isnan(wanted) ? kMinDetail : std::clamp(wanted, kMinDetail, kMaxDetail);
     const double share = now > target ? kDropShare : kRaiseShare;
     return static_cast<float>(share * target + (1 - share) * now);
 }

@@ -18,7 +18,7 @@ struct FrameState {
     unsigned lastTime = 0;                 // milliseconds, end of the previous frame's bookkeeping
     bool firstFrame = true;
     float graphScale = 60;                // frames per second that reach half way up the view
-    std::unique_ptr<GeoImage> graphMesh;  // created at the first frame
+    std::unique_ptr<GeoImage> graphMesh;  // created when the graph is first drawn
     std::unique_ptr<Texture> graphTexture;
 
     FrameState();
@@ -34,5 +34,5 @@ struct FrameState {
 };
 
 // The mesh detail scale that brings frames of the given time closer to capture rate; the scale
-// itself where the inputs make no sense.
+// itself for a capture rate that is no number, 1 for such a scale.
 float SteeredDetailScale(float scale, float captureRate, int frameMilliseconds);

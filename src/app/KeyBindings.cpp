@@ -50,7 +50,7 @@ void LowerDetail(Application& app) {
 }
 
 void NextFrameNumber(Application& app) {
-    ++app.frameNumber;
+    app.AdvanceFrameNumber(1);
 }
 
 constexpr KeyBinding kBindings[] = {
@@ -58,7 +58,7 @@ constexpr KeyBinding kBindings[] = {
     {'q', nullptr, "quit"},
     {' ', NextFrameNumber, "frame number up"},
     {'0', NextFrameNumber, "frame number up"},
-    {'9', [](Application& app) { --app.frameNumber; }, "frame number down"},
+    {'9', [](Application& app) { app.AdvanceFrameNumber(-1); }, "frame number down"},
     {'!', [](Application& app) { Flip(app.drawLeftEye); }, "left eye image on/off"},
     {'@', [](Application& app) { Flip(app.drawRightEye); }, "right eye image on/off"},
     {'(', [](Application& app) { app.shell.ediverg -= kDivergenceStep; }, "stereo divergence down"},

@@ -15,9 +15,8 @@
 
 namespace {
 
-// Characters of a line that are looked at together: the old limit of one line, kept because what
-// ends a line (a carriage return in the last place) and what is trimmed (only the last piece's
-// blanks) depends on it.
+// A line is read in pieces of this many characters: a carriage return in a piece's last place ends
+// the line, and only the last piece's trailing blanks are dropped.
 constexpr std::size_t kPieceLength = 1023;
 // More than any set of settings needs; what follows is not read.
 constexpr std::size_t kMaxFileBytes = std::size_t{16} << 20;

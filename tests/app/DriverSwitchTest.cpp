@@ -1,10 +1,12 @@
 // The switch to the next driver: order, messages, saved settings, and drivers that do not work.
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <regex>
 
 #include "ShellFixture.h"
 #include "app/EventLoop.h"
+#include "scene/Command.h"
 #include "support/Capture.h"
 
 namespace {
@@ -92,5 +94,40 @@ TEST_F(DriverSwitch, GivesUpWhenNoneHasAVisual) {
     EXPECT_EQ(0, IdleDriver::alive);
     EXPECT_TRUE(app.database->Drivers().empty());
     EXPECT_EQ("A", app.driverName);
+}
+
+// What an aborted start with "-driver B" says; its registry file must stay as it was.
+std::string AbortedStartUp() {
+    const TempDir home;
+    std::filesystem::create_directory(home.File(".Pallix"));
+    home.Write(".Pallix/registry", "kept 1\n");
+    setenv("HOME", home.Path().c_str(), 1);
+    std::string words[] = {"pallix", "-driver", "B"};
+    char* arguments[] = {words[0].data(), words[1].data(), words[2].data()};
+    Application started;
+    const std::string said = CaptureStderr(
+        [&] { CaptureStdout([&] { EXPECT_FALSE(StartUp(started, 3, arguments)); }); });
+    EXPECT_EQ("kept 1\n", home.Read(".Pallix/registry"));
+    delete started.command;
+    delete started.database;
+    delete started.renderer;
+    delete started.driver;
+    delete started.registry;
+    XCloseDisplay(started.display);
+    return std::regex_replace(said, std::regex("0x[0-9a-f]+"), "*");
+}
+
+TEST_F(DriverSwitch, StartUpAbortsWithoutADriverOrAVisualAndSavesNothing) {
+    factoryB.makes = factoryC.makes = Make::Nothing;
+    EXPECT_EQ(
+        "Creating registry: File exists\nDriver B creation failed\nDriver C creation failed\n"
+        "Too many tries; aborting\n",
+        AbortedStartUp())
+        << "A comes before B and is not tried";
+    factoryB.makes = Make::WithoutVisual;
+    EXPECT_EQ(
+        "Creating registry: File exists\nRenderer = * Driver = *\n"
+        "could not obtain appropriate visual\n",
+        AbortedStartUp());
 }
 }  // namespace

@@ -191,12 +191,13 @@ TEST(FrameStateTest, RatesAndDetailFollowFrameTimes) {
     EXPECT_FLOAT_EQ(SteeredDetailScale(3, 20, 100), 0.3F * 1.5F + 0.7F * 3);
     EXPECT_FLOAT_EQ(SteeredDetailScale(1, 30, 0), 0.2F * 100 + 0.8F);
     EXPECT_FLOAT_EQ(SteeredDetailScale(0.001F, 1000, 1000000), 0.3F * 0.0001F + 0.7F * 0.001F);
-    for (const float rate : {0.0F, -30.0F, kNaN, kInfinite, 1e-40F}) {
+    EXPECT_EQ(SteeredDetailScale(2, kNaN, 10), 2);
+    for (const float rate : {0.0F, -30.0F, kInfinite, 1e-40F}) {
         for (float scale : {0.0F, 1.0F, 1000.0F, kNaN}) {
             for (int i = 0; i < 300; ++i) {
                 scale = SteeredDetailScale(scale, rate, i % 2);
             }
-            EXPECT_TRUE(scale >= 0 && scale <= 1000) << rate;
+            EXPECT_TRUE(scale > 0 && scale <= 1000) << rate;
         }
     }
 }
