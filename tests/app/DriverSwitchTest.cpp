@@ -25,16 +25,6 @@ TestFactory factoryA("A");
 TestFactory factoryB("B");
 TestFactory factoryC("C");
 
-// Every address of the text as "*".
-std::string WithoutAddresses(std::string text) {
-    for (std::size_t at = text.find("0x"); at != std::string::npos; at = text.find("0x", at)) {
-        const std::size_t end = text.find_first_not_of("0123456789abcdefx", at);
-        text[at] = '*';
-        text.erase(at + 1, end == std::string::npos ? end : end - at - 1);
-    }
-    return text;
-}
-
 class DriverSwitch : public ShellFixture {
 protected:
     void SetUp() override {

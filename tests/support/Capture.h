@@ -25,3 +25,13 @@ inline std::string Address(const void* p) {
     text << p;
     return text.str();
 }
+
+// Every address of the text as "*".
+inline std::string WithoutAddresses(std::string text) {
+    for (std::size_t at = text.find("0x"); at != std::string::npos; at = text.find("0x", at)) {
+        const std::size_t end = text.find_first_not_of("0123456789abcdefx", at);
+        text[at] = '*';
+        text.erase(at + 1, end == std::string::npos ? end : end - at - 1);
+    }
+    return text;
+}
