@@ -166,6 +166,40 @@ TEST(Visibility, RulesOutWhatTheFlagsAndSizesSay) {
     EXPECT_NEAR(driver.draws[0].eye.z, std::sqrt(90), 1e-5);
 }
 
+// Groups are judged by their extent at the distance of their owner's origin.
+TEST(Visibility, NodesOpenBySizeAndSplitUnseen) {
+    TestScene scene;
+    RecordingDriver driver;
+    Renderer renderer;
+    GeoImage* ball = scene.Sphere(0.3F);
+    const auto frame = [&](const vec3& eye) {
+        driver.TakeLog();
+        DrawFrame(renderer, driver, &scene.room, LookAt(eye, eye - vec3{0, 0, 1}));
+        return driver.draws.size();
+    };
+    scene.AddPlain(scene.room, "0", ball, {0, 0, 995});
+    EXPECT_EQ(frame({0, 0, 1000}), 0U);  // half a unit a thousand away: 0.2 pixels
+    scene.AddPlain(scene.room, "1", ball, {4, 0, 995});
+    EXPECT_EQ(frame({0, 0, 1000}), 0U);  // 0.9
+    scene.AddPlain(scene.room, "2", ball, {4.8F, 0, 995});
+    EXPECT_EQ(frame({0, 0, 1000}), 2U);  // 1.1, one of the three beside the view
+
+    for (int i = 3; i < 100; ++i) {
+        const auto step = static_cast<float>(i);
+        scene.AddPlain(scene.room, std::to_string(i), ball, {step, step, 995 + step});
+    }
+    const auto anySplit = [&] {
+        bool split = false;
+        for (int slot = 0; slot < 8; ++slot) {
+            const Octree* child = scene.room.ChildOctree().Child(slot);
+            split = split || (child && child->IsSplit());
+        }
+        return split;
+    };
+    EXPECT_EQ(frame({0, 0, 900}), 0U);  // all behind the eye
+    EXPECT_TRUE(anySplit());
+}
+
 // The buffer is filled with what was seen a frame ago, at its place in this frame.
 TEST(Visibility, SeenObjectsHideOthersUntilTheyChange) {
     TestScene scene;
