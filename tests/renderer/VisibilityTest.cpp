@@ -248,6 +248,27 @@ TEST(Visibility, SeenObjectsHideOthersUntilTheyChange) {
     EXPECT_EQ(cached(), 0);
 }
 
+TEST(Visibility, OccludedGroupsAreNotEntered) {
+    for (const int balls : {1, 2}) {  // a node of one object is left to the object's own test
+        TestScene scene;
+        RecordingDriver driver;
+        Renderer renderer;
+        WallOcclusion occlusion;
+        driver.occlusion = &occlusion;
+        scene.AddPlain(scene.room, "wall", scene.Quad(4), {0, 0, -5});
+        Object* group = scene.Add(scene.room, "group", nullptr, {0, 0, -20});
+        for (int i = 0; i < balls; ++i)
+            scene.AddPlain(*group, std::to_string(i), scene.Sphere(1), {0, 0, 0});
+        for (int i = 0; i < 3; ++i) {
+            driver.TakeLog();
+            occlusion.SetProjection({});
+            DrawFrame(renderer, driver, &scene.room, LookAt({0, 0, 0}, {0, 0, -1}));
+        }
+        EXPECT_EQ(driver.draws.size(), 1U);
+        EXPECT_EQ(Statistic(renderer.Stats(), stat_names::kTraversed), balls == 1 ? 4 : 3);
+    }
+}
+
 TEST(Visibility, BillboardsAndWhatHangsOnThemAreNeverTrustedForTheNextFrame) {
     TestScene scene;
     RecordingDriver driver;
