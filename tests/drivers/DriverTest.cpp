@@ -58,6 +58,7 @@ TEST(DriverWithoutDisplay, SaysSoAndSurvivesAFrame) {
         driver->SetupProjection({});
         driver->CopyTexture(&texture, 0, 0, 2, 2);
         driver->Purge(&texture);
+        EXPECT_FALSE(driver->AddLight(nullptr));
         driver->Finish();
         EXPECT_EQ(driver->GetFramebuffer().width, gl ? 4 : 0);
     }

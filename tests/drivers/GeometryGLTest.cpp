@@ -86,4 +86,19 @@ TEST_F(GeometryGL, OutlineFollowsTheRimWithEitherLineMethod) {
     }
 }
 
+TEST_F(GeometryGL, UnknownMethodsSaySo) {
+    Shader outline = Unlit(kRed);
+    outline.rmode = RenderOutline;
+    // Their ranges keep users from unknown methods.
+    for (const char* setting : {"GL_draw_method", "GL_line_method"}) {
+        m_driver->Declare(setting, 0, 9, 1, "") = 3;
+    }
+    StartFrame();
+    const vec3 eye{0, 0, 3};
+    EXPECT_EQ(CaptureStderr([&] { EXPECT_TRUE(Run(m_sphere, Unlit(kRed))); }),
+              "Unknown drawmethod 3 (in DriverGL::intRenderGeoImage)\n");
+    EXPECT_EQ(CaptureStderr([&] { m_driver->RunShader(&m_sphere, &outline, &eye, true); }),
+              "Unknown linemethod 3 (in DriverGL::intRenderOutline)\n");
+}
+
 }  // namespace

@@ -85,6 +85,18 @@ TEST_F(ShaderGL, LinesAreAsThickAsThePassSays) {
     EXPECT_GT(rowsCrossed(RenderSolid, 0), 10);
 }
 
+TEST_F(ShaderGL, WritesDepthOnlyWhenAsked) {
+    GeoImage further = SquareMesh(100, -3);
+    for (const bool depth : {true, false}) {
+        StartFrame();
+        Shader pass = Unlit(kRed);
+        pass.depth = depth;
+        Run(m_square, pass);
+        Run(further, Unlit(kGreen));
+        EXPECT_THAT(ShotCentre(), IsColor(depth, !depth, 0));
+    }
+}
+
 TEST_F(ShaderGL, RefusesUnknownKindsAndDrawsNothing) {
     const auto refused = [&](auto change) {
         Shader pass = Unlit(kRed);

@@ -50,32 +50,40 @@ TEST_F(TexturesGL, EveryChannelCountShowsEveryTexelOfAnOddImage) {
     }
 }
 
-TEST_F(TexturesGL, FormatAndFiltersFollowSettingsAndFlags) {
+TEST_F(TexturesGL, QualityChoosesTheInternalFormat) {
+    const std::pair<float, GLint> cases[] = {
+        {0.1F, GL_RGB4}, {0.3F, GL_RGB}, {0.5F, GL_RGB8}, {1, GL_RGB8}, {std::nanf(""), GL_RGB4}};
+    Texture texture = FilledTexture(2, 2, {10, 20, 30});
+    for (const auto& [quality, format] : cases) {
+        m_driver->Set("GL_tex_quality", quality);
+        StartFrame();
+        Show(texture);
+        EXPECT_EQ(InternalFormat(), format) << quality;
+    }
+}
+
+TEST_F(TexturesGL, FiltersFollowSettingsAndFlags) {
     struct Case {
-        float quality, texFilter, mipFilter;
+        float texFilter, mipFilter;
         bool filter, mipmap;
-        GLint format, magnification, minification;
+        GLint magnification, minification;
     };
     const Case cases[] = {
-        {0.1F, 0, 0, true, false, GL_RGB4, GL_NEAREST, GL_NEAREST},
-        {0.3F, 1, 2, true, false, GL_RGB, GL_LINEAR, GL_LINEAR},
-        {0.5F, 1, 2, false, false, GL_RGB8, GL_NEAREST, GL_NEAREST},
-        {1, 1, 1, true, true, 3, GL_LINEAR, GL_LINEAR_MIPMAP_NEAREST},
-        {1, 0, 2, true, true, 3, GL_NEAREST, GL_NEAREST_MIPMAP_LINEAR},
-        {1, 1, 2, true, true, 3, GL_LINEAR, GL_LINEAR_MIPMAP_LINEAR},
-        {1, 1, 2, false, true, 3, GL_NEAREST, GL_NEAREST_MIPMAP_LINEAR},
-        {std::nanf(""), 0, 0, true, false, GL_RGB4, GL_NEAREST, GL_NEAREST},
+        {0, 0, true, true, GL_NEAREST, GL_NEAREST},
+        {1, 1, true, true, GL_LINEAR, GL_LINEAR_MIPMAP_NEAREST},
+        {0, 2, true, true, GL_NEAREST, GL_NEAREST_MIPMAP_LINEAR},
+        {1, 2, true, true, GL_LINEAR, GL_LINEAR_MIPMAP_LINEAR},
+        {1, 2, false, true, GL_NEAREST, GL_NEAREST_MIPMAP_LINEAR},
+        {1, 2, true, false, GL_LINEAR, GL_LINEAR},
     };
     for (const Case& c : cases) {
-        Texture texture = FilledTexture(5, 7, {204, 102, 51});
+        Texture texture = FilledTexture(5, 7, {200, 100, 50});
         texture.filter = c.filter;
         texture.mipmap = c.mipmap;
-        m_driver->Set("GL_tex_quality", c.quality);
         m_driver->Set("GL_texfilt", c.texFilter);
         m_driver->Set("GL_mipfilt", c.mipFilter);
         StartFrame();
-        EXPECT_THAT(Show(texture), IsColor(0.8, 0.4, 0.2));
-        EXPECT_EQ(InternalFormat(), c.format) << c.quality;
+        EXPECT_THAT(Show(texture), IsColor(200 / 255.0, 100 / 255.0, 50 / 255.0));
         EXPECT_EQ(Parameter(GL_TEXTURE_MAG_FILTER), c.magnification);
         EXPECT_EQ(Parameter(GL_TEXTURE_MIN_FILTER), c.minification);
         m_driver->Purge(&texture);
@@ -103,13 +111,29 @@ TEST_F(TexturesGL, UploadsOnceUntilPurgedReloadedOrReset) {
     m_driver->Set("GL_texfilt", 1);
     StartFrame();
     EXPECT_THAT(Show(texture), IsColor(1, 0, 1)) << "a setting changed";
-    auto* freed = new Texture(other);
-    Show(*freed);
-    delete freed;
-    m_driver->Purge(freed);
-    m_driver->Purge(freed);
+}
+
+TEST_F(TexturesGL, PurgeTakesAddressesOfFreedTextures) {
+    auto* doomed = new Texture(FilledTexture(2, 2, {255, 0, 0}));
+    Show(*doomed);
+    delete doomed;
+    m_driver->Purge(doomed);
+    m_driver->Purge(doomed);
+    m_driver->Purge(static_cast<Texture*>(nullptr));
     EXPECT_TRUE(Run(m_square, Unlit(kGreen)));
-    EXPECT_THAT(ShotCentre(), IsColor(0, 1, 0)) << "no texture";
+    EXPECT_THAT(ShotCentre(), IsColor(0, 1, 0));
+}
+
+TEST_F(TexturesGL, ReportsAnImageThatIsTooLargeOnce) {
+    GLint limit = 0;
+    glGetIntegerv(GL_MAX_TEXTURE_SIZE, &limit);
+    Texture wide = FilledTexture(limit + 1, 1, {1});
+    Texture other = FilledTexture(1, 1, {1});
+    for (Texture* texture : {&wide, &other, &wide})
+        Show(*texture);
+    EXPECT_THAT(m_cerr.text,
+                testing::MatchesRegex("GLError 0x501 at SetTextureEnv:[0-9]+ - SetTextureEnv\n"));
+    m_cerr.text.clear();
 }
 
 TEST_F(TexturesGL, CopiesAWindowRectangleFromTheTopLeft) {
