@@ -56,16 +56,22 @@ protected:
         return m_driver->RunShader(&mesh, &pass, &eye, true);
     }
 
+    // Ends the frame; the pixel values shown, row by row.
+    std::vector<unsigned long> Shown() {
+        m_driver->Finish();
+        std::vector<unsigned long> pixels;
+        XImage* image = XGetImage(m_display, m_xWindow, 0, 0, kWidth, kHeight, AllPlanes, ZPixmap);
+        for (int i = 0; i < kWidth * kHeight; ++i)
+            pixels.push_back(XGetPixel(image, i % kWidth, i / kWidth) & 0xFFFFFF);
+        XDestroyImage(image);
+        return pixels;
+    }
+
     // Ends the frame; how often each pixel value is shown.
     std::map<unsigned long, int> Colors() {
-        m_driver->Finish();
         std::map<unsigned long, int> counts;
-        XImage* image = XGetImage(m_display, m_xWindow, 0, 0, kWidth, kHeight, AllPlanes, ZPixmap);
-        for (int y = 0; y < kHeight; ++y) {
-            for (int x = 0; x < kWidth; ++x)
-                ++counts[XGetPixel(image, x, y) & 0xFFFFFF];
-        }
-        XDestroyImage(image);
+        for (const unsigned long pixel : Shown())
+            ++counts[pixel];
         return counts;
     }
 
@@ -140,6 +146,50 @@ TEST_F(XLib, RefusesUnknownKindsAndShadows) {
     EXPECT_EQ(CaptureStderr([&] { m_driver->AddShadow(&square, nullptr, 1); }),
               "*** Unimplemented driver function: AddShadow\n*** in driver: XLib renderer\n");
     EXPECT_TRUE(m_driver->HasCapability("maxlights") && !m_driver->HasCapability("shadows"));
+}
+
+// A line that ends far outside what the protocol's 16 bits hold keeps its direction.
+TEST_F(XLib, CutsLongLinesWithoutBendingThem) {
+    for (const float reach : {3.0F, 3e3F, 3e5F, 3e30F}) {
+        StartFrame();
+        GeoImage line(1, 2);
+        line.samples[0].position = {-0.5F, -0.25F, -1};
+        line.samples[1].position = {-0.5F + reach, -0.25F + 0.5F * reach, -1};
+        Run(line, Wire({1, 1, 1, 1}));
+        const std::vector<unsigned long> pixels = Shown();
+        // It starts a quarter of the height below the centre and rises half a pixel a column.
+        for (const int column : {30, 50, 79}) {
+            int row = 0;
+            while (row < kHeight && pixels[row * kWidth + column] != 0xFFFFFF)
+                ++row;
+            EXPECT_NEAR(row, 37.5 - 0.5 * (column - 25), 1.5) << reach << " at " << column;
+        }
+    }
+}
+
+// Colours and the graphics context are kept, and a mesh goes in one request: no pass waits for
+// the server.
+TEST_F(XLib, SendsFewRequestsPerPass) {
+    GeoImage sphere = SphereMesh(0.8F, 33, 33);
+    const auto frame = [&] {
+        const unsigned long before = NextRequest(m_display);
+        StartFrame();
+        m_driver->LoadMatrix(Matrix::Frame({0, 0, -2}, {0, 0, 1}, {0, 1, 0}));
+        for (int i = 0; i < 100; ++i) {
+            Shader pass = Wire({0.01F * static_cast<float>(i), 0, 0, 1});
+            pass.rmode = i % 3 == 0 ? RenderOutline : RenderSolid;
+            pass.faces = FacesFront;
+            const vec3 eye{0, 0, 2};
+            m_driver->RunShader(&sphere, &pass, &eye, true);
+        }
+        m_driver->Finish();
+        return NextRequest(m_display) - before;
+    };
+    frame();  // every colour is asked for once
+    EXPECT_LT(frame(), 3UL * 100);
+    const unsigned long processed = LastKnownRequestProcessed(m_display);
+    frame();
+    EXPECT_EQ(LastKnownRequestProcessed(m_display), processed) << "a round trip to the server";
 }
 
 // An X error would end the program; the end of each test counts them.

@@ -96,7 +96,7 @@ void DriverXLib::GetViewport(int& x, int& y, int& width, int& height) {
 
 void DriverXLib::Clear(bool, bool) {
     if (m_pixmap == None) return;
-    PrepareContext(GXcopy, {kGrey, kGrey, kGrey}, 0);
+    PrepareContext(GXcopy, {kGrey, kGrey, kGrey}, 0, false);
     XFillRectangle(m_display, m_pixmap, m_context, 0, 0,
                    static_cast<unsigned>(std::clamp(m_viewport.width, 1, kLargestSize)),
                    static_cast<unsigned>(std::clamp(m_viewport.height, 1, kLargestSize)));
@@ -138,7 +138,7 @@ bool DriverXLib::RunShader(GeoImage* mesh, const Shader* pass, const vec3* point
     PrepareContext(kFunctions[blend],
                    {Channel(diffuse.r, emission.r), Channel(diffuse.g, emission.g),
                     Channel(diffuse.b, emission.b)},
-                   LineWidth(pass->thick));
+                   LineWidth(pass->thick), pass->rmode == RenderSolid || pass->rmode == RenderWire);
     return DrawPass(*mesh, *pass, point);
 }
 
@@ -167,12 +167,14 @@ bool DriverXLib::DrawPass(GeoImage& mesh, const Shader& pass, const vec3* point)
     return true;
 }
 
-void DriverXLib::PrepareContext(int function, const Rgb16& color, int lineWidth) {
+// Projecting caps fill the joints of thick grid lines, which are drawn piece by piece.
+void DriverXLib::PrepareContext(int function, const Rgb16& color, int lineWidth, bool joined) {
     XGCValues values{};
     values.function = function;
     values.foreground = Pixel(color);
     values.line_width = lineWidth;
-    XChangeGC(m_display, m_context, GCFunction | GCForeground | GCLineWidth, &values);
+    values.cap_style = joined && lineWidth > 1 ? CapProjecting : CapButt;
+    XChangeGC(m_display, m_context, GCFunction | GCForeground | GCLineWidth | GCCapStyle, &values);
 }
 
 // Asking the server costs a round trip, so answers are kept.

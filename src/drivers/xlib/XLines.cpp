@@ -3,33 +3,58 @@
 #include "drivers/xlib/XLines.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "geometry/GeoImage.h"
 #include "geometry/Silhouette.h"
 
 namespace {
 
-// Points of one request. Every server takes requests of 16 KiB; a point has four bytes.
-constexpr std::size_t kMostPoints = 4000;
+// Largest coordinate that X points hold on either side of 0.
+constexpr float kFarthest = 32767;
 
-// Range of an X coordinate.
-constexpr float kLowest = -32768;
-constexpr float kHighest = 32767;
+bool Fits(float value) {
+    return value > -kFarthest - 1 && value < kFarthest + 1;
+}
 
-// Truncates and saturates; what is no number lands at 0.
-short ToCoordinate(float value) {
-    if (!(value == value)) return 0;
-    return static_cast<short>(std::clamp(value, kLowest, kHighest));
+bool Fits(const ScreenPoint& point) {
+    return Fits(point.x) && Fits(point.y);
+}
+
+// Narrows [begin, end] of start + t * length to where it lies within what X points hold.
+bool ClipAxis(double start, double length, double& begin, double& end) {
+    if (length == 0) return std::abs(start) <= kFarthest;
+    const double a = (-kFarthest - start) / length;
+    const double b = (kFarthest - start) / length;
+    begin = std::max(begin, std::min(a, b));
+    end = std::min(end, std::max(a, b));
+    return begin <= end;
+}
+
+// Cuts a line down to what X points hold, keeping its direction. False when nothing is left.
+bool Clip(ScreenPoint& from, ScreenPoint& to) {
+    const double width = double{to.x} - from.x;
+    const double height = double{to.y} - from.y;
+    double begin = 0;
+    double end = 1;
+    if (!ClipAxis(from.x, width, begin, end) || !ClipAxis(from.y, height, begin, end)) return false;
+    const ScreenPoint start = from;
+    const auto at = [&](double t) {
+        return ScreenPoint{static_cast<float>(start.x + t * width),
+                           static_cast<float>(start.y + t * height)};
+    };
+    from = at(begin);
+    to = at(end);
+    return Fits(from) && Fits(to);
 }
 
 }  // namespace
 
-bool LineProjection::Project(const vec3& eyePoint, XPoint& out) const {
+bool LineProjection::Project(const vec3& eyePoint, ScreenPoint& out) const {
     if (!(eyePoint.z < 0)) return false;
-    const auto x = static_cast<float>(centreX) - eyePoint.x * scaleX / eyePoint.z;
-    const auto y = eyePoint.y * scaleY / eyePoint.z + static_cast<float>(centreY);
-    out = {ToCoordinate(x), ToCoordinate(y)};
-    return true;
+    out.x = static_cast<float>(centreX) - eyePoint.x * scaleX / eyePoint.z;
+    out.y = eyePoint.y * scaleY / eyePoint.z + static_cast<float>(centreY);
+    return std::isfinite(out.x) && std::isfinite(out.y);
 }
 
 void XLines::ProjectMesh(const GeoImage& mesh, const Matrix& modelView,
@@ -49,6 +74,8 @@ void XLines::ProjectMesh(const GeoImage& mesh, const Matrix& modelView,
     }
 }
 
+// All lines of a mesh go in one request of segments: a request for each row and column would cost
+// the server and the connection more than the pixels.
 void XLines::DrawMesh(const Target& target, const GeoImage& mesh, const Matrix& modelView,
                       const LineProjection& projection, int sign) {
     if (mesh.samples == nullptr) return;
@@ -56,50 +83,41 @@ void XLines::DrawMesh(const Target& target, const GeoImage& mesh, const Matrix& 
     const auto width = static_cast<std::size_t>(mesh.width);
     const auto height = static_cast<std::size_t>(mesh.height);
     for (std::size_t row = 0; row < height; ++row)
-        DrawLine(target, row * width, 1, width);
+        AddLine(row * width, 1, width);
     for (std::size_t column = 0; column < width; ++column)
-        DrawLine(target, column, width, height);
+        AddLine(column, width, height);
+    SendSegments(target);
 }
 
-void XLines::DrawLine(const Target& target, std::size_t first, std::size_t step,
-                      std::size_t count) {
-    for (std::size_t i = 0; i < count; ++i) {
-        const std::size_t sample = first + i * step;
-        if (m_visible[sample]) {
-            m_line.push_back(m_screenPoints[sample]);
-        } else {
-            EndLine(target);
-        }
+void XLines::AddLine(std::size_t first, std::size_t step, std::size_t count) {
+    for (std::size_t i = 1; i < count; ++i) {
+        const std::size_t to = first + i * step;
+        const std::size_t from = to - step;
+        if (m_visible[from] && m_visible[to]) AddSegment(m_screenPoints[from], m_screenPoints[to]);
     }
-    EndLine(target);
 }
 
-// Long lines go in several requests that share the point where they meet.
-void XLines::EndLine(const Target& target) {
-    for (std::size_t begin = 0; begin + 1 < m_line.size(); begin += kMostPoints - 1) {
-        const std::size_t count = std::min(kMostPoints, m_line.size() - begin);
-        XDrawLines(target.display, target.drawable, target.context, &m_line[begin],
-                   static_cast<int>(count), CoordModeOrigin);
-    }
-    m_line.clear();
+void XLines::AddSegment(ScreenPoint from, ScreenPoint to) {
+    if (!(Fits(from) && Fits(to)) && !Clip(from, to)) return;
+    m_segments.push_back({static_cast<short>(from.x), static_cast<short>(from.y),
+                          static_cast<short>(to.x), static_cast<short>(to.y)});
 }
 
 void XLines::DrawEdges(const Target& target, const SilhouetteResult& silhouette,
                        const Matrix& modelView, const LineProjection& projection) {
     for (const SilhouetteEdge& edge : silhouette.edges) {
-        XPoint from;
-        XPoint to;
-        if (!projection.Project(modelView.Transform(edge.from), from) ||
-            !projection.Project(modelView.Transform(edge.to), to)) {
-            EndSegments(target);
-            continue;
+        ScreenPoint from;
+        ScreenPoint to;
+        if (projection.Project(modelView.Transform(edge.from), from) &&
+            projection.Project(modelView.Transform(edge.to), to)) {
+            AddSegment(from, to);
         }
-        m_segments.push_back({from.x, from.y, to.x, to.y});
     }
-    EndSegments(target);
+    SendSegments(target);
 }
 
-void XLines::EndSegments(const Target& target) {
+// Xlib splits what is longer than a request of this server may be.
+void XLines::SendSegments(const Target& target) {
     if (!m_segments.empty()) {
         XDrawSegments(target.display, target.drawable, target.context, m_segments.data(),
                       static_cast<int>(m_segments.size()));

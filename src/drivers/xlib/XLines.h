@@ -4,6 +4,7 @@
 
 #include <X11/Xlib.h>
 
+#include <cstddef>
 #include <vector>
 
 #include "spatial/Matrix.h"
@@ -12,6 +13,12 @@
 class GeoImage;
 struct SilhouetteResult;
 
+// A place in the drawable, in pixels; y grows downward.
+struct ScreenPoint {
+    float x = 0;
+    float y = 0;
+};
+
 // From eye space to pixels; what lies at or behind the eye has no place.
 struct LineProjection {
     int centreX = 0;
@@ -19,8 +26,8 @@ struct LineProjection {
     float scaleX = 0;
     float scaleY = 0;
 
-    // Truncated toward zero and kept within an X point's 16 bits. False behind the eye.
-    bool Project(const vec3& eyePoint, XPoint& out) const;
+    // False behind the eye, and where the place is no number.
+    bool Project(const vec3& eyePoint, ScreenPoint& out) const;
 };
 
 class XLines {
@@ -31,8 +38,8 @@ public:
         GC context;
     };
 
-    // Grid lines along rows, then along columns. sign: +1 leaves out samples whose surface shows
-    // its back, -1 those that show their front, 0 none.
+    // Grid lines along rows and columns, in one request. sign: +1 leaves out samples whose surface
+    // shows its back, -1 those that show their front, 0 none.
     void DrawMesh(const Target& target, const GeoImage& mesh, const Matrix& modelView,
                   const LineProjection& projection, int sign);
     void DrawEdges(const Target& target, const SilhouetteResult& silhouette,
@@ -41,14 +48,13 @@ public:
 private:
     // Of the mesh in work, kept for their capacity.
     std::vector<vec3> m_eyePoints;
-    std::vector<XPoint> m_screenPoints;
+    std::vector<ScreenPoint> m_screenPoints;
     std::vector<char> m_visible;
-    std::vector<XPoint> m_line;
     std::vector<XSegment> m_segments;
 
     void ProjectMesh(const GeoImage& mesh, const Matrix& modelView,
                      const LineProjection& projection, int sign);
-    void DrawLine(const Target& target, std::size_t first, std::size_t step, std::size_t count);
-    void EndLine(const Target& target);
-    void EndSegments(const Target& target);
+    void AddLine(std::size_t first, std::size_t step, std::size_t count);
+    void AddSegment(ScreenPoint from, ScreenPoint to);
+    void SendSegments(const Target& target);
 };
