@@ -34,6 +34,8 @@ private:
     std::string m_description;
 };
 
+// Makes drivers of class T. A T with a static bool CanRunOn(Display*) is made only where it can
+// run.
 template <class T>
 class DriverFactoryImpl : public DriverFactory {
 public:
@@ -41,5 +43,10 @@ public:
         : DriverFactory(std::move(name), std::move(description)) {
         Register(this);
     }
-    Driver* Make(Display* display) override { return new T(display); }
+    Driver* Make(Display* display) override {
+        if constexpr (requires { T::CanRunOn(display); }) {
+            if (!T::CanRunOn(display)) return nullptr;
+        }
+        return new T(display);
+    }
 };

@@ -44,6 +44,7 @@ public:
 
     std::string Out() const { return m_files.Read("out"); }
     std::string Err() const { return m_files.Read("err"); }
+    pid_t Pid() const { return m_pid; }
     int Width() const { return m_width; }
     int Height() const { return m_height; }
     Display* XDisplay() const { return m_display; }

@@ -53,6 +53,10 @@ int Query(GLenum name) {
 
 }  // namespace
 
+bool DriverGL::CanRunOn(Display* display) {
+    return display == nullptr || glXQueryExtension(display, nullptr, nullptr) == True;
+}
+
 DriverGL::DriverGL(Display* display) : Driver(display) {
     m_name = "OpenGL renderer";
     DeclareSettings();

@@ -22,6 +22,9 @@ struct Material;
 // GetVisual makes the context, SetWindow makes it current; without a context nothing is drawn.
 class DriverGL : public Driver {
 public:
+    // False on X servers without GLX.
+    static bool CanRunOn(Display* display);
+
     explicit DriverGL(Display* display);
     ~DriverGL() override;
 
