@@ -7,6 +7,8 @@
 
 #include "drivers/Driver.h"
 #include "drivers/DriverFactory.h"
+#include "drivers/gl/DisplayListCache.h"
+#include "geometry/GeoImage.h"
 #include "scene/Camera.h"
 
 namespace {
@@ -62,6 +64,17 @@ TEST(DriverWithoutDisplay, SaysSoAndSurvivesAFrame) {
         driver->Finish();
         EXPECT_EQ(driver->GetFramebuffer().width, gl ? 4 : 0);
     }
+}
+
+TEST(DisplayListCache, AListOfAnotherMeshEndsTheProgram) {
+    GeoImage meshes[2];
+    DisplayListCache cache;
+    DisplayList list{1, {}};
+    for (GeoImage& mesh : meshes)
+        cache.Insert({&mesh, PrimitiveMesh, {}}, list);
+    EXPECT_DEATH(cache.Find({meshes, PrimitiveMesh, {}}),
+                 "^\n\\*\\*\\*ERROR\\*\\*\\*: cached mesh 0x[0-9a-f]+ does not match cache "
+                 "request 0x[0-9a-f]+\n$");
 }
 
 }  // namespace

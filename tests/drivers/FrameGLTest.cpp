@@ -110,8 +110,8 @@ TEST_F(FrameGL, SurvivesSenselessCamerasAndReportsErrorsInOneLine) {
     wire.rmode = RenderWire;
     wire.thick = 0;
     EXPECT_TRUE(Run(square, wire));
-    EXPECT_THAT(m_cerr.text, testing::MatchesRegex("GLError 0x501 at RunShader:[0-9]+ - RunShader "
-                                                   "- about to intRenderGeoImage\n"));
+    EXPECT_THAT(m_cerr.text,
+                testing::MatchesRegex("GLError 0x501 at PlayDList:[0-9]+ - PlayDList\n"));
     m_cerr.text.clear();
 }
 

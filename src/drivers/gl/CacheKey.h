@@ -2,6 +2,10 @@
 // Knows nothing of OpenGL.
 #pragma once
 
+#include <cmath>
+#include <cstdint>
+#include <functional>
+
 #include "spatial/Vec3.h"
 
 class GeoImage;
@@ -20,5 +24,20 @@ struct CacheKey {
     // Outline: the eye; shadow volume: the light, both in mesh coordinates. Shell: (offset, 0, 0).
     // Mesh: zero.
     vec3 point;
-    int size = 0;  // approximate bytes in a display list; 0 until the geometry was sent
+    // Approximate bytes in a display list; 0 until the geometry was sent. No part of the order.
+    std::int64_t size = 0;
+
+    // Whether the key can stand in an ordered container: a coordinate that is no number would
+    // equal every other.
+    bool HasOrder() const {
+        return !std::isnan(point.x) && !std::isnan(point.y) && !std::isnan(point.z);
+    }
 };
+
+inline bool operator<(const CacheKey& a, const CacheKey& b) {
+    if (a.mesh != b.mesh) return std::less<>()(a.mesh, b.mesh);
+    if (a.primitive != b.primitive) return a.primitive < b.primitive;
+    if (a.point.x != b.point.x) return a.point.x < b.point.x;
+    if (a.point.y != b.point.y) return a.point.y < b.point.y;
+    return a.point.z < b.point.z;
+}

@@ -16,6 +16,8 @@ namespace {
 
 // Eight bits count 255 nested shadow volumes, more than any scene has in one pixel.
 constexpr int kMostStencilBits = 8;
+// What one step of "GL_dlistSize" stands for, in approximate bytes.
+constexpr std::int64_t kListBudgetUnit = 1024;
 
 DriverFactoryImpl<DriverGL> factory("GL", "OpenGL backend");
 
@@ -93,6 +95,7 @@ void DriverGL::DropContext() {
     if (glXGetCurrentContext() == m_context) glXMakeCurrent(m_display, None, nullptr);
     glXDestroyContext(m_display, m_context);
     m_context = nullptr;
+    m_lists.Forget();
     m_textures.clear();
     m_currentTexture = nullptr;
     m_scratchList = 0;
@@ -142,6 +145,7 @@ void DriverGL::SetWindow(Window window) {
     m_wireframe = GetBool("D_wireframe");
     m_shadowOffset = Get("D_shadowoffset");
     m_cacheShadows = GetBool("GL_dlistShadows");
+    m_lists.SetLimit(kListBudgetUnit * GetInt("GL_dlistSize"));
     m_maxAnisotropy = 1;
     if (!m_hasAnisotropic) return;
     if (GetBool("GL_anisotropic")) {

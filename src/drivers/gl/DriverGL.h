@@ -1,6 +1,7 @@
 // The OpenGL 1.1 driver on GLX. Knows nothing of the renderer; OpenGL calls stay in this folder.
 // Sources by topic: DriverGL.cpp set-up, FrameGL.cpp frames, ShaderGL.cpp pass state,
-// GeometryGL.cpp vertices, LightsGL.cpp, TexturesGL.cpp, ShadowsGL.cpp.
+// GeometryGL.cpp vertices, DisplayListsGL.cpp recording, LightsGL.cpp, TexturesGL.cpp,
+// ShadowsGL.cpp.
 #pragma once
 
 #include "drivers/Driver.h"
@@ -12,6 +13,7 @@
 #include <vector>
 
 #include "drivers/gl/CacheKey.h"
+#include "drivers/gl/DisplayListCache.h"
 #include "geometry/Silhouette.h"
 #include "scene/Camera.h"
 
@@ -92,6 +94,8 @@ private:
     vec3 m_lightPosition;        // of the last light added, eye space
     float m_lightExtrusion = 0;  // of the last light added
 
+    DisplayListCache m_lists;
+
     bool m_shadowsOn = false;  // as of the last StartShadows
     GLuint m_scratchList = 0;  // holds one shadow volume between its two passes
 
@@ -136,12 +140,20 @@ private:
                  bool& cacheable) const;
     bool SendGeometry(CacheKey& key, const Shader& pass, bool recording);
 
+    // Display lists. PlayCached: false when the key has none that is valid. StartRecording: null
+    // when there is no room; KeepRecording ends and keeps it, drawing nothing.
+    bool PlayCached(const CacheKey& key);
+    DisplayList* StartRecording();
+    void KeepRecording(const CacheKey& key, DisplayList& list);
+    DisplayList* ShadowList(const CacheKey& key, float extrusion);
+    std::int64_t SendShadow(const CacheKey& key, bool texcoords, float extrusion);
+
     // Vertices; each returns the approximate bytes they take in a display list.
-    int intRenderGeoImage(const GeoImage& mesh, bool normals, bool texcoords);
-    int intRenderOutline(const SilhouetteResult& silhouette, bool texcoords);
-    int intRenderShell(const GeoImage& mesh, float thickness);
-    int intRenderShadowvol(const SilhouetteResult& silhouette, const vec3& light, bool texcoords,
-                           float extrusion);
+    std::int64_t intRenderGeoImage(const GeoImage& mesh, bool normals, bool texcoords);
+    std::int64_t intRenderOutline(const SilhouetteResult& silhouette, bool texcoords);
+    std::int64_t intRenderShell(const GeoImage& mesh, float thickness);
+    std::int64_t intRenderShadowvol(const SilhouetteResult& silhouette, const vec3& light,
+                                    bool texcoords, float extrusion);
     void SendStripsImmediate(const GeoImage& mesh, bool normals, bool texcoords) const;
     void SendStripsFromArrays(const GeoImage& mesh, bool normals, bool texcoords);
     void SendVolumePoints(GLenum mode, bool texcoords, const char* tag);

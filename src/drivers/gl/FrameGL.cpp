@@ -47,6 +47,8 @@ void DriverGL::Clear(bool depth, bool color) {
     glClear(buffers);
     ApplyColorMask();
     if (Occlusion* occlusion = depth ? GetOcclusion() : nullptr) occlusion->Clear();
+    m_lists.Trim();
+    m_lists.ResetCounts();
     m_stats.clear();
     ReportGLError("Clear");
 }
@@ -65,6 +67,7 @@ void DriverGL::Finish() {
     }
     blurPrimed = blur;
     if (m_context != nullptr) glXSwapBuffers(m_display, m_window);
+    m_lists.Publish(m_stats);
     ReportGLError("Finish");
 }
 

@@ -1,6 +1,7 @@
 // Sends meshes, outlines, shells and shadow volumes to OpenGL, in immediate mode or from client
 // arrays. Sets no state but the arrays' own.
 #include <iostream>
+#include <iterator>
 
 #include "drivers/gl/DriverGL.h"
 #include "drivers/gl/GLError.h"
@@ -54,9 +55,6 @@ struct Extruder {
 
 }  // namespace
 
-// Geometry is sent anew whenever it is drawn: nothing is held for a mesh.
-void DriverGL::Purge(GeoImage*) {}
-
 void DriverGL::Lock(std::size_t count) const {
     if (m_lockArrays != nullptr) m_lockArrays(0, static_cast<GLsizei>(count));
 }
@@ -65,17 +63,18 @@ void DriverGL::Unlock() const {
     if (m_unlockArrays != nullptr) m_unlockArrays();
 }
 
-int DriverGL::intRenderGeoImage(const GeoImage& mesh, bool normals, bool texcoords) {
+std::int64_t DriverGL::intRenderGeoImage(const GeoImage& mesh, bool normals, bool texcoords) {
     const bool empty = !HasStrips(mesh);
-    const int quadRows = empty ? 0 : mesh.height - 1;
+    const std::int64_t width = mesh.width;
+    const std::int64_t quadRows = empty ? 0 : mesh.height - 1;
     switch (m_drawMethod) {
         case 0:
             if (!empty) SendStripsImmediate(mesh, normals, texcoords);
-            return 24 * mesh.width * quadRows;
+            return 24 * width * quadRows;
         case 1:
         case 2:
             if (!empty) SendStripsFromArrays(mesh, normals, texcoords);
-            return 8 * mesh.width * quadRows + 12 * mesh.width * mesh.height;
+            return 8 * width * quadRows + 12 * width * mesh.height;
         default:
             std::cerr << "Unknown drawmethod " << m_drawMethod
                       << " (in DriverGL::intRenderGeoImage)" << std::endl;
@@ -151,10 +150,9 @@ void DriverGL::DrawPoints(GLenum mode, const void* points, std::size_t count,
     glDisableClientState(GL_TEXTURE_COORD_ARRAY);
 }
 
-int DriverGL::intRenderOutline(const SilhouetteResult& silhouette, bool texcoords) {
+std::int64_t DriverGL::intRenderOutline(const SilhouetteResult& silhouette, bool texcoords) {
     if (silhouette.edges.empty()) return 0;
-    const auto edges = static_cast<int>(silhouette.edges.size());
-    int size = 24 * edges;
+    std::int64_t size = 24 * std::ssize(silhouette.edges);
     if (m_lineMethod == 0) {
         glBegin(GL_LINES);
         for (const SilhouetteEdge& edge : silhouette.edges) {
@@ -176,7 +174,7 @@ int DriverGL::intRenderOutline(const SilhouetteResult& silhouette, bool texcoord
     return texcoords ? 2 * size : size;
 }
 
-int DriverGL::intRenderShell(const GeoImage& mesh, float thickness) {
+std::int64_t DriverGL::intRenderShell(const GeoImage& mesh, float thickness) {
     if (!HasStrips(mesh)) return 0;
     for (int row = 0; row + 1 < mesh.height; ++row) {
         SendStrip(mesh, row, [thickness](const GeoImageSample& sample) {
@@ -187,13 +185,13 @@ int DriverGL::intRenderShell(const GeoImage& mesh, float thickness) {
         });
         ReportGLError("intRenderShell");
     }
-    return 72 * mesh.width * (mesh.height - 1);
+    return std::int64_t{72} * mesh.width * (mesh.height - 1);
 }
 
 // The closed volume between the mesh's lit side and its image moved away from the light: a quad
 // for each silhouette edge, and each lit triangle twice, the far one turned round.
-int DriverGL::intRenderShadowvol(const SilhouetteResult& silhouette, const vec3& light,
-                                 bool texcoords, float extrusion) {
+std::int64_t DriverGL::intRenderShadowvol(const SilhouetteResult& silhouette, const vec3& light,
+                                          bool texcoords, float extrusion) {
     if (silhouette.edges.empty() && silhouette.caps.empty()) return 0;
     const Extruder extruder{light, extrusion, m_shadowOffset};
     ReportGLError("intRenderShadowvol", "AddShadow - about to do sides");
@@ -214,8 +212,7 @@ int DriverGL::intRenderShadowvol(const SilhouetteResult& silhouette, const vec3&
                                extruder.Far(cap.a), extruder.Far(cap.c), extruder.Far(cap.b)});
     }
     SendVolumePoints(GL_TRIANGLES, texcoords, "AddShadow - CVA tris");
-    return 48 * static_cast<int>(silhouette.edges.size()) +
-           72 * static_cast<int>(silhouette.caps.size());
+    return 48 * std::ssize(silhouette.edges) + 72 * std::ssize(silhouette.caps);
 }
 
 void DriverGL::SendVolumePoints(GLenum mode, bool texcoords, const char* tag) {

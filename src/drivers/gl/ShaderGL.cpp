@@ -57,9 +57,15 @@ bool DriverGL::RunShader(GeoImage* mesh, const Shader* pass, const vec3* point, 
     CacheKey key;
     if (!MakeKey(mesh, *pass, point, key, cacheable)) return false;
     glDepthMask(pass->depth);
-    // All state of the pass is set by now: what a list would record is geometry only.
-    const bool recording = false;
-    const bool drawn = SendGeometry(key, *pass, recording);
+    cacheable = cacheable && key.HasOrder();
+    if (cacheable && PlayCached(key)) return true;
+    // All state of the pass is set by now: a list records geometry only.
+    DisplayList* const list = cacheable ? StartRecording() : nullptr;
+    const bool drawn = SendGeometry(key, *pass, list != nullptr);
+    if (list != nullptr) {
+        KeepRecording(key, *list);
+        m_lists.PlayDList(*list);
+    }
     ReportGLError("RunShader");
     return drawn;
 }
@@ -182,7 +188,7 @@ bool DriverGL::SendGeometry(CacheKey& key, const Shader& pass, bool recording) {
             return true;
         case PrimitiveOutline:
             key.mesh->ExtractSilhouette(key.point, m_silhouette, false, pass.faces == FacesFront);
-            if (pass.lit) {
+            if (recording || pass.lit) {
                 const vec3 normal = Normalise(key.point);
                 glNormal3f(normal.x, normal.y, normal.z);
             }
@@ -190,8 +196,7 @@ bool DriverGL::SendGeometry(CacheKey& key, const Shader& pass, bool recording) {
             key.size = intRenderOutline(m_silhouette, texcoords);
             return true;
         case PrimitiveShadowVolume:
-            key.mesh->ExtractSilhouette(key.point, m_silhouette, true, true);
-            key.size = intRenderShadowvol(m_silhouette, key.point, texcoords, m_lightExtrusion);
+            key.size = SendShadow(key, texcoords, m_lightExtrusion);
             return true;
         case PrimitiveShell:
             key.size = intRenderShell(*key.mesh, pass.thick);

@@ -44,20 +44,46 @@ void DriverGL::StartShadows() {
     ReportGLError("StartShadows");
 }
 
-// The volume is sent once and played twice, for its back and its front faces. It is recorded
-// without being executed: software OpenGL executes a long primitive in pieces while it records,
-// and an error check between two pieces then counts as one inside glBegin and glEnd.
+// The volume is recorded once and played twice, for its back and its front faces.
 void DriverGL::AddShadow(GeoImage* mesh, const vec3* lightPosition, float extrusion) {
     if (!m_shadowsOn || mesh == nullptr || lightPosition == nullptr) return;
-    mesh->ExtractSilhouette(*lightPosition, m_silhouette, true, true);
-    glNewList(m_scratchList, GL_COMPILE);
-    intRenderShadowvol(m_silhouette, *lightPosition, false, extrusion);
-    glEndList();
+    const CacheKey key{mesh, PrimitiveShadowVolume, *lightPosition};
+    const DisplayList* cached = ShadowList(key, extrusion);
+    if (cached == nullptr) {
+        glNewList(m_scratchList, GL_COMPILE);
+        SendShadow(key, false, extrusion);
+        glEndList();
+    }
+    const auto play = [&] {
+        if (cached != nullptr) {
+            m_lists.PlayDList(*cached);
+        } else {
+            glCallList(m_scratchList);
+        }
+    };
     CountFaces(GL_FRONT, GL_INCR, {kFaceShade, 0, 0});
-    glCallList(m_scratchList);
+    play();
     CountFaces(GL_BACK, GL_DECR, {0, 0, kFaceShade});
-    glCallList(m_scratchList);
+    play();
     ReportGLError("AddShadow");
+}
+
+// Lights move more often than not: new lists come from shadow passes of shaders alone, and here
+// only a list that has become stale is recorded again.
+DisplayList* DriverGL::ShadowList(const CacheKey& key, float extrusion) {
+    if (!m_cacheShadows || !key.HasOrder()) return nullptr;
+    const DisplayListCache::Found found = m_lists.Find(key);
+    DisplayList* list = found.stale ? StartRecording() : found.list;
+    if (!found.stale || list == nullptr) return list;
+    CacheKey sent = key;
+    sent.size = SendShadow(key, true, extrusion);
+    KeepRecording(sent, *list);
+    return list;
+}
+
+std::int64_t DriverGL::SendShadow(const CacheKey& key, bool texcoords, float extrusion) {
+    key.mesh->ExtractSilhouette(key.point, m_silhouette, true, true);
+    return intRenderShadowvol(m_silhouette, key.point, texcoords, extrusion);
 }
 
 void DriverGL::FinishShadows() {

@@ -1,0 +1,136 @@
+// Recording, replaying and evicting display lists. Must not follow the mesh of a key but of the
+// one just asked for: others may be gone.
+#include "drivers/gl/DisplayListCache.h"
+
+#include <cstdlib>
+#include <iostream>
+#include <iterator>
+#include <limits>
+
+#include "drivers/gl/GLError.h"
+#include "geometry/GeoImage.h"
+#include "settings/StatisticNames.h"
+
+namespace {
+
+[[noreturn]] void FailCorrupt(const GeoImage* cached, const GeoImage* requested) {
+    std::cerr << "\n***ERROR***: cached mesh " << static_cast<const void*>(cached)
+              << " does not match cache request " << static_cast<const void*>(requested)
+              << std::endl;
+    std::abort();
+}
+
+}  // namespace
+
+DisplayListCache::Found DisplayListCache::Find(const CacheKey& key) {
+    ++m_counts.accesses;
+    const auto found = m_cache.find(key);
+    if (found == m_cache.end()) return {};
+    ++m_counts.hits;
+    DisplayList& list = *found->second;
+    if (!key.mesh->HasToken(list.name)) {
+        RemoveDList(key, list);
+        return {.stale = true};
+    }
+    if (list.key.mesh != key.mesh) FailCorrupt(list.key.mesh, key.mesh);
+    return {.list = &list};
+}
+
+DisplayList* DisplayListCache::Allocate(int maxLists) {
+    if (m_size > m_limit) return nullptr;
+    if (!m_free.empty()) {
+        DisplayList* list = m_free.back();
+        m_free.pop_back();
+        return list;
+    }
+    if (std::ssize(m_lists) >= maxLists) return nullptr;
+    const GLuint name = glGenLists(1);
+    if (name == 0) return nullptr;
+    DisplayList& list = m_lists.emplace_back();
+    list.name = name;
+    list.key.size = DisplayList::kDeleted;
+    return &list;
+}
+
+// Software OpenGL, told to compile and execute at once, draws a long strip in pieces while it
+// records: that takes longer than compiling alone and playing the list, and an error check that
+// falls between two pieces counts as one inside glBegin and glEnd.
+DisplayList* DisplayListCache::RecDList(int maxLists) {
+    DisplayList* list = Allocate(maxLists);
+    if (list == nullptr) {
+        EvictOne();
+        list = Allocate(maxLists);
+    }
+    if (list == nullptr) return nullptr;
+    glNewList(list->name, GL_COMPILE);
+    ReportGLError("RecDList");
+    return list;
+}
+
+void DisplayListCache::EndDList() {
+    glEndList();
+    ReportGLError("EndDList");
+}
+
+void DisplayListCache::Insert(const CacheKey& key, DisplayList& list) {
+    if (const auto old = m_cache.find(key); old != m_cache.end()) RemoveDList(key, *old->second);
+    m_cache.emplace(key, &list);
+    list.key = key;
+    m_size += key.size;
+    key.mesh->AddToken(list.name);
+}
+
+void DisplayListCache::PlayDList(const DisplayList& list) const {
+    glCallList(list.name);
+    ReportGLError("PlayDList");
+}
+
+void DisplayListCache::RemoveDList(const CacheKey& key, DisplayList& list) {
+    glDeleteLists(list.name, 1);
+    m_free.push_back(&list);
+    ReportGLError("RemoveDList");
+    m_size -= list.key.size;
+    m_cache.erase(key);
+    list.key.size = DisplayList::kDeleted;
+}
+
+// Any name may be picked, also one without a recording: then nothing goes.
+void DisplayListCache::EvictOne() {
+    if (m_lists.empty()) return;
+    DisplayList& list = m_lists[static_cast<std::size_t>(std::rand()) % m_lists.size()];
+    if (list.key.size == DisplayList::kDeleted) return;
+    RemoveDList(list.key, list);
+    ++m_counts.purges;
+}
+
+void DisplayListCache::Trim() {
+    if (m_limit == 0) return;
+    while (!m_cache.empty() && m_size > m_limit)
+        EvictOne();
+}
+
+void DisplayListCache::Purge(GeoImage* mesh) {
+    constexpr float kLeast = -std::numeric_limits<float>::infinity();
+    const CacheKey first{mesh, PrimitiveOutline, {kLeast, kLeast, kLeast}};
+    for (auto entry = m_cache.lower_bound(first);
+         entry != m_cache.end() && entry->first.mesh == mesh;) {
+        DisplayList& list = *entry->second;
+        ++entry;
+        RemoveDList(list.key, list);
+    }
+}
+
+void DisplayListCache::Forget() {
+    m_cache.clear();
+    m_free.clear();
+    m_lists.clear();
+    m_size = 0;
+}
+
+void DisplayListCache::Publish(Statistics& statistics) const {
+    statistics[stat_names::kCacheAccesses] = static_cast<float>(m_counts.accesses);
+    statistics[stat_names::kCacheHits] = static_cast<float>(m_counts.hits);
+    statistics[stat_names::kCachePurges] = static_cast<float>(m_counts.purges);
+    statistics[stat_names::kCacheEntries] = static_cast<float>(m_lists.size() - m_free.size());
+    statistics[stat_names::kCacheSize] = static_cast<float>(m_size);
+}

@@ -1,0 +1,207 @@
+// The cache of display lists: what is recorded, replayed, evicted and dropped, and that none of it
+// shows in the picture.
+#include "GLFixture.h"
+
+#include <array>
+#include <numeric>
+#include <set>
+
+#include "settings/StatisticNames.h"
+
+namespace {
+
+// Accesses, hits, purges, entries, size of a frame.
+using Counts = std::array<float, 5>;
+
+constexpr int kSquareSize = 8 * 2 * 1 + 12 * 2 * 2;  // two by two points sent from arrays
+
+class DisplayLists : public GLFixture {
+protected:
+    std::vector<GeoImage> m_squares = std::vector<GeoImage>(20, SquareMesh(1, -2));
+
+    // A new context starts without any list.
+    void ForgetLists() { XFree(m_driver->GetVisual()); }
+
+    Counts FinishFrame() {
+        m_driver->Finish();
+        const auto count = [&](const char* name) { return Statistic(m_driver->Stats(), name); };
+        return {count(stat_names::kCacheAccesses), count(stat_names::kCacheHits),
+                count(stat_names::kCachePurges), count(stat_names::kCacheEntries),
+                count(stat_names::kCacheSize)};
+    }
+
+    Counts Frame(const std::vector<int>& squares) {
+        StartFrame();
+        for (const int i : squares)
+            EXPECT_TRUE(Run(m_squares[static_cast<std::size_t>(i)], Unlit(kRed)));
+        return FinishFrame();
+    }
+
+    void SetBudget(float maxLists, float size) {
+        m_driver->Set("GL_dlistMax", maxLists);
+        m_driver->Set("GL_dlistSize", size);
+    }
+
+    static Shader Of(RenderFunc mode, float thick, Shader pass = Unlit(kRed)) {
+        pass.rmode = mode;
+        pass.thick = thick;
+        return pass;
+    }
+};
+
+TEST_F(DisplayLists, OneListServesEveryPassOfTheKey) {
+    EXPECT_EQ(Frame({0, 0}), (Counts{2, 1, 0, 1, kSquareSize}));
+    EXPECT_EQ(Frame({0, 1}), (Counts{2, 1, 0, 2, 2 * kSquareSize}));
+    const Shader pass = Unlit(kRed);
+    m_driver->RunShader(m_squares.data() + 2, &pass, nullptr, false);
+    EXPECT_EQ(FinishFrame()[3], 2) << "what is not cacheable is not kept";
+}
+
+TEST_F(DisplayLists, RandomListsMakeRoom) {
+    SetBudget(2, 1024);
+    for (unsigned seed = 1; seed < 5; ++seed) {
+        ForgetLists();
+        std::srand(seed);
+        const int survivor = 1 - std::rand() % 2;
+        std::srand(seed);
+        EXPECT_EQ(Frame({0, 1, 2}), (Counts{3, 0, 1, 2, 2 * kSquareSize}));
+        EXPECT_EQ(Frame({survivor, 2}), (Counts{2, 2, 0, 2, 2 * kSquareSize}));
+    }
+}
+
+TEST_F(DisplayLists, BudgetHoldsWhenAFrameStarts) {
+    std::vector<int> all(m_squares.size());
+    std::iota(all.begin(), all.end(), 0);
+    EXPECT_EQ(Frame(all)[4], 20 * kSquareSize);
+    SetBudget(100, 1);
+    EXPECT_EQ(Frame({}), (Counts{0, 0, 0, 1024 / kSquareSize, 1024})) << "trimmed uncounted";
+    SetBudget(100, 0);
+    EXPECT_EQ(Frame({})[4], 1024) << "no budget, no trimming";
+    ForgetLists();
+    EXPECT_EQ(Frame({0, 1, 1, 2}), (Counts{4, 1, 2, 1, kSquareSize})) << "but one list at a time";
+    SetBudget(0, 1024);
+    m_driver->Purge(&m_squares[2]);
+    EXPECT_EQ(Frame({0, 0}), (Counts{2, 1, 0, 1, kSquareSize})) << "a name in stock is used";
+}
+
+TEST_F(DisplayLists, PurgeDropsTheListsOfOneMesh) {
+    SetBudget(5, 1024);
+    m_driver->Set("GL_dlistShadows", 1);
+    Frame({1});
+    for (int round = 0; round < 2; ++round) {
+        StartFrame();
+        for (const Shader& pass : {Of(RenderSolid, 1), Of(RenderShell, 0.1F), Of(RenderShell, 0.2F),
+                                   Of(RenderOutline, 1)}) {
+            Run(m_squares[0], pass);
+        }
+        EXPECT_EQ(FinishFrame()[3], 5);
+        m_driver->Purge(m_squares.data());
+        EXPECT_EQ(Frame({1}), (Counts{1, 1, 0, 1, kSquareSize}));
+    }
+}
+
+TEST_F(DisplayLists, ChangedMeshesAreRecordedAnew) {
+    Frame({0, 1});
+    m_squares[0] = SquareMesh(0.1F, -2, 3);
+    const float both = kSquareSize + 8 * 3 * 2 + 12 * 9;
+    EXPECT_EQ(Frame({0, 0, 1}), (Counts{3, 3, 0, 2, both}));
+    StartFrame();
+    Run(m_squares[0], Unlit(kRed));
+    EXPECT_THAT(ShotCentre(), IsColor(1, 0, 0));
+    EXPECT_EQ(At(vec3{0.5F, 0, -2}), kBlack);
+    // A mesh that took the place of a deleted one has none of its tokens.
+    m_squares[0] = m_squares[1];
+    EXPECT_EQ(Frame({0}), (Counts{1, 1, 0, 2, 2 * kSquareSize}));
+}
+
+TEST_F(DisplayLists, RecordedReplayedAndDirectLookTheSame) {
+    GeoImage sphere = SphereMesh(0.6F, 17, 17);
+    Texture texture = FilledTexture(2, 2, {40, 80, 250});
+    Shader textured = Lit();
+    textured.texture = &texture;
+    const std::vector<Shader> passes = {Unlit(kRed),
+                                        Lit(),
+                                        textured,
+                                        Of(RenderWire, 2),
+                                        Of(RenderShell, 0.1F, Lit()),
+                                        Of(RenderOutline, 2),
+                                        Of(RenderOutline, 2, Lit()),
+                                        Of(RenderShadow, 1)};
+    Light light;
+    light.pos = {1, 2, 3};
+    const auto picture = [&](const Shader& pass, bool cacheable) {
+        const vec3 eye{0, 0, 2};
+        StartFrame();
+        m_driver->AddLight(&light);
+        MoveTo({0, 0, -2});
+        EXPECT_TRUE(m_driver->RunShader(&sphere, &pass, &eye, cacheable));
+        return Pixels();
+    };
+    std::vector<std::set<std::string>> pictures(passes.size());
+    for (const float method : {0.0F, 1.0F, 2.0F}) {
+        m_driver->Set("GL_draw_method", method);
+        for (const char* other : {"GL_line_method", "GL_shadow_method", "GL_dlistShadows"})
+            m_driver->Set(other, method > 0 ? 1 : 0);
+        // Passes of one key replay what the first of them recorded, backwards in the second round.
+        for (int round = 0; round < 3; ++round) {
+            for (std::size_t i = 0; i < passes.size(); ++i) {
+                const std::size_t pass = round == 1 ? passes.size() - 1 - i : i;
+                pictures[pass].insert(picture(passes[pass], round < 2));
+            }
+            if (round == 0) m_driver->Purge(&sphere);
+        }
+        m_driver->Purge(&sphere);
+    }
+    std::set<std::string> different;
+    for (const std::set<std::string>& same : pictures) {
+        EXPECT_EQ(same.size(), 1U) << &same - pictures.data();
+        different.insert(same.begin(), same.end());
+    }
+    EXPECT_EQ(different.size(), passes.size());
+}
+
+// New lists of volumes come from shadow passes; the stencil passes replay them, and record again
+// only what has become stale.
+TEST_F(DisplayLists, ShadowsReplayWhatShadowPassesRecord) {
+    GeoImage ball = SphereMesh(0.4F, 9, 9);
+    GeoImage wall = SquareMesh(8, -4);
+    const Shader black = Unlit({});
+    Light light;
+    light.pos = {2, 0, 0};
+    light.shadowlen = 50;
+    const vec3 position{2, 0, 2};
+    m_driver->Set("GL_dlistShadows", 1);
+    const auto shadow = [&](const vec3& from) {
+        StartFrame();
+        m_driver->RunShader(&wall, &black, nullptr, false);
+        m_driver->AddLight(&light);
+        m_driver->StartShadows();
+        MoveTo({0, 0, -2});
+        m_driver->AddShadow(&ball, &from, light.shadowlen);
+        m_driver->FinishShadows();
+    };
+    const auto counted = [&] {
+        std::vector<int> stencil(std::size_t{kWidth} * kHeight);
+        glReadPixels(0, 0, kWidth, kHeight, GL_STENCIL_INDEX, GL_INT, stencil.data());
+        return stencil;
+    };
+    shadow(position);
+    const std::vector<int> direct = counted();
+    EXPECT_EQ(FinishFrame()[3], 0) << "a miss records nothing";
+    shadow(position);
+    EXPECT_TRUE(Run(ball, Of(RenderShadow, 1)));
+    const float size = FinishFrame()[4];
+    EXPECT_GT(size, 0);
+    shadow(position);
+    EXPECT_EQ(counted(), direct);
+    EXPECT_EQ(FinishFrame(), (Counts{1, 1, 0, 1, size}));
+    ball = SphereMesh(0.2F, 9, 9);
+    shadow(position);
+    EXPECT_NE(counted(), direct);
+    const float sizeNow = FinishFrame()[4];
+    EXPECT_TRUE(sizeNow > 0 && sizeNow < 2 * size);
+    shadow({std::nanf(""), 0, 0});
+    EXPECT_EQ(FinishFrame(), (Counts{0, 0, 0, 1, sizeNow})) << "no order, no key";
+}
+
+}  // namespace
