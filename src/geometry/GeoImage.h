@@ -64,6 +64,13 @@ public:
     // Writes a mesh file ("-": standard output). False, with one line, on failure; a file that
     // could not be completed is removed.
     bool Save(const std::string& path, int codec) const;
+    // Resamples source into destination (which may be the source itself) with the sizes rounded
+    // up, 4 at least. filter: 0 nearest, 1 bilinear, 2 bilinear blended with a box mean. Corners
+    // and borders stay. Wrap flags follow the source; bounds, radius and unit normals need a
+    // Finish. False: no source samples, above kMaxSamples or no memory (destination empty), or,
+    // with one line, an unknown filter (samples undefined).
+    static bool Resize(const GeoImage& source, GeoImage& destination, float rows, float columns,
+                       int filter);
     // Call after samples changed: empties the tokens, recomputes normals if asked, makes every
     // normal unit length, sets bounds and radius. Needs at least one sample.
     void Finish(bool recomputeNormals);
