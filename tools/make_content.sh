@@ -50,6 +50,41 @@ mkdir -p meshes textures
 "$mesh" cylinder --open --bottom 23 --top 23 --height 6 --codec flat --rows 3 --columns 49 \
     --error -1 meshes/mist
 
+# What shows one feature: globes and hills for the level of detail (each globe twice as large as the
+# one before, with the same grid and error), sheets for many lights, a sail for the shadows.
+for size in 1 2 4 8 16; do
+    "$mesh" sphere --radius $size --rows 33 --columns 65 --error 5 meshes/globe$size
+done
+"$mesh" heightfield --island --seed 7 --frequency 2 --octaves 4 --width 20 --depth 20 --height 5 \
+    --rows 33 --columns 33 --error 10 meshes/hill
+"$mesh" plane --width 10 --depth 10 --rows 41 --columns 41 --error -1 meshes/slab
+"$mesh" plane --width 2.5 --depth 2.5 --rows 11 --columns 11 --error -1 meshes/flag
+"$mesh" plane --axis z --codec flat --rows 2 --columns 2 --width 0.5 --depth 0.5 --error -1 \
+    meshes/spark
+"$mesh" heightfield --axis z --seed 4 --frequency 2 --octaves 1 --width 1.7 --depth 2.2 \
+    --height 0.7 --rows 17 --columns 13 --error -1 meshes/sail
+"$mesh" sphere --radius 600 --rows 25 --columns 33 --error -1 meshes/heaven
+
+# A town: houses of one to three storeys, pyramids for their roofs.
+"$mesh" superquadric --meridian 0.1 --equator 0.1 --x 2.4 --y 1.25 --z 2.4 --rows 13 --columns 25 \
+    --error -1 meshes/house1
+"$mesh" superquadric --meridian 0.1 --equator 0.1 --x 2.4 --y 1.8 --z 2.4 --rows 13 --columns 25 \
+    --error -1 meshes/house2
+"$mesh" superquadric --meridian 0.1 --equator 0.1 --x 2.4 --y 2.35 --z 2.4 --rows 13 --columns 25 \
+    --error -1 meshes/house3
+"$mesh" cylinder --bottom 3.7 --top 0 --height 1.5 --rows 14 --columns 5 --error -1 meshes/roof
+"$mesh" cylinder --bottom 0.9 --top 0 --height 2.4 --rows 14 --columns 13 --error -1 meshes/fir
+"$mesh" cylinder --bottom 0.07 --top 0.05 --height 2.2 --rows 12 --columns 9 --error -1 meshes/post
+"$mesh" cylinder --bottom 1.4 --top 1.1 --height 6 --rows 14 --columns 25 --error -1 meshes/tower
+"$mesh" cylinder --bottom 1.5 --top 0 --height 2.8 --rows 14 --columns 25 --error -1 meshes/spire
+
+# Coarse solids for a crowd.
+"$mesh" sphere --radius 1.1 --rows 17 --columns 25 --error 12 meshes/orb
+"$mesh" superquadric --meridian 0.35 --equator 0.35 --rows 17 --columns 25 --error 12 meshes/die
+"$mesh" superquadric --meridian 1.7 --equator 1.7 --x 1.2 --y 1.6 --z 1.2 --rows 17 --columns 25 \
+    --error 12 meshes/gem
+"$mesh" torus --radius 0.95 --tube 0.42 --rows 17 --columns 25 --error 12 meshes/loop
+
 # Skies: the colour below the horizon (v under 0.5) is the colour that everything fades into.
 "$texture" gradient --width 4 --height 512 --stop 0:e8b48c --stop 0.502:e8b48c \
     --stop 0.54:d89a86 --stop 0.6:a97c93 --stop 0.7:5f6395 --stop 0.85:2b3a70 \

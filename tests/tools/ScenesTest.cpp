@@ -44,7 +44,7 @@ TEST(Scenes, LoadSilentlyWithEveryFilePresent) {
         ExpectPartsInsideParent(room, "");
         ++scenes;
     }
-    EXPECT_GE(scenes, 6);
+    EXPECT_GE(scenes, 10);
 }
 
 }  // namespace
