@@ -45,6 +45,23 @@ TEST_F(LightsGL, SpotLightsItsConeAlone) {
     EXPECT_NE(At(vec3{1.5F, 0, -2}), kBlack);
 }
 
+TEST_F(LightsGL, RefusedValuesDoNotBringBackTheLastLight) {
+    Light spot;
+    spot.falloff = {1, 1, 0};
+    spot.angle = 5;
+    spot.focus = 100;
+    LitCentre(spot, Lit());
+    Light odd;
+    odd.falloff = {1, -1, 0};
+    odd.angle = 120;
+    odd.focus = -2;
+    EXPECT_THAT(LitCentre(odd, Lit()), IsColor(1, 1, 1));
+    EXPECT_NE(At(vec3{1.5F, 0, -2}), kBlack);
+    EXPECT_THAT(m_cerr.text,
+                testing::MatchesRegex("GLError 0x501 at SetupLight:[0-9]+ - SetupLight\n"));
+    m_cerr.text.clear();
+}
+
 TEST_F(LightsGL, PositionIsTakenUnderTheMatrixOfTheMoment) {
     Light light;
     light.falloff = {0, 0, 1};

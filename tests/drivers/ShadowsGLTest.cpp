@@ -3,6 +3,9 @@
 
 #include <set>
 
+#include "renderer/Renderer.h"
+#include "support/SceneBuilder.h"
+
 namespace {
 
 class ShadowsGL : public GLFixture {
@@ -124,6 +127,36 @@ TEST_F(ShadowsGL, SizesFromNothingToLargeAreSentWithoutErrors) {
         }
     }
     m_driver->AddShadow(nullptr, nullptr, 1);
+}
+
+// The light's place in the mesh's coordinates is found twice, by the renderer and by the driver.
+TEST_F(ShadowsGL, ShadowShadersFeedTheStencilPasses) {
+    TestScene scene;
+    Light* light = scene.AddLight("sun", {3, 4, 1});
+    light->shadows = true;
+    light->shadowlen = 20;
+    scene.AddLit(scene.room, "wall", scene.Quad(8), {0, 0, -6})->shadow = false;
+    Shader volume = Unlit(kBlue);
+    volume.rmode = RenderShadow;
+    for (const char* name : {"a", "b", "c"}) {
+        const float x = 0.37F * static_cast<float>(*name - 'b');
+        Object* ball = scene.AddLit(scene.room, name, scene.Sphere(0.3F), {x, x / 3, -3.1F});
+        ball->shadow = true;
+        ball->point = {x, 0.7F, 1.3F};
+        ball->shaders[PassShadow].push_back(volume);
+    }
+    Renderer renderer;
+    renderer.Set("F_shadows", 1);
+    m_driver->Set("GL_dlistShadows", 1);
+    for (const float hits : {0.0F, 10.0F}) {
+        StartFrame();
+        renderer.BeginFrame(m_driver.get());
+        renderer.Render(&scene.room, Camera());
+        renderer.FinishFrame();
+        m_driver->Finish();
+        EXPECT_EQ(Statistic(m_driver->Stats(), "cache accesses"), 14);
+        EXPECT_EQ(Statistic(m_driver->Stats(), "cache hits"), 4 + hits);
+    }
 }
 
 TEST_F(ShadowsGL, PassesDrawTheVolumeOfTheOneLight) {

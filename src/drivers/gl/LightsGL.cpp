@@ -7,8 +7,19 @@
 
 namespace {
 
+constexpr float kMostFocus = 128;
+constexpr float kWidestCone = 90;  // degrees
+constexpr float kNoCone = 180;
+
 GLenum LightName(int number) {
     return GL_LIGHT0 + static_cast<GLenum>(number);
+}
+
+// OpenGL refuses some values, with an error, and keeps what the number's last light had: the
+// fallback then stands instead.
+void SetNumber(GLenum light, GLenum name, float value, bool legal, float fallback) {
+    if (!legal) glLightf(light, name, fallback);
+    glLightf(light, name, value);
 }
 
 // OpenGL's four floats of a colour.
@@ -47,12 +58,15 @@ void DriverGL::SetupLight(GLenum number, const Light& light) const {
     glLightfv(number, GL_AMBIENT, &light.ambient.r);
     glLightfv(number, GL_DIFFUSE, &light.color.r);
     glLightfv(number, GL_SPECULAR, &light.color.r);
-    glLightf(number, GL_CONSTANT_ATTENUATION, light.falloff.x);
-    glLightf(number, GL_LINEAR_ATTENUATION, light.falloff.y);
-    glLightf(number, GL_QUADRATIC_ATTENUATION, light.falloff.z);
+    const auto [constant, linear, quadratic] = light.falloff;
+    SetNumber(number, GL_CONSTANT_ATTENUATION, constant, constant >= 0, 1);
+    SetNumber(number, GL_LINEAR_ATTENUATION, linear, linear >= 0, 0);
+    SetNumber(number, GL_QUADRATIC_ATTENUATION, quadratic, quadratic >= 0, 0);
     glLightfv(number, GL_SPOT_DIRECTION, direction);
-    glLightf(number, GL_SPOT_EXPONENT, light.focus);
-    glLightf(number, GL_SPOT_CUTOFF, light.angle);
+    SetNumber(number, GL_SPOT_EXPONENT, light.focus, light.focus >= 0 && light.focus <= kMostFocus,
+              0);
+    const bool cone = light.angle >= 0 && light.angle <= kWidestCone;
+    SetNumber(number, GL_SPOT_CUTOFF, light.angle, cone || light.angle == kNoCone, kNoCone);
     ReportGLError("SetupLight");
 }
 

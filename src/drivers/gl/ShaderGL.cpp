@@ -163,8 +163,8 @@ bool DriverGL::MakeKey(GeoImage* mesh, const Shader& pass, const vec3* point, Ca
         case RenderWireShadow:
             if (m_activeLights != 1) return false;
             key.primitive = PrimitiveShadowVolume;
-            key.point =
-                m_modelView.RigidInverse().Rotate(m_lightPosition - m_modelView.Translation());
+            // To the last bit what AddShadow is given, so that both meet in one list.
+            key.point = m_modelView.RigidInverse().Transform(m_lightPosition);
             cacheable = cacheable && m_cacheShadows;
             return true;
         case RenderShell:
