@@ -62,6 +62,7 @@ protected:
     GLFixture() : XWindowFixture("GL") {}
 
     CerrTee m_cerr;
+    Camera m_camera;
     Texture m_image;
 
     DriverGL& Gl() { return static_cast<DriverGL&>(*m_driver); }
@@ -81,9 +82,8 @@ protected:
         m_driver->SetViewport(0, 0, kWidth, kHeight);
         m_driver->ColorMask(true, true, true);
         m_driver->Clear(true, true);
-        Camera camera;
-        camera.fov = 90;
-        m_driver->SetupProjection(camera);
+        m_camera.fov = 90;
+        m_driver->SetupProjection(m_camera);
         m_driver->LoadMatrix({});
         m_driver->SetAmbient(0, 0, 0, 1);
         Paint({0, 0, 0, 1});

@@ -7,6 +7,7 @@
 
 #include "scene/Camera.h"
 #include "scene/Shader.h"
+#include "spatial/Occlusion.h"
 
 namespace {
 
@@ -146,6 +147,19 @@ TEST_F(XLib, RefusesUnknownKindsAndShadows) {
     EXPECT_EQ(CaptureStderr([&] { m_driver->AddShadow(&square, nullptr, 1); }),
               "*** Unimplemented driver function: AddShadow\n*** in driver: XLib renderer\n");
     EXPECT_TRUE(m_driver->HasCapability("maxlights") && !m_driver->HasCapability("shadows"));
+}
+
+TEST_F(XLib, OffersABufferThatFollowsViewportAndCamera) {
+    GeoImage square = SquareMesh(1, -2);
+    for (int frame = 0; frame < 2; ++frame) {
+        StartFrame();
+        m_driver->Clear(true, false);
+        Occlusion& buffer = *m_driver->GetOcclusion();
+        buffer.SetMatrix({});
+        buffer.AddGeoImage(frame == 0 ? &square : nullptr, {}, {});
+        buffer.Sync();
+        EXPECT_EQ(buffer.TestTriangle({0, 0, -5}, {0.1F, 0, -5}, {0, 0.1F, -5}), frame == 1);
+    }
 }
 
 // A line that ends far outside what the protocol's 16 bits hold keeps its direction.

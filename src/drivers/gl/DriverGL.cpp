@@ -11,6 +11,7 @@
 
 #include "drivers/DriverFactory.h"
 #include "drivers/gl/GLError.h"
+#include "spatial/Occlusion.h"
 
 namespace {
 

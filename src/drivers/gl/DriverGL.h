@@ -10,6 +10,7 @@
 
 #include <cstddef>
 #include <map>
+#include <memory>
 #include <vector>
 
 #include "drivers/gl/CacheKey.h"
@@ -58,6 +59,8 @@ public:
     void AddShadow(GeoImage* mesh, const vec3* lightPosition, float extrusion) override;
     void FinishShadows() override;
     void SetShadowTest(bool on) override;
+    // Software or the real depth buffer, as "GL_hw_occlusion" says: a change replaces the object.
+    Occlusion* GetOcclusion() override;
 
     // Switches the lights added so far on or off; lighting itself stays on.
     virtual void SetLighting(bool on);
@@ -98,6 +101,9 @@ private:
 
     bool m_shadowsOn = false;  // as of the last StartShadows
     GLuint m_scratchList = 0;  // holds one shadow volume between its two passes
+
+    std::unique_ptr<Occlusion> m_occlusion;
+    bool m_occlusionIsHardware = false;
 
     Texture* m_currentTexture = nullptr;
     // Names of this context by texture. Textures note under this map's address that their image

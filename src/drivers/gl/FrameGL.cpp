@@ -3,7 +3,7 @@
 
 #include "drivers/gl/DriverGL.h"
 #include "drivers/gl/GLError.h"
-#include "spatial/Occlusion.h"
+#include "drivers/gl/OcclusionGL.h"
 
 namespace {
 
@@ -18,7 +18,7 @@ void DriverGL::SetViewport(int x, int y, int width, int height) {
     m_viewport = {x, y, width, height};
     glViewport(x, WindowHeight() - (y + height), width, height);
     ReportGLError("SetViewport");
-    if (Occlusion* occlusion = GetOcclusion()) occlusion->Resize(width, height);
+    GetOcclusion()->Resize(width, height);
 }
 
 void DriverGL::GetViewport(int& x, int& y, int& width, int& height) {
@@ -46,7 +46,7 @@ void DriverGL::Clear(bool depth, bool color) {
     if (color) buffers |= GL_COLOR_BUFFER_BIT;
     glClear(buffers);
     ApplyColorMask();
-    if (Occlusion* occlusion = depth ? GetOcclusion() : nullptr) occlusion->Clear();
+    if (depth) GetOcclusion()->Clear();
     m_lists.Trim();
     m_lists.ResetCounts();
     m_stats.clear();
@@ -82,7 +82,7 @@ Texture DriverGL::GetFramebuffer() {
 
 void DriverGL::SetupProjection(const Camera& camera) {
     m_camera = camera;
-    if (Occlusion* occlusion = GetOcclusion()) occlusion->SetProjection(camera);
+    GetOcclusion()->SetProjection(camera);
     glFrontFace(GL_CCW);
     glCullFace(GL_BACK);
     glEnable(GL_CULL_FACE);
@@ -94,6 +94,18 @@ void DriverGL::SetupProjection(const Camera& camera) {
     gluPerspective(camera.fov, aspect, camera.hith, camera.yon);
     glMatrixMode(GL_MODELVIEW);
     ReportGLError("SetupProjection");
+}
+
+Occlusion* DriverGL::GetOcclusion() {
+    const bool hardware = GetBool("GL_hw_occlusion");
+    if (m_occlusion && m_occlusionIsHardware == hardware) return m_occlusion.get();
+    m_occlusionIsHardware = hardware;
+    if (hardware) {
+        m_occlusion = std::make_unique<OcclusionGL>();
+    } else {
+        m_occlusion = std::make_unique<Occlusion>();
+    }
+    return m_occlusion.get();
 }
 
 void DriverGL::LoadMatrix(const Matrix& modelView) {

@@ -79,6 +79,7 @@ void DriverXLib::SetWindow(Window window) {
 
 void DriverXLib::SetViewport(int x, int y, int width, int height) {
     m_viewport = {x, y, width, height};
+    m_occlusion.Resize(width, height);
     FreePixmap();
     if (m_depth == 0 || m_window == None) return;
     m_pixmap = XCreatePixmap(
@@ -94,7 +95,8 @@ void DriverXLib::GetViewport(int& x, int& y, int& width, int& height) {
     height = m_viewport.height;
 }
 
-void DriverXLib::Clear(bool, bool) {
+void DriverXLib::Clear(bool depth, bool) {
+    if (depth) m_occlusion.Clear();
     if (m_pixmap == None) return;
     PrepareContext(GXcopy, {kGrey, kGrey, kGrey}, 0, false);
     XFillRectangle(m_display, m_pixmap, m_context, 0, 0,
@@ -117,6 +119,7 @@ void DriverXLib::SetupProjection(const Camera& camera) {
     m_projection.centreY = m_viewport.y + m_viewport.height / 2;
     m_projection.scaleX = static_cast<float>(m_viewport.height * camera.aspect * 0.5 * f);
     m_projection.scaleY = static_cast<float>(m_viewport.height * 0.5 * f);
+    m_occlusion.SetProjection(camera);
 }
 
 bool DriverXLib::AddLight(const Light* light) {

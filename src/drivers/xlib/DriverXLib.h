@@ -10,6 +10,7 @@
 
 #include "drivers/xlib/XLines.h"
 #include "geometry/Silhouette.h"
+#include "spatial/Occlusion.h"
 
 // SetViewport makes the pixmap of the coming frame and Finish frees it: drawing needs a
 // SetViewport in every frame. Shadow operations are left to the base.
@@ -37,6 +38,7 @@ public:
     void ClearLights() override {}
     // There is no limit; only the position of the last one is kept.
     bool AddLight(const Light* light) override;
+    Occlusion* GetOcclusion() override { return &m_occlusion; }
 
 private:
     using Rgb16 = std::array<std::uint16_t, 3>;
@@ -55,6 +57,7 @@ private:
     std::map<Rgb16, unsigned long> m_colors;  // pixel values of the default colormap
     Matrix m_modelView;
     LineProjection m_projection;
+    Occlusion m_occlusion;
     vec3 m_lightPosition;  // eye space
     SilhouetteResult m_silhouette;
     XLines m_lines;

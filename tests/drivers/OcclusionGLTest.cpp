@@ -1,0 +1,67 @@
+// Which triangles the drivers' occlusion buffers call hidden, filled in software and by OpenGL.
+#include "GLFixture.h"
+
+#include "drivers/gl/OcclusionGL.h"
+
+namespace {
+
+class OcclusionInGL : public GLFixture {
+protected:
+    void Choose(bool hardware) {
+        m_driver->Set("GL_hw_occlusion", hardware ? 1 : 0);
+        StartFrame();
+    }
+    Occlusion& Buffer() { return *m_driver->GetOcclusion(); }
+    // As the renderer draws an object that was seen a frame ago.
+    void DrawOccluder(GeoImage& mesh) {
+        const Shader pass = Unlit(kRed);
+        m_driver->LoadMatrix({});
+        Buffer().SetMatrix({});
+        EXPECT_TRUE(Run(mesh, pass));
+        Buffer().AddGeoImage(&mesh, pass, {});
+    }
+    // A small triangle at that place.
+    bool Shows(const vec3& p) {
+        return Buffer().TestTriangle(p, p + vec3{0.1F, 0, 0}, p + vec3{0, 0.1F, 0});
+    }
+};
+
+TEST_F(OcclusionInGL, OccludersHideWhatIsBehindThemInEveryImage) {
+    GeoImage wall = SquareMesh(1, -4);
+    for (const bool hardware : {false, true, false}) {
+        Choose(hardware);
+        EXPECT_EQ(dynamic_cast<OcclusionGL*>(&Buffer()) != nullptr, hardware);
+        for (int image = 0; image < 2; ++image) {  // the second eye has no viewport of its own
+            DrawOccluder(wall);
+            Buffer().Sync();
+            EXPECT_FALSE(Shows({0, 0, -8}) || Shows({1, -1, -8}));
+            EXPECT_TRUE(Shows({0, 0, -3.9F}) && Shows({5, 0, -8}) && Shows({0, 5, -8}));
+            EXPECT_TRUE(Shows({0, -5, -8}) && Shows({-5, 0, -8}));
+            m_driver->Clear(true, false);
+            m_driver->SetupProjection(m_camera);
+        }
+        DrawOccluder(wall);
+        m_driver->Clear(false, true);  // keeps the depths
+        Buffer().Sync();
+        EXPECT_FALSE(Shows({0, 0, -8}));
+    }
+    Choose(true);
+    Buffer().AddGeoImage(&wall, {}, {});
+    Buffer().Sync();
+    EXPECT_TRUE(Shows({0, 0, -8})) << "only what OpenGL drew counts";
+}
+
+TEST_F(OcclusionInGL, NoSurfaceHidesItself) {
+    for (const bool hardware : {false, true}) {
+        for (float z = -0.2F; z > -3000; z *= 1.07F) {
+            Choose(hardware);
+            GeoImage wall = SquareMesh(-2 * z, z);
+            DrawOccluder(wall);
+            Buffer().Sync();
+            EXPECT_TRUE(Buffer().TestTriangle({0, 0, z}, {-z, 0, z}, {0, -z, z})) << z;
+            EXPECT_FALSE(Shows({0, 0, 1.01F * z})) << z;
+        }
+    }
+}
+
+}  // namespace
