@@ -120,6 +120,11 @@ void GeoImage::Finish(bool recomputeNormals) {
     radius = static_cast<float>(std::sqrt(farthest));
 }
 
+void GeoImage::AddToken(std::uint32_t token) {
+    const auto place = std::lower_bound(m_tokens.begin(), m_tokens.end(), token);
+    if (place == m_tokens.end() || *place != token) m_tokens.insert(place, token);
+}
+
 float GeoImage::ProjectedError(float distance, int resolution, float fov) const {
     if (!(error > 0)) return 1;
     const double spread = std::tan(std::numbers::pi * double{fov} / 360);

@@ -2,8 +2,8 @@
 // the interface. Knows nothing of who draws it; holders of derived data leave a token here.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -84,8 +84,10 @@ public:
     void ExtractSilhouette(const vec3& point, SilhouetteResult& result, bool caps,
                            bool positiveSign);
 
-    bool HasToken(std::uint32_t token) const { return m_tokens.contains(token); }
-    void AddToken(std::uint32_t token) { m_tokens.insert(token); }
+    bool HasToken(std::uint32_t token) const {
+        return std::binary_search(m_tokens.begin(), m_tokens.end(), token);
+    }
+    void AddToken(std::uint32_t token);
     void ClearTokens() { m_tokens.clear(); }
     std::size_t FaceNormalCount() const { return m_faceNormals.size(); }
 
@@ -94,7 +96,8 @@ private:
 
     std::vector<vec3> m_faceNormals;   // one per non-degenerate triangle, in scan order
     std::vector<std::uint8_t> m_flat;  // one per triangle: 1 when degenerate, so without a normal
-    std::set<std::uint32_t> m_tokens;  // derived data that is valid for the present samples
+    // Derived data that is valid for the present samples, ascending: asked for with every draw.
+    std::vector<std::uint32_t> m_tokens;
 
     std::size_t Index(int row, int column) const {
         return static_cast<std::size_t>(row) * static_cast<std::size_t>(width) +

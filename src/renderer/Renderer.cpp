@@ -1,4 +1,5 @@
-// Settings, lifecycle and the light of a shadow pass.
+// Settings, lifecycle, the bounds of the detail cache and the light of a shadow pass.
+// Knows nothing of what is drawn.
 #include "renderer/Renderer.h"
 
 #include "drivers/Driver.h"
@@ -76,6 +77,54 @@ void Renderer::ForgetObject(Object* object) {
     const auto isObject = [object](const DepthKey& entry) { return entry.object == object; };
     if (m_drawnObjects.Erase(object)) std::erase_if(m_litObjects, isObject);
     if (m_objectLights.erase(object) != 0) std::erase_if(m_blendObjects, isObject);
+}
+
+// Brings the cache below its bounds, both of which it may have outgrown in the frame before. What
+// goes is left to chance. The frame reports the entries before and the bytes after the first trim.
+void Renderer::CleanGeoImageCache() {
+    const float drain = Get("P_LODdrain");
+    const float kept = drain >= 0 ? 1 - drain : 1;  // of a bound that was exceeded
+    const int maxEntries = 1 << GetInt("P_LODcache");
+    m_counters.cacheEntries = std::ssize(m_lodEntries);
+    if (m_counters.cacheEntries > maxEntries) {
+        const int keep = static_cast<int>(kept * static_cast<float>(maxEntries));
+        for (std::int64_t entries = m_counters.cacheEntries; entries > keep; --entries)
+            EvictLODEntry();
+    }
+
+    // While each entry has its level, the bytes are known. Otherwise entries of meshes without
+    // levels go, and an entry that lost its level alone is given an empty one.
+    std::int64_t total = m_lodBytes;
+    if (m_lodUneven) {
+        total = 0;
+        for (std::size_t i = 0; i < m_lodEntries.size();) {
+            const auto [key, mesh] = m_lodEntries[i];
+            assert(mesh != __null);
+            const auto levels = m_lodCache.find(mesh);
+            if (levels == m_lodCache.end()) {
+                m_lodEntries[i] = m_lodEntries.back();
+                m_lodEntries.pop_back();
+                continue;
+            }
+            const auto [level, added] = levels->second.try_emplace(key);
+            if (added) m_lodBytes += level->second.ByteSize();
+            total += level->second.ByteSize();
+            ++i;
+        }
+        std::size_t levelCount = 0;
+        for (const auto& [mesh, levels] : m_lodCache)
+            levelCount += levels.size();
+        m_lodUneven = levelCount != m_lodEntries.size();
+    }
+    m_counters.cacheSize = total;
+
+    const std::int64_t maxBytes = std::int64_t{GetInt("P_LODcachesize")} << 10;
+    if (total <= maxBytes) return;
+    const std::int64_t average = total / std::ssize(m_lodEntries);
+    const double excess = static_cast<double>(total) - double{kept} * static_cast<double>(maxBytes);
+    auto count = static_cast<std::int64_t>(excess / static_cast<double>(average));
+    for (; count > 0 && !m_lodEntries.empty(); --count)
+        EvictLODEntry();
 }
 
 // Loads one light alone and leaves in m_lightCuller the space in which casters matter: what lies

@@ -1,7 +1,7 @@
 // Turns one room and one camera into driver calls, once per image. Owns settings, per-frame state
 // and caches; never the scene, its meshes or the driver. Sources by topic: Renderer.cpp (settings,
-// lifecycle, lights of a shadow pass), RendererFrame, RendererDraw, RendererTraversal,
-// RendererLights, RendererShadows.
+// lifecycle, trimming of the detail cache, lights of a shadow pass), RendererFrame, RendererDraw,
+// RendererDetail, RendererTraversal, RendererLights, RendererShadows.
 #pragma once
 
 #include <cstddef>
@@ -12,6 +12,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "geometry/GeoImage.h"
 #include "renderer/Culler.h"
 #include "renderer/PointerSet.h"
 #include "scene/Camera.h"
@@ -24,7 +25,6 @@
 #include "spatial/Matrix.h"
 
 class Driver;
-class GeoImage;
 class Occlusion;
 class Room;
 class Texture;
@@ -49,9 +49,9 @@ public:
     // Statistics of the last image; empty from BeginFrame to FinishFrame.
     const Statistics& Stats() const { return m_stats; }
 
-    // Drops everything kept for a mesh, an object or room that is about to go. Nothing is kept
-    // for a mesh or a texture between frames.
-    void ForgetMesh(GeoImage*) {}
+    // Drops everything kept for a mesh (which is not dereferenced: it may be gone already), an
+    // object or room that is about to go. Nothing is kept for a texture between frames.
+    void ForgetMesh(GeoImage* mesh);
     void ForgetObject(Object* object);
     void ForgetTexture(Texture*) {}
 
@@ -68,6 +68,10 @@ private:
         std::int64_t traversed = 0;
         std::int64_t rendered = 0;
         std::int64_t cachedVisibility = 0;
+        std::int64_t cacheAccesses = 0;
+        std::int64_t cacheHits = 0;
+        std::int64_t cacheEntries = 0;              // as the frame began
+        std::int64_t cacheSize = 0;                 // bytes, likewise
         std::optional<std::int64_t> shadowVolumes;  // set once shadow lights met lit objects
     };
 
@@ -76,6 +80,14 @@ private:
         bool first;            // nothing has been drawn at these pixels yet: opaque replaces
         bool spreadEmission;   // drawn once per lighting pass: emission is divided among them
         Occlusion* occlusion;  // also receives what is drawn; may be null
+    };
+
+    // Resampled levels of one mesh by their quantised detail.
+    using LevelMap = std::map<int, GeoImage>;
+    // A level that was made. Entries outlive levels that are forgotten with their mesh.
+    struct LODEntry {
+        int key;
+        GeoImage* mesh;  // the source; never dereferenced
     };
 
     // A light and its rank for one object: the smaller key matters more, then the smaller index.
@@ -104,6 +116,10 @@ private:
     LightList m_shadowLights;  // enabled lights with shadow volumes
     std::vector<RankedLight> m_rankedLights;
     std::vector<Object*> m_walkList;  // visible children, one stretch per level of the walk
+    std::unordered_map<GeoImage*, LevelMap> m_lodCache;  // by source mesh
+    std::vector<LODEntry> m_lodEntries;
+    std::int64_t m_lodBytes = 0;  // of all levels in m_lodCache
+    bool m_lodUneven = false;     // entries and levels may not be one to one
     Culler m_viewCuller;
     Culler m_lightCuller;
     std::map<Room*, VisibleSet> m_visCache;  // seen in the previous frame, with their matrices
@@ -113,12 +129,15 @@ private:
 
     // Snapshot of the settings.
     float m_lodMax = 0;
+    float m_lodScale = 0;
+    int m_lodStep = 0;
     float m_shadowLOD = 0;
     float m_lodMaxShadow = 0;
     float m_maxPolys = 0;  // samples; negative is no limit
     float m_maxShadowPolys = 0;
     int m_shaderDetail = 0;
     bool m_blendEnabled = false;
+    bool m_mipmesh = false;
     bool m_virtualLights = false;
     int m_maxLights = 0;
 
@@ -140,8 +159,16 @@ private:
     void DrawShaderList(Object* object, const ShaderList& list, const Matrix& modelView,
                         PassMode mode);
     bool DrawShader(Object* object, const Shader& shader, const Matrix& modelView, PassMode mode);
+
+    // detail
     GeoImage* GetGeoImage(Object* object, const Shader& shader, const Matrix& modelView,
                           float scale, float cap, float budget);
+    float ChooseDetail(const GeoImage& mesh, const vec3& position, float wanted, float cap,
+                       float budget) const;
+    GeoImage* FindLevel(GeoImage* mesh, int key, float detail);
+    void CleanGeoImageCache();
+    void EvictLODEntry();
+    void ForgetLevels();
 
     // traversal
     void PushObjectMatrix(const Object* object);

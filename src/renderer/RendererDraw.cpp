@@ -73,10 +73,3 @@ bool Renderer::DrawShader(Object* object, const Shader& shader, const Matrix& mo
     m_counters.polys += (std::int64_t{2} * mesh->width - 2) * (std::int64_t{mesh->height} - 1);
     return true;
 }
-
-// The mesh to draw for a shader of the object: at present always the source mesh, at its own
-// resolution whatever distance (of modelView), scale, cap and budget.
-GeoImage* Renderer::GetGeoImage(Object* object, const Shader& shader, const Matrix&, float, float,
-                                float) {
-    return shader.mesh ? shader.mesh : object->mesh;
-}

@@ -29,14 +29,20 @@ int Truncated(float value, float limit) {
 void Renderer::BeginFrame(Driver* driver) {
     m_driver = driver;
     m_lodMax = Get("P_LODmax");
+    m_lodScale = Get("P_LODscale");
+    const int lodStep = GetInt("P_LODstep");
+    if (lodStep != m_lodStep) ForgetLevels();  // their keys would mean another detail now
+    m_lodStep = lodStep;
     m_shadowLOD = Get("P_shadowLOD");
     m_lodMaxShadow = Get("P_LODmaxShadow");
     m_blendEnabled = GetBool("F_blend");
     m_shaderDetail = GetInt("P_shaderDetail");
+    m_mipmesh = GetBool("P_mipmesh");
     m_maxPolys = SampleBudget(Get("P_LODmaxPolys"));
     m_maxShadowPolys = SampleBudget(Get("P_LODmaxShadowPolys"));
     m_stats.clear();
     m_counters = Counters();
+    CleanGeoImageCache();
     m_drawnObjects.Clear();
     m_viewCuller.SetOcclusion(nullptr);
 }
@@ -190,5 +196,9 @@ void Renderer::PublishStatistics() {
     publish(stat_names::kTraversed, m_counters.traversed);
     publish(stat_names::kRendered, m_counters.rendered);
     publish(stat_names::kCachedVisibility, m_counters.cachedVisibility);
+    publish(stat_names::kCacheAccesses, m_counters.cacheAccesses);
+    publish(stat_names::kCacheHits, m_counters.cacheHits);
+    publish(stat_names::kCacheEntries, m_counters.cacheEntries);
+    publish(stat_names::kCacheSize, m_counters.cacheSize);
     if (m_counters.shadowVolumes) publish(stat_names::kShadowVolumes, *m_counters.shadowVolumes);
 }

@@ -83,7 +83,8 @@ TEST(GeoImage, CopiesAllButDerivedData) {
     GeoImage mesh = BentGrid(3, 4);
     mesh.error = 0.5F;
     mesh.wrapRows = true;
-    mesh.AddToken(7);
+    for (const std::uint32_t token : {9U, 7U, 8U, 7U})
+        mesh.AddToken(token);
     GeoImage copy(mesh);
     GeoImage assigned = BentGrid(9, 9);
     assigned.AddToken(8);
@@ -98,7 +99,7 @@ TEST(GeoImage, CopiesAllButDerivedData) {
         EXPECT_TRUE(other->wrapRows);
         EXPECT_FALSE(other->HasToken(7) || other->HasToken(8));
     }
-    EXPECT_TRUE(mesh.HasToken(7));
+    EXPECT_TRUE(mesh.HasToken(7) && mesh.HasToken(8) && mesh.HasToken(9));
     EXPECT_FALSE(mesh.SetSize(1 << 20, 1 << 20));
     EXPECT_EQ(mesh.samples, nullptr);
     EXPECT_TRUE(copy.SetSize(0, 5));

@@ -1,0 +1,322 @@
+// Which level of a mesh is drawn, what the cache of levels keeps and what it counts.
+#include <gtest/gtest.h>
+
+#include "support/RecordingDriver.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <limits>
+#include <map>
+#include <random>
+#include <set>
+#include <utility>
+#include <vector>
+
+#include "geometry/GeoImage.h"
+#include "renderer/Renderer.h"
+#include "settings/StatisticNames.h"
+#include "support/SceneBuilder.h"
+
+namespace {
+
+using Size = std::pair<int, int>;  // rows, columns
+constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
+
+Size SizeOf(const GeoImage& mesh) {
+    return {mesh.height, mesh.width};
+}
+
+struct DetailTest : testing::Test {
+    TestScene scene;
+    Renderer renderer;
+    RecordingDriver driver;
+    Camera camera;  // fov 60, looks along -z from the origin; the view is 480 pixels high
+
+    GeoImage* Mesh(int size, float error) {
+        GeoImage* mesh = scene.Quad(1, size);
+        mesh->error = error;
+        return mesh;
+    }
+    Object* Place(const std::string& name, GeoImage* mesh, float distance) {
+        return scene.AddPlain(scene.room, name, mesh, {0, 0, -distance});
+    }
+    // The meshes that were drawn.
+    std::vector<GeoImage*> Draw() {
+        driver.TakeLog();
+        renderer.BeginFrame(&driver);
+        renderer.Render(&scene.room, camera);
+        renderer.FinishFrame();
+        std::vector<GeoImage*> meshes;
+        for (const auto& draw : driver.draws)
+            meshes.push_back(draw.mesh);
+        return meshes;
+    }
+    float Stat(const char* name) const { return Statistic(renderer.Stats(), name); }
+    std::ptrdiff_t Purges() const {
+        return std::count(driver.log.begin(), driver.log.end(), "Purge unnamed");
+    }
+};
+
+// The cache as the rules say it, entry by entry.
+struct Twin {
+    using Entry = std::pair<int, const GeoImage*>;
+    std::map<const GeoImage*, std::map<int, Size>> cache;
+    std::set<const GeoImage*> changed;  // since it was last drawn
+    std::vector<Entry> entries;
+    float hits = 0;
+    std::ptrdiff_t purges = 0;
+    std::int64_t size = 0;
+
+    void Evict() {
+        const std::size_t i = static_cast<std::size_t>(std::rand()) % entries.size();
+        const auto [key, mesh] = entries[i];
+        if (cache.contains(mesh) && cache[mesh].erase(key) != 0) {
+            ++purges;
+            if (cache[mesh].empty()) cache.erase(mesh);
+        }
+        entries[i] = entries.back();
+        entries.pop_back();
+    }
+    void Clean(int maxEntries, std::int64_t maxBytes, float drain) {
+        purges = size = 0;
+        hits = 0;
+        const int n = static_cast<int>(entries.size());
+        const int keep = static_cast<int>((1 - drain) * static_cast<float>(maxEntries));
+        for (int i = 0; n > maxEntries && i < n - keep; ++i)
+            Evict();
+        for (std::size_t i = 0; i < entries.size();) {
+            const auto [key, mesh] = entries[i];
+            if (cache.contains(mesh)) {
+                const auto [rows, columns] = cache[mesh][key];
+                size += 32 * rows * columns + 72;
+                ++i;
+            } else {
+                entries[i] = entries.back();
+                entries.pop_back();
+            }
+        }
+        if (size <= maxBytes) return;
+        const std::int64_t average = size / static_cast<std::int64_t>(entries.size());
+        const double excess =
+            static_cast<double>(size) - (1 - drain) * static_cast<double>(maxBytes);
+        for (int i = 0; i < static_cast<int>(excess / static_cast<double>(average)); ++i) {
+            if (!entries.empty()) Evict();
+        }
+    }
+    Size Find(const GeoImage& mesh, float distance, int step) {
+        const float d = std::min(mesh.error > 0 ? mesh.ProjectedError(distance, 480, 60) : 1, 1.0F);
+        const int key =
+            static_cast<int>(static_cast<float>(step * std::max(mesh.width, mesh.height)) * d);
+        if (changed.erase(&mesh) != 0) cache.erase(&mesh);
+        auto& levels = cache[&mesh];
+        if (levels.contains(key) && levels[key].first > 0) {
+            ++hits;
+            return levels[key];
+        }
+        if (d == 1) {
+            ++hits;
+            return SizeOf(mesh);
+        }
+        if (!levels.contains(key)) entries.push_back({key, &mesh});
+        const auto side = [d](int samples) {
+            return std::max(static_cast<int>(std::ceil(d * static_cast<float>(samples))), 4);
+        };
+        return levels[key] = {side(mesh.height), side(mesh.width)};
+    }
+};
+
+}  // namespace
+
+TEST_F(DetailTest, DetailFollowsDistanceSettingsAndCaps) {
+    GeoImage* mesh = Mesh(65, 10);
+    Object* object = Place("object", mesh, 5);
+    const auto side = [&](float distance) {
+        object->SetPosition({0, 0, -distance});
+        return Draw().front()->width;
+    };
+    EXPECT_EQ(Draw().front(), mesh);
+    EXPECT_EQ(side(20), 57);
+    EXPECT_EQ(side(100), 12);
+    EXPECT_EQ(side(0), 65);
+    renderer.Set("P_LODscale", 4);
+    EXPECT_EQ(side(100), 23);
+    renderer.Set("P_LODmax", 1.5F);
+    EXPECT_EQ(side(5), 98);
+    renderer.Set("P_LODmaxPolys", 3.5F);  // the budget is linear: 3162 / 4225 of the side
+    EXPECT_EQ(side(5), 49);
+    renderer.Set("P_LODmaxPolys", 0);
+    EXPECT_EQ(side(5), 4);
+    renderer.Set("P_LODmaxPolys", -1);
+
+    renderer.Set("P_LODscale", 1);
+    renderer.Set("P_LODmax", 1);
+    for (const float error : {0.0F, -1.0F}) {
+        mesh->error = error;
+        for (const float distance : {5.0F, 100.0F}) {
+            object->SetPosition({0, 0, -distance});
+            EXPECT_EQ(Draw().front(), mesh);
+            EXPECT_EQ(Stat(stat_names::kCacheAccesses), error < 0 ? 0 : 1);
+            EXPECT_EQ(Stat(stat_names::kCacheHits), error < 0 ? 0 : 1);
+        }
+    }
+    mesh->error = 0;
+    renderer.Set("P_LODmax", 2);
+    renderer.Set("P_LODscale", 4);
+    EXPECT_EQ(side(100), 130);
+}
+
+TEST_F(DetailTest, LevelsAreSharedByKeyAndMadeAnewAfterAReload) {
+    GeoImage* mesh = Mesh(65, 10);
+    Place("a", mesh, 20);
+    Place("b", mesh, 19.98F);  // 450.3 and 450.8 of 520 steps
+    Place("c", mesh, 19.9F);
+    const std::vector<GeoImage*> drawn = Draw();
+    ASSERT_EQ(drawn.size(), 3U);
+    EXPECT_EQ(drawn[0], drawn[1]);
+    EXPECT_NE(drawn[1], drawn[2]);
+    EXPECT_EQ(Stat(stat_names::kCacheAccesses), 3);
+    EXPECT_EQ(Stat(stat_names::kCacheHits), 1);
+    EXPECT_EQ(Stat(stat_names::kCacheEntries), 0);
+    EXPECT_FLOAT_EQ(drawn[0]->radius, mesh->radius);
+    EXPECT_NEAR(Length(drawn[0]->At(3, 5).normal), 1, 1e-6);
+
+    EXPECT_EQ(Draw(), drawn);
+    EXPECT_EQ(Stat(stat_names::kCacheHits), 3);
+    EXPECT_EQ(Stat(stat_names::kCacheEntries), 2);
+    EXPECT_EQ(Stat(stat_names::kCacheSize), 2 * (32 * 57 * 57 + 72));
+
+    for (int i = 0; i < 65 * 65; ++i)
+        mesh->samples[i].position *= 2;
+    mesh->Finish(true);
+    EXPECT_FLOAT_EQ(Draw()[0]->radius, mesh->radius);
+    EXPECT_EQ(Stat(stat_names::kCacheHits), 1);
+    renderer.Set("P_LODstep", 1);  // a and c share their key now
+    Draw();
+    EXPECT_EQ(Stat(stat_names::kCacheHits), 2);
+    EXPECT_EQ(Stat(stat_names::kCacheSize), 0);
+    EXPECT_EQ(Purges(), 0);
+}
+
+TEST_F(DetailTest, TrimsEvictALittleMoreThanTheExcess) {
+    for (int i = 0; i < 7; ++i)
+        Place(std::to_string(i), Mesh(9, 1), 10);
+    renderer.Set("P_LODcache", 2);
+    Draw();
+    Draw();
+    EXPECT_EQ(Purges(), 4);  // down to 0.9 x 4, truncated
+    EXPECT_EQ(Stat(stat_names::kCacheEntries), 7);
+    EXPECT_EQ(Stat(stat_names::kCacheSize), 3 * (32 * 16 + 72));
+    EXPECT_EQ(Stat(stat_names::kCacheHits), 3);
+    renderer.Set("P_LODdrain", 1);
+    Draw();
+    EXPECT_EQ(Purges(), 7);
+}
+
+// Objects all over the view, meshes that are reloaded and forgotten, and settings that change.
+TEST_F(DetailTest, AgreesWithTheTwinOnALongFlight) {
+    std::mt19937 random(6);
+    std::vector<GeoImage*> meshes;
+    for (int i = 0; i < 60; ++i) {
+        meshes.push_back(Mesh(5 + static_cast<int>(random() % 30), static_cast<float>(i % 6)));
+        for (const float depth : {0.0F, 20.0F}) {
+            Object* object = Place(std::to_string(2 * i + (depth > 0 ? 1 : 0)), meshes[i], depth);
+            object->shaders[PassBase].front().thick = static_cast<float>(i);
+        }
+    }
+    Twin twin;
+    int step = 8;
+    int cacheBits = 12;
+    std::ptrdiff_t purges = 0;
+    renderer.Set("P_LODcachesize", 256);
+    for (unsigned frame = 0; frame < 1500 && !HasFailure(); ++frame) {
+        SCOPED_TRACE(frame);
+        camera.pos.z = static_cast<float>(random() % 1000) / 25;
+        camera.lookat = camera.pos + vec3{0, 0, -1};
+        if (frame % 40 == 39) cacheBits = 4 + static_cast<int>(random() % 6);
+        renderer.Set("P_LODcache", static_cast<float>(cacheBits));
+        GeoImage* chosen = meshes[random() % meshes.size()];
+        if (random() % 4 == 0) {
+            chosen->Finish(true);
+            if (chosen->error >= 0) twin.changed.insert(chosen);
+        } else if (random() % 4 == 0) {
+            renderer.ForgetMesh(chosen);
+            twin.cache.erase(chosen);
+        }
+        if (frame % 200 == 199) {
+            step = 1 + step % 16;
+            renderer.Set("P_LODstep", static_cast<float>(step));
+            twin.cache.clear();
+        }
+        std::srand(frame);
+        Draw();
+        std::srand(frame);
+        twin.Clean(1 << cacheBits, 256 << 10, 0.1F);
+        for (const auto& draw : driver.draws) {
+            const GeoImage& source = *meshes[static_cast<std::size_t>(draw.shader.thick)];
+            const float distance = Length(draw.modelView.Translation());
+            EXPECT_EQ(SizeOf(*draw.mesh), twin.Find(source, distance, step));
+        }
+        EXPECT_EQ(Stat(stat_names::kCacheSize), static_cast<float>(twin.size));
+        EXPECT_EQ(Stat(stat_names::kCacheHits), twin.hits);
+        EXPECT_EQ(Stat(stat_names::kCacheAccesses), static_cast<float>(driver.draws.size()));
+        EXPECT_EQ(Purges(), twin.purges);
+        EXPECT_LE(twin.entries.size(), (1U << cacheBits) + driver.draws.size());
+        purges += twin.purges;
+    }
+    EXPECT_GT(purges, 1000);
+}
+
+// Nothing crashes, and nothing grows beyond what a mesh may be; what cannot be made is drawn as
+// it is.
+TEST_F(DetailTest, OddSettingsAndMeshesAreDrawnSomehow) {
+    const Size sizes[] = {{1, 1}, {1, 9}, {9, 1}, {2, 2}, {0, 0}};
+    std::vector<GeoImage> odd(std::size(sizes));
+    for (std::size_t i = 0; i < odd.size(); ++i) {
+        odd[i].SetSize(sizes[i].first, sizes[i].second);
+        for (int k = 0; k < sizes[i].first * sizes[i].second; ++k)
+            odd[i].samples[k] = {{1, static_cast<float>(k), 0}, {0, 0, 1}, 0, 0};
+        odd[i].Finish(true);
+        odd[i].radius = 2;
+        odd[i].error = 3;
+        Place("odd" + std::to_string(i), &odd[i], 7);
+    }
+    Place("usual", Mesh(33, 10), 20);
+    const auto usual = [&] {
+        std::vector<Size> drawn;
+        for (const GeoImage* mesh : Draw())
+            drawn.push_back(SizeOf(*mesh));
+        return drawn;
+    };
+    const std::vector<Size> before = usual();
+    EXPECT_EQ(before.size(), odd.size() + 1);
+    const std::pair<const char*, float> settings[] = {
+        {"P_LODmax", 1},    {"P_LODscale", 1},         {"P_LODmaxPolys", -1}, {"P_LODstep", 8},
+        {"P_LODcache", 12}, {"P_LODcachesize", 32768}, {"P_LODdrain", 0.1F},
+    };
+    for (const auto& [name, initial] : settings) {
+        for (const float value : {kNan, -1e30F, 1e30F}) {
+            renderer.Set(name, value);
+            Draw();
+            Draw();
+            renderer.Set(name, initial);
+            Draw();
+            EXPECT_EQ(usual(), before) << name << " " << value;
+        }
+    }
+    for (const float fov : {0.0F, -60.0F, 180.0F, kNan}) {
+        camera.fov = fov;
+        Draw();
+    }
+    camera.fov = 60;
+    EXPECT_EQ(usual(), before);
+
+    GeoImage* huge = Mesh(1025, 0);
+    Place("huge", huge, 30);
+    renderer.Set("P_LODmax", 20);
+    renderer.Set("P_LODscale", 400);
+    for (int i = 0; i < 2; ++i) {
+        const std::vector<GeoImage*> drawn = Draw();
+        EXPECT_EQ(std::count(drawn.begin(), drawn.end(), huge), 1);
+    }
+}
