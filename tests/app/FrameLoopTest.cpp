@@ -80,7 +80,7 @@ TEST_F(FrameLoopTest, CallsTheDriverInOrder) {
     m_driver.reported["cache entries"] = 7;
     m_app.shell.showStats = true;
     EXPECT_THAT(Frame(),
-                testing::MatchesRegex("f0 fov=60.0 F[0-9.inf]+ L1.0 H-?nan%/0/0.0M D-?nan%/7/0.0M "
+                testing::MatchesRegex("f0 fov=60.0 F[0-9.inf]+ L1.0 H100%/0/0.0M D-?nan%/7/0.0M "
                                       "V1\\(0\\)/2,1,2 P1    \r"));
     EXPECT_EQ(Calls(),
               "SetWindow; Purge released; SetViewport 0 0 64 48; ColorMask 111; Clear depth; "
