@@ -1,0 +1,252 @@
+// Stencil shadows against rays: a pixel is dark for a light exactly when the segment from its
+// surface to the light meets a caster. Random scenes of closed meshes; surfaces are unlit, so that
+// a pixel's brightness counts the lights that reach it.
+#include "drivers/GLFixture.h"
+#include "support/SceneBuilder.h"
+
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+#include <random>
+
+#include "renderer/Renderer.h"
+
+namespace {
+
+constexpr float kShade = 0.25F;    // added once for being seen, and once by every light
+constexpr float kSkin = 1e-3F;     // a segment starts this far off its surface
+constexpr float kGrazing = 0.15F;  // cosine below which rounding decides what faces the light
+constexpr float kEndBand = 0.05F;  // far ends of volumes are flat, distances to a light are not
+constexpr int kAnyCount = -1;      // of lights, where the pixel tells nothing
+constexpr float kTurn = 2 * std::numbers::pi_v<float>;
+
+struct Triangle {
+    vec3 a, b, c;
+    vec3 normal;  // outward, unit length
+};
+
+// What the tracer knows of one object.
+struct Body {
+    vec3 centre;
+    float radius;
+    bool casts;
+    std::vector<Triangle> triangles;
+};
+
+// Distance along the unit direction; negative when the line misses.
+float Meet(const Triangle& t, const vec3& from, const vec3& along) {
+    const vec3 p = Cross(along, t.c - t.a);
+    const vec3 q = Cross(from - t.a, t.b - t.a);
+    const float det = Dot(t.b - t.a, p);
+    const float u = Dot(from - t.a, p) / det;
+    const float v = Dot(along, q) / det;
+    return u >= 0 && v >= 0 && u + v <= 1 ? Dot(t.c - t.a, q) / det : -1;
+}
+
+class ShadowTruth : public GLFixture, public testing::WithParamInterface<unsigned> {
+protected:
+    // The object that a pixel shows, and how many lights reach it there.
+    struct Seen {
+        const Body* body = nullptr;
+        int lights = kAnyCount;
+        bool operator==(const Seen&) const = default;
+    };
+
+    TestScene m_scene;
+    std::deque<GeoImage> m_meshes;
+    std::vector<Body> m_bodies;
+    std::vector<Light*> m_lights;
+    Renderer m_renderer;
+    Camera m_camera;
+    std::mt19937 m_random{GetParam()};
+
+    float Between(float low, float high) {
+        return low + (high - low) * static_cast<float>(m_random()) * 0x1p-32F;
+    }
+    vec3 Within(const vec3& low, const vec3& high) {
+        return {Between(low.x, high.x), Between(low.y, high.y), Between(low.z, high.z)};
+    }
+
+    // A sphere, a box with bevelled edges, or a torus, which is closed by both seams.
+    GeoImage RandomSolid(float size) {
+        GeoImage mesh = SphereMesh(size, 13, 17);
+        const unsigned kind = m_random() % 3;
+        mesh.wrapRows = kind == 2;
+        for (int i = 0; kind > 0 && i < mesh.width * mesh.height; ++i) {
+            vec3& p = mesh.samples[i].position;
+            const float around = kTurn * static_cast<float>(i % 17 % 16) / 16;
+            const float tube = kTurn * static_cast<float>(i / 17 % 12) / 12;
+            const float ring = 1 + 0.4F * std::cos(tube);
+            const float most = std::max({std::abs(p.x), std::abs(p.y), std::abs(p.z)}) / 0.8F;
+            p = kind == 1 ? p * (size / most)
+                          : size * vec3{ring * std::sin(around), -0.4F * std::sin(tube),
+                                        ring * std::cos(around)};
+        }
+        mesh.Finish(true);
+        return mesh;
+    }
+    void Add(GeoImage solid, const vec3& pos, const vec3& point, const vec3& up, bool casts) {
+        GeoImage& mesh = m_meshes.emplace_back(std::move(solid));
+        mesh.error = -1;
+        Object* object = m_scene.Add(m_scene.room, std::to_string(m_bodies.size()), &mesh, pos);
+        object->point = point;
+        object->up = up;
+        object->shadow = casts;
+        object->shaders[PassLight].push_back(Unlit({kShade, kShade, kShade, 1}));
+        object->shaders[PassLight].back().blend = BlendOpaque;
+
+        Body body{pos, mesh.radius, casts, {}};
+        const Matrix frame = Matrix::Frame(pos, point, up);
+        for (int i = 0; i < 2 * (mesh.width - 1) * (mesh.height - 1); ++i) {
+            const int row = i / 2 / (mesh.width - 1);
+            const int column = i / 2 % (mesh.width - 1);
+            const auto at = [&](int down, int right) {
+                return frame.Transform(mesh.At(row + down, column + right).position);
+            };
+            const vec3 b = i % 2 == 0 ? at(0, 1) : at(1, 0);
+            const vec3 c = i % 2 == 0 ? at(1, 0) : at(0, 1);
+            const vec3 a = at(i % 2, i % 2);
+            body.triangles.push_back({a, b, c, Normalise(Cross(c - a, b - a))});
+        }
+        m_bodies.push_back(std::move(body));
+    }
+    // Neither the eye nor a light lies within it.
+    void AddCaster(const vec3& pos) {
+        float size = std::min(Between(0.5F, 1), 0.5F * Length(pos - m_camera.pos));
+        for (const Light* light : m_lights)
+            size = std::min(size, 0.5F * Length(pos - light->pos));
+        Add(RandomSolid(size), pos, Within({-1, -1, -1}, {1, 1, 1}), {0.1F, 1, 0.2F}, true);
+    }
+    // A wall and a floor, casters before them, lights above or before them all.
+    void Build(int casters, int lights) {
+        m_camera.pos = Within({-2, 0, 4}, {2, 2, 6});
+        m_camera.lookat = Within({-0.5F, -0.8F, -1}, {0.5F, 0, 0});
+        Add(SquareMesh(9, 0, 7), {0, 0, -5}, {0, 0, 1}, {0, 1, 0}, false);
+        Add(SquareMesh(9, 0, 7), {0, -2, 0}, {0, 1, 0}, {0, 0, -1}, false);
+        for (int i = 0; i < lights; ++i) {
+            const vec3 place = Within({-6, 2.5F, -2}, {6, 6, 8});
+            m_lights.push_back(m_scene.AddLight(std::to_string(i), place));
+        }
+        for (int i = 0; i < casters; ++i)
+            AddCaster(Within({-2, -1, -3}, {2, 1.2F, 1.5F}));
+    }
+
+    // Calls visit(body, triangle, distance) for all that a line meets ahead.
+    template <class Visit>
+    void MeetAll(const vec3& from, const vec3& along, Visit visit) const {
+        for (const Body& body : m_bodies) {
+            const vec3 offset = body.centre - from;
+            if (Length(Cross(offset, along)) > 1.01F * body.radius) continue;
+            for (const Triangle& triangle : body.triangles) {
+                const float distance = Meet(triangle, from, along);
+                if (distance > kSkin) visit(body, triangle, distance);
+            }
+        }
+    }
+    // A closed caster is met exactly when its far side is; its volume reaches from there as far
+    // as the light's shadows are long.
+    int Reaches(const Light& light, const vec3& point, const vec3& normal) const {
+        const vec3 along = Normalise(light.pos - point);
+        int reaches = Dot(normal, along) < kGrazing ? kAnyCount : 1;
+        MeetAll(point, along, [&](const Body& body, const Triangle& triangle, float distance) {
+            if (!body.casts || Dot(triangle.normal, along) >= 0 || reaches == kAnyCount) return;
+            if (distance > Length(light.pos - point)) return;
+            if (distance < light.shadowlen) reaches = 0;
+            if (std::abs(distance - light.shadowlen) < kEndBand) reaches = kAnyCount;
+        });
+        return reaches;
+    }
+    Seen Trace(int x, int y) const {
+        const Matrix eye = Matrix::Frame(m_camera.pos, m_camera.pos - m_camera.lookat, m_camera.up);
+        const float pixel = 2 * std::tan(m_camera.fov * kTurn / 720) / kHeight;
+        const vec3 along =
+            Normalise(eye.Rotate({(static_cast<float>(x) + 0.5F - 0.5F * kWidth) * pixel,
+                                  (0.5F * kHeight - static_cast<float>(y) - 0.5F) * pixel, -1}));
+        float nearest = 1000;
+        Seen seen;
+        vec3 normal;
+        MeetAll(m_camera.pos, along, [&](const Body& body, const Triangle& triangle, float ahead) {
+            if (ahead > nearest || Dot(triangle.normal, along) >= 0) return;
+            nearest = ahead;
+            normal = triangle.normal;
+            seen = {&body, 0};
+        });
+        for (const Light* light : m_lights) {
+            if (!light->active || seen.lights == kAnyCount) continue;
+            const int reaches = Reaches(*light, m_camera.pos + along * nearest, normal);
+            seen.lights = reaches == kAnyCount ? kAnyCount : seen.lights + reaches;
+        }
+        return seen;
+    }
+
+    // Pixels next to an edge of anything are left out. Faces of volumes that are clipped at the
+    // border of the view may leave a pinhole between them: one pixel is let pass.
+    void ExpectTruth() {
+        StartFrame();
+        m_renderer.Set("F_shadows", 1);
+        m_renderer.BeginFrame(m_driver.get());
+        m_renderer.Render(&m_scene.room, m_camera);
+        m_renderer.FinishFrame();
+        Shoot();
+        std::vector<Seen> truth;
+        for (int i = 0; i < kWidth * kHeight; ++i)
+            truth.push_back(Trace(i % kWidth, i / kWidth));
+        const auto active = std::count_if(m_lights.begin(), m_lights.end(),
+                                          [](const Light* light) { return light->active; });
+        int lit = 0;
+        int dark = 0;  // for one light at least
+        int wrong = 0;
+        for (int i = kWidth + 1; i < kWidth * (kHeight - 1) - 1; ++i) {
+            const auto at = truth.begin() + i;
+            bool edge = at->lights == kAnyCount;
+            for (const int row : {-kWidth, 0, kWidth})
+                edge = edge || std::count(at + row - 1, at + row + 2, *at) != 3;
+            if (edge) continue;
+            ++(at->lights == active ? lit : dark);
+            const Rgb color = At(i % kWidth, i / kWidth);
+            if (std::lround(color.r / 255.0 / kShade) != 1 + at->lights) ++wrong;
+        }
+        EXPECT_LE(wrong, 1);
+        EXPECT_GE(dark, kWidth * kHeight / 100);
+        EXPECT_GE(lit, kWidth * kHeight / 10);
+    }
+};
+
+}  // namespace
+
+TEST_P(ShadowTruth, SeveralCastersUnderOneAndTwoLights) {
+    Build(5, 2);
+    ExpectTruth();
+    m_lights[0]->active = false;
+    ExpectTruth();
+    m_lights[1]->shadowlen = Between(2.5F, 4.5F);
+    ExpectTruth();
+}
+
+// Behind one another as the light sees them: one volume lies in the next.
+TEST_P(ShadowTruth, VolumesInsideVolumes) {
+    Build(1, 1);
+    const vec3 step = (m_bodies.back().centre - m_lights[0]->pos) * 0.2F;
+    for (const float steps : {1.2F, 2.0F, 3.0F, 4.0F})
+        AddCaster(m_lights[0]->pos + step * steps + Within({0, 0, 0}, {0.2F, 0.2F, 0.2F}));
+    ExpectTruth();
+}
+
+TEST_P(ShadowTruth, TheEyeInsideAVolume) {
+    Build(3, 1);
+    AddCaster(m_camera.pos + 0.35F * (m_lights[0]->pos - m_camera.pos));
+    ExpectTruth();
+}
+
+// Nothing of what casts is in view.
+TEST_P(ShadowTruth, CastersOutsideTheView) {
+    Build(0, 1);
+    m_lights[0]->pos = m_camera.pos + vec3{Between(-3, 3), Between(2, 4), Between(0, 4)};
+    for (int i = 0; i < 3; ++i) {
+        const vec3 target = Within({-2, -2, -4}, {2, 0, -1});
+        AddCaster(m_lights[0]->pos + Between(0.2F, 0.4F) * (target - m_lights[0]->pos));
+    }
+    ExpectTruth();
+}
+
+INSTANTIATE_TEST_SUITE_P(Random, ShadowTruth, testing::Range(1U, 7U));
