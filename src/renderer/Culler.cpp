@@ -65,9 +65,11 @@ void Culler::Begin(float height, float fov, bool record) {
     m_occlusion = nullptr;
     m_scale = height / HalfViewTangent(fov) * 0.5F;
     m_recording = record;
+    if (m_recording) VisibilityStream::Shared().Open();
 }
 
 void Culler::End() {
+    if (m_recording) VisibilityStream::Shared().Close();
     m_recording = false;
 }
 
@@ -78,16 +80,18 @@ bool Culler::AddPlane(const vec3& point, const vec3& normal) {
 }
 
 bool Culler::TestObject(Object* object) {
-    return TestSphere(object, m_matrix.Translation()) && TestMesh(object);
+    return TestSphere(object, Origin()) && TestMesh(object);
 }
 
-bool Culler::TestSphere(Object* object, const vec3& origin) {
+bool Culler::TestSphere(Object* object, const VisibilityStream::Origin& origin) {
     if (!object || m_rejected.Contains(object)) return false;
+    const vec3 centre{static_cast<float>(origin[0]), static_cast<float>(origin[1]),
+                      static_cast<float>(origin[2])};
     const float radius = OwnRadius(object->mesh);
-    const float pixels = radius * m_scale / std::max(-origin.z, kNearestMesh);
-    if (!(pixels >= kMinPixels)) return Reject(object);  // not a number is not visible either
-    if (!object->mesh || SphereOutside(m_planes, origin, radius, kAllPlanes) != 0) {
-        return Reject(object);
+    const float pixels = radius * m_scale / std::max(-centre.z, kNearestMesh);
+    if (!(pixels >= kMinPixels)) return RejectTiny(object, origin);  // nor is what is no number
+    if (!object->mesh || SphereOutside(m_planes, centre, radius, kAllPlanes) != 0) {
+        return Reject(object, origin);
     }
     return true;
 }
@@ -96,13 +100,23 @@ bool Culler::TestMesh(Object* object) {
     const Box box{object->mesh->boundsMin, object->mesh->boundsMax};
     if (BoxTouchesInside(m_planes, box, m_matrix) && BoxUnoccluded(box) &&
         SphereUnoccluded(m_matrix.Translation(), object->mesh->radius)) {
+        if (m_recording) VisibilityStream::Shared().Seen(Origin(), object->mesh->radius);
         return true;
     }
-    return Reject(object);
+    return Reject(object, Origin());
 }
 
-bool Culler::Reject(Object* object) {
+bool Culler::RejectTiny(Object* object, const VisibilityStream::Origin& origin) {
     m_rejected.Insert(object);
+    if (m_recording && object->mesh) VisibilityStream::Shared().Tiny(origin, object->mesh->radius);
+    return false;
+}
+
+bool Culler::Reject(Object* object, const VisibilityStream::Origin& origin) {
+    m_rejected.Insert(object);
+    if (m_recording && object->mesh) {
+        VisibilityStream::Shared().Rejected(origin, object->mesh->radius);
+    }
     return false;
 }
 
@@ -150,6 +164,7 @@ void Culler::WalkNode(Octree& node, std::vector<Object*>& out) {
     Box bounds;
     node.GetBounds(bounds.min, bounds.max, true);
     const bool accepted = AcceptNode(node, bounds);
+    if (m_recording) RecordNode(accepted, bounds);
     if (accepted) node.Objects(out);
     for (int i = 0; i < 8; ++i) {
         Octree* child = node.Child(i);
@@ -160,6 +175,14 @@ void Culler::WalkNode(Octree& node, std::vector<Object*>& out) {
             // Nodes out of view split too, so that turning to them costs no more than one level.
             child->GetBounds(bounds.min, bounds.max, true);
         }
+    }
+}
+
+void Culler::RecordNode(bool accepted, const Box& bounds) const {
+    if (accepted) {
+        VisibilityStream::Shared().NodeAccepted(m_matrix, bounds);
+    } else {
+        VisibilityStream::Shared().NodeRejected(m_matrix, bounds);
     }
 }
 

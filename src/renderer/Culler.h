@@ -7,6 +7,7 @@
 #include "renderer/PointerSet.h"
 #include "spatial/Matrix.h"
 #include "spatial/Plane.h"
+#include "spatial/VisibilityStream.h"
 
 class GeoImage;
 class Object;
@@ -34,7 +35,7 @@ public:
     bool TestObject(Object* object);
     // The same in two steps, for walks that meet many objects out of view: the first needs only
     // the object's origin in camera space, the second, after it, the matrix.
-    bool TestSphere(Object* object, const vec3& origin);
+    bool TestSphere(Object* object, const VisibilityStream::Origin& origin);
     bool TestMesh(Object* object);
     // Appends the children found by walking the object's octree under the current matrix.
     void VisibleChildren(Object* object, std::vector<Object*>& out);
@@ -54,9 +55,12 @@ private:
     Matrix m_matrix;
     Occlusion* m_occlusion = nullptr;
 
-    bool Reject(Object* object);
+    VisibilityStream::Origin Origin() const { return {m_matrix[12], m_matrix[13], m_matrix[14]}; }
+    bool RejectTiny(Object* object, const VisibilityStream::Origin& origin);
+    bool Reject(Object* object, const VisibilityStream::Origin& origin);
     bool BoxUnoccluded(const Box& box) const;
     bool SphereUnoccluded(const vec3& centre, float radius) const;
     bool AcceptNode(const Octree& node, const Box& bounds) const;
+    void RecordNode(bool accepted, const Box& bounds) const;
     void WalkNode(Octree& node, std::vector<Object*>& out);
 };

@@ -174,7 +174,7 @@ private:
     void PushObjectMatrix(const Object* object);
     void PopObjectMatrix() { m_matrixStack.pop_back(); }
     void Traverse(Object* object, bool moreFollow, VisibleSet& cacheEntry, bool record);
-    vec3 OriginOf(const Object* object) const;
+    VisibilityStream::Origin OriginOf(const Object* object) const;
     // Calls visit for every child that the culler finds under its current matrix.
     template <class Visit>
     void VisitVisibleChildren(Culler& culler, Object* object, Visit visit);

@@ -16,12 +16,12 @@ void Renderer::PushObjectMatrix(const Object* object) {
 }
 
 // Where the object's matrix would put its origin, in the very arithmetic of the matrix product.
-vec3 Renderer::OriginOf(const Object* object) const {
+VisibilityStream::Origin Renderer::OriginOf(const Object* object) const {
     const Matrix& parent = m_matrixStack.back();
     const vec3& pos = object->pos;
     const auto along = [&](int row) {
-        return static_cast<float>(parent[row] * pos.x + parent[4 + row] * pos.y +
-                                  parent[8 + row] * pos.z + parent[12 + row]);
+        return 0.0 + parent[row] * pos.x + parent[4 + row] * pos.y + parent[8 + row] * pos.z +
+               parent[12 + row];
     };
     return {along(0), along(1), along(2)};
 }

@@ -4,6 +4,8 @@
 
 #include "support/RecordingDriver.h"
 
+#include <filesystem>
+#include <fstream>
 #include <random>
 #include <set>
 
@@ -282,6 +284,39 @@ TEST(Visibility, BillboardsAndWhatHangsOnThemAreNeverTrustedForTheNextFrame) {
         DrawFrame(renderer, driver, &scene.room, LookAt({0, 0, 0}, {0, 0, -1}));
     EXPECT_EQ(driver.draws.size(), 4U);
     EXPECT_EQ(Statistic(renderer.Stats(), stat_names::kCachedVisibility), 0);
+}
+
+TEST(Visibility, RecordsEveryDecisionOfTheView) {
+    using Lines = std::multiset<std::string>;
+    const char* path = "/tmp/vis-stream";
+    std::remove(path);
+    TestScene scene;
+    RecordingDriver driver;
+    Renderer renderer;
+    GeoImage* ball = scene.Sphere(1);
+    scene.AddPlain(scene.room, "ahead", ball, {0, 0, -10});
+    scene.AddPlain(scene.room, "aside", ball, {20, 0, -10});
+    scene.AddPlain(scene.room, "tiny", scene.Sphere(0.01F), {0, 0, -10.5F});
+    Object* group = scene.Add(scene.room, "group", nullptr, {0, 0, -12});
+    scene.AddPlain(*group, "member", ball, {2, 0, 0});
+    const auto record = [&](float z) {
+        DrawFrame(renderer, driver, &scene.room, LookAt({0, 0, z}, {0, 0, z - 1}));
+        std::ifstream file(path);
+        Lines lines;
+        for (std::string line; std::getline(file, line);)
+            lines.insert(line);
+        return lines;
+    };
+    EXPECT_TRUE(record(0).empty() && !std::filesystem::exists(path));
+    renderer.Set("R_recordvis", 1);
+    EXPECT_EQ(record(0),
+              (Lines{"abb 1 0 0 0 0 1 0 0 0 0 1 0 0 0 0 1  -3 -3 -15 21 3 -9",
+                     "abb 1 0 0 0 0 1 0 0 0 0 1 0 0 0 -12 1  1 -1 -1 3 1 1", "node 0 0 -10 1",
+                     "node 2 0 -12 1", "ptl 20 0 -10 1", "tiny 0 0 -10.5 0.01"}));
+    EXPECT_EQ(record(8000), Lines{"rej 1 0 0 0 0 1 0 0 0 0 1 0 0 0 -8000 1  -3 -3 -15 21 3 -9"});
+    renderer.Set("R_recordvis", 0);
+    EXPECT_EQ(record(0).size(), 1U) << "of the view before";
+    std::remove(path);
 }
 
 // An object may go between Render and FinishFrame as well.

@@ -1,0 +1,53 @@
+// What the visibility record holds, and where it is not written.
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+
+#include <filesystem>
+
+#include "spatial/VisibilityStream.h"
+#include "support/TempFile.h"
+
+TEST(VisibilityStream, EveryLineReachesTheFileAtOnce) {
+    const TempDir folder;
+    VisibilityStream stream(folder.Write("vis", "old text that is longer than the new one\n"));
+    stream.Open();
+    EXPECT_EQ(folder.Read("vis"), "");
+    stream.Tiny({1, -2.5, 1234567}, 0.1F);
+    stream.Seen({1.0 / 3, -0.0, 1e-9}, 2);
+    stream.Rejected({0, 100000, 1e300}, 1);
+    EXPECT_EQ(folder.Read("vis"),
+              "tiny 1 -2.5 1.23457e+06 0.1\nnode 0.333333 -0 1e-09 2\nptl 0 100000 1e+300 1\n");
+    stream.Open();  // the next view
+    stream.NodeAccepted(Matrix::Frame({7, 8, 9}, {0, 0, 1}, {0, 1, 0}), {{-1, 2, 3}, {4, 5, 6.5F}});
+    stream.NodeRejected({}, {});
+    stream.Close();
+    stream.Seen({}, 0);
+    EXPECT_EQ(folder.Read("vis"),
+              "abb 1 0 0 0 0 1 0 0 0 0 1 0 7 8 9 1  -1 2 3 4 5 6.5\n"
+              "rej 1 0 0 0 0 1 0 0 0 0 1 0 0 0 0 1  0 0 0 0 0 0\n");
+}
+
+TEST(VisibilityStream, NothingButPlainFilesIsWrittenAndFailureIsForGood) {
+    const TempDir folder;
+    const std::string victim = folder.Write("victim", "precious");
+    const std::string path = folder.File("vis");
+    const auto plant = [&](int kind) {
+        if (kind == 0) std::filesystem::create_symlink(victim, path);
+        if (kind == 1) mkfifo(path.c_str(), 0600);
+        if (kind == 2) std::filesystem::create_directory(path);
+    };
+    for (int kind = 0; kind < 3; ++kind) {
+        plant(kind);
+        VisibilityStream stream(path);
+        stream.Open();
+        stream.Seen({}, 1);
+        stream.Close();
+        std::filesystem::remove(path);
+        stream.Open();
+        stream.Seen({}, 1);
+        EXPECT_EQ(folder.Read("vis"), "");
+        EXPECT_EQ(folder.Read("victim"), "precious");
+        std::filesystem::remove(path);
+    }
+}
