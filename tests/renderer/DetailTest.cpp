@@ -173,8 +173,7 @@ TEST_F(DetailTest, LevelsAreSharedByKeyAndMadeAnewAfterAReload) {
     Place("c", mesh, 19.9F);
     const std::vector<GeoImage*> drawn = Draw();
     ASSERT_EQ(drawn.size(), 3U);
-    EXPECT_EQ(drawn[0], drawn[1]);
-    EXPECT_NE(drawn[1], drawn[2]);
+    EXPECT_EQ(std::set<GeoImage*>(drawn.begin(), drawn.end()).size(), 2U);
     EXPECT_EQ(Stat(stat_names::kCacheAccesses), 3);
     EXPECT_EQ(Stat(stat_names::kCacheHits), 1);
     EXPECT_EQ(Stat(stat_names::kCacheEntries), 0);
