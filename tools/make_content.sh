@@ -53,7 +53,7 @@ mkdir -p meshes textures
 # What shows one feature: globes and hills for the level of detail (each globe twice as large as the
 # one before, with the same grid and error), sheets for many lights, a sail for the shadows.
 for size in 1 2 4 8 16; do
-    "$mesh" sphere --radius $size --rows 33 --columns 65 --error 5 meshes/globe$size
+    "$mesh" sphere --radius $size --rows 33 --columns 65 --error 6 meshes/globe$size
 done
 "$mesh" heightfield --island --seed 7 --frequency 2 --octaves 4 --width 20 --depth 20 --height 5 \
     --rows 33 --columns 33 --error 10 meshes/hill

@@ -5,8 +5,8 @@ cat <<'HEAD'
 # Five thousand objects in a cube of half side 60, coloured by where they are: red grows with x,
 # green with y, blue with z. Made by tools/make_many_scene.sh. All are children of the room, whose
 # octree finds those in view: watch V of the statistics line (objects drawn / visited) while you
-# turn, narrow the view (]) or fly (p). With so many objects the caches work at their bounds:
-# compare H and D after "r_set P_LODcachesize 1024" or "d_set GL_dlistSize 65536".
+# turn, narrow the view (]) or fly (p). "r_set P_LODstep 64" makes finer levels, more than there is
+# room for display lists: D falls until "d_set GL_dlistMax 16384" and "d_set GL_dlistSize 65536".
 room many
 
 camera pos -58,50,66
