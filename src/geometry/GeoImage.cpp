@@ -79,7 +79,7 @@ GeoImage& GeoImage::operator=(const GeoImage& other) {
 bool GeoImage::SetSize(int rows, int columns) {
     m_tokens.clear();
     m_faceNormals = {};
-    m_flat = {};
+    m_faceNormalCount = 0;
     const bool sane = rows >= 0 && columns >= 0 && std::int64_t{rows} * columns <= kMaxSamples;
     const auto count = sane ? static_cast<std::size_t>(std::int64_t{rows} * columns) : 0;
     void* grown = nullptr;

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "geometry/Float4.h"
 #include "spatial/Vec3.h"
 
 struct SilhouetteResult;
@@ -89,13 +90,21 @@ public:
     }
     void AddToken(std::uint32_t token);
     void ClearTokens() { m_tokens.clear(); }
-    std::size_t FaceNormalCount() const { return m_faceNormals.size(); }
+    // Normals that the face-normal cache holds: one a triangle, none for degenerate ones.
+    std::size_t FaceNormalCount() const { return m_faceNormalCount; }
 
 private:
+    // Normals of four neighbouring quads, (P, Q, R) before (S, R, Q), by axis and quad: four are
+    // tested at once. Zero for degenerate triangles and beyond the end of the row.
+    struct NormalBlock {
+        Float4 normals[2][3];
+    };
+    // Blocks of a row of quads.
+    std::size_t BlocksPerRow() const { return static_cast<std::size_t>(width + 2) / 4; }
     void FillFaceNormals();
 
-    std::vector<vec3> m_faceNormals;   // one per non-degenerate triangle, in scan order
-    std::vector<std::uint8_t> m_flat;  // one per triangle: 1 when degenerate, so without a normal
+    std::vector<NormalBlock> m_faceNormals;  // row by row
+    std::size_t m_faceNormalCount = 0;
     // Derived data that is valid for the present samples, ascending: asked for with every draw.
     std::vector<std::uint32_t> m_tokens;
 

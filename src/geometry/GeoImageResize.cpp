@@ -8,6 +8,8 @@
 #include <iostream>
 #include <optional>
 
+#include "geometry/Float4.h"
+
 namespace {
 
 enum Filter : int { FilterNearest, FilterBilinear, FilterBlended };
@@ -23,8 +25,7 @@ constexpr std::int32_t kSlots = kStripe * 3 / 2;
 // Samples are addressed by bytes: the inner loops are too short for a shift each.
 constexpr std::ptrdiff_t kSampleBytes = sizeof(GeoImageSample);
 
-// A sample as two vectors that fit the registers of any x86-64: fields 0 to 3 and 4 to 7.
-using Float4 [[gnu::vector_size(16)]] = float;
+// A sample as two vectors: fields 0 to 3 and 4 to 7.
 struct Fields {
     Float4 front;
     Float4 back;
@@ -33,20 +34,12 @@ static_assert(sizeof(Fields) == sizeof(GeoImageSample));
 
 // Half by half: copied as a whole, the fields would take a detour through the stack.
 Fields Load(const void* sample) {
-    Fields fields;
-    std::memcpy(&fields.front, sample, sizeof fields.front);
-    std::memcpy(&fields.back, static_cast<const char*>(sample) + sizeof fields.front,
-                sizeof fields.back);
-    return fields;
+    return {LoadFloat4(sample), LoadFloat4(static_cast<const char*>(sample) + sizeof(Float4))};
 }
 
 void Store(const Fields& fields, void* sample) {
     std::memcpy(sample, &fields.front, sizeof fields.front);
     std::memcpy(static_cast<char*>(sample) + sizeof fields.front, &fields.back, sizeof fields.back);
-}
-
-Float4 Broadcast(float value) {
-    return Float4{value, value, value, value};
 }
 
 // Product by product, never a + (b - a) * w: the two round differently.

@@ -19,9 +19,9 @@ struct SilhouetteCap {
 
 // Owned by the caller and reused from call to call, so that its lists keep their capacity.
 struct SilhouetteResult {
-    std::vector<SilhouetteEdge> edges;  // each the reverse of the facing triangle's own edge
-    std::vector<SilhouetteCap> caps;    // facing triangles, in the grid's vertex order
-    std::vector<std::uint8_t> scratch;  // working storage of the extraction
+    std::vector<SilhouetteEdge> edges;   // each the reverse of the facing triangle's own edge
+    std::vector<SilhouetteCap> caps;     // facing triangles, in the grid's vertex order
+    std::vector<std::uint64_t> scratch;  // working storage of the extraction
 };
 static_assert(sizeof(SilhouetteEdge) == 24 && sizeof(SilhouetteCap) == 36,
               "drivers hand both lists to the graphics library as packed points");
