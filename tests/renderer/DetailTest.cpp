@@ -41,7 +41,7 @@ struct DetailTest : testing::Test {
     Object* Place(const std::string& name, GeoImage* mesh, float distance) {
         return scene.AddPlain(scene.room, name, mesh, {0, 0, -distance});
     }
-    // The meshes that were drawn.
+    // The meshes that were drawn, in no order of the scene: that follows addresses.
     std::vector<GeoImage*> Draw() {
         driver.TakeLog();
         renderer.BeginFrame(&driver);
@@ -50,6 +50,7 @@ struct DetailTest : testing::Test {
         std::vector<GeoImage*> meshes;
         for (const auto& draw : driver.draws)
             meshes.push_back(draw.mesh);
+        std::sort(meshes.begin(), meshes.end());
         return meshes;
     }
     float Stat(const char* name) const { return Statistic(renderer.Stats(), name); }
@@ -285,6 +286,7 @@ TEST_F(DetailTest, OddSettingsAndMeshesAreDrawnSomehow) {
         std::vector<Size> drawn;
         for (const GeoImage* mesh : Draw())
             drawn.push_back(SizeOf(*mesh));
+        std::sort(drawn.begin(), drawn.end());
         return drawn;
     };
     const std::vector<Size> before = usual();
