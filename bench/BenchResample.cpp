@@ -5,10 +5,9 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
-#include <ctime>
-#include <limits>
 #include <random>
 
+#include "FastestTimes.h"
 #include "geometry/GeoImage.h"
 
 namespace {
@@ -72,56 +71,34 @@ GeoImage RandomMesh(int side) {
     return mesh;
 }
 
-template <class Work>
-double Nanoseconds(Work work) {
-    const auto now = [] {
-        timespec time;
-        clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
-        return 1e9 * static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec);
-    };
-    const double start = now();
-    work();
-    return now() - start;
-}
-
 bool SameSamples(const GeoImage& a, const GeoImage& b) {
     const auto count = static_cast<std::size_t>(a.width * a.height);
     return a.width == b.width && a.height == b.height &&
            std::memcmp(a.samples, b.samples, count * sizeof(GeoImageSample)) == 0;
 }
 
-// All run in turn; their fastest times are compared, since anything else on the machine only
-// adds. Arguments: side of the source, wanted side in tenths of a sample.
+// Arguments: side of the source, wanted side in tenths of a sample.
 void ResampleAgainstFourSamples(benchmark::State& state) {
     const GeoImage source = RandomMesh(static_cast<int>(state.range(0)));
     const float side = static_cast<float>(state.range(1)) / 10;
-    const auto area = static_cast<double>(state.range(1) * state.range(1)) / 100;
-    const int repeats = 1 + static_cast<int>(20000 / area);  // the clock is slow to read
+    const int repeats = 1 + static_cast<int>(20000 / (side * side));
     GeoImage plain;
     GeoImage vectorised;
     GeoImage resized;
-    const double never = std::numeric_limits<double>::infinity();
-    double fastest[3] = {never, never, never};
-    const auto time = [&](int which, auto work) {
-        const double spent = Nanoseconds([&] {
-            for (int i = 0; i < repeats; ++i)
-                work();
-        });
-        fastest[which] = std::min(fastest[which], spent);
-    };
+    FastestTimes<3> times;
     for (auto _ : state) {
-        time(0, [&] { FourSamples<false>(source, plain, side, side); });
-        time(1, [&] { FourSamples<true>(source, vectorised, side, side); });
-        time(2, [&] { GeoImage::Resize(source, resized, side, side, kBilinear); });
+        times.Run(0, repeats, [&] { FourSamples<false>(source, plain, side, side); });
+        times.Run(1, repeats, [&] { FourSamples<true>(source, vectorised, side, side); });
+        times.Run(2, repeats, [&] { GeoImage::Resize(source, resized, side, side, kBilinear); });
     }
     if (!SameSamples(plain, resized) || !SameSamples(vectorised, resized)) {
         state.SkipWithError("the results differ");
     }
-    const double samples = repeats * static_cast<double>(resized.width * resized.height);
-    state.counters["literal_ns"] = fastest[0] / samples;
-    state.counters["vectorised_ns"] = fastest[1] / samples;
-    state.counters["resize_ns"] = fastest[2] / samples;
-    state.counters["speedup"] = fastest[0] / fastest[2];
+    const double samples = static_cast<double>(resized.width * resized.height);
+    state.counters["literal_ns"] = times[0] / samples;
+    state.counters["vectorised_ns"] = times[1] / samples;
+    state.counters["resize_ns"] = times[2] / samples;
+    state.counters["speedup"] = times[0] / times[2];
 }
 BENCHMARK(ResampleAgainstFourSamples)
     ->ArgNames({"source", "tenths"})

@@ -2,12 +2,10 @@
 // Knows nothing of what a silhouette is drawn for.
 #include <benchmark/benchmark.h>
 
-#include <algorithm>
 #include <cmath>
-#include <ctime>
-#include <limits>
 #include <vector>
 
+#include "FastestTimes.h"
 #include "geometry/GeoImage.h"
 #include "geometry/Silhouette.h"
 
@@ -66,53 +64,33 @@ std::vector<vec3> FaceNormals(const GeoImage& mesh) {
     return facing;
 }
 
-template <class Work>
-double Nanoseconds(Work work) {
-    const auto now = [] {
-        timespec time;
-        clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
-        return 1e9 * static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec);
-    };
-    const double start = now();
-    work();
-    return now() - start;
-}
-
-// All run in turn; their fastest times are compared, since anything else on the machine only
-// adds. Arguments: side of the grid, relief in thousandths.
+// Arguments: side of the grid, relief in thousandths.
 void SilhouetteAgainstFaceTests(benchmark::State& state) {
     const int side = static_cast<int>(state.range(0));
     GeoImage mesh = Torus(side, static_cast<double>(state.range(1)) / 1000);
     const std::vector<vec3> normals = FaceNormals(mesh);
-    const int repeats = 1 + 40000 / (side * side);  // the clock is slow to read
+    const int repeats = 1 + 40000 / (side * side);
     SilhouetteResult result;
     std::size_t edges = 0;
     int facing = 0;
-    const double never = std::numeric_limits<double>::infinity();
-    double fastest[3] = {never, never, never};
-    const auto time = [&](int which, auto work) {
-        const double spent = Nanoseconds([&] {
-            for (int i = 0; i < repeats; ++i)
-                work();
-        });
-        fastest[which] = std::min(fastest[which], spent);
-    };
+    FastestTimes<3> times;
     for (auto _ : state) {
-        time(0, [&] { benchmark::DoNotOptimize(facing = CountFacing(mesh, normals, kPoint)); });
-        time(1, [&] { mesh.ExtractSilhouette(kPoint, result, false, true); });
+        times.Run(0, repeats,
+                  [&] { benchmark::DoNotOptimize(facing = CountFacing(mesh, normals, kPoint)); });
+        times.Run(1, repeats, [&] { mesh.ExtractSilhouette(kPoint, result, false, true); });
         edges = result.edges.size();
-        time(2, [&] { mesh.ExtractSilhouette(kPoint, result, true, true); });
+        times.Run(2, repeats, [&] { mesh.ExtractSilhouette(kPoint, result, true, true); });
     }
     if (result.caps.size() != static_cast<std::size_t>(facing)) {
         state.SkipWithError("the results differ");
     }
-    const double triangles = repeats * static_cast<double>(normals.size());
+    const double triangles = static_cast<double>(normals.size());
     state.counters["edges"] = static_cast<double>(edges);
-    state.counters["test_ns"] = fastest[0] / triangles;
-    state.counters["silhouette_ns"] = fastest[1] / triangles;
-    state.counters["with_caps_ns"] = fastest[2] / triangles;
-    state.counters["ratio"] = fastest[1] / fastest[0];
-    state.counters["ratio_caps"] = fastest[2] / fastest[0];
+    state.counters["test_ns"] = times[0] / triangles;
+    state.counters["silhouette_ns"] = times[1] / triangles;
+    state.counters["with_caps_ns"] = times[2] / triangles;
+    state.counters["ratio"] = times[1] / times[0];
+    state.counters["ratio_caps"] = times[2] / times[0];
 }
 BENCHMARK(SilhouetteAgainstFaceTests)
     ->ArgNames({"side", "relief"})
