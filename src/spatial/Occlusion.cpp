@@ -43,14 +43,16 @@ int LinesAcross(double projectedRadius, int samples) {
     return std::max(kFewestLines, static_cast<int>(lines));
 }
 
-// Fills lines with the sample rows or columns that a grid is made of: even steps in 16.16, but
-// the last line is the mesh's last.
+// Fills lines with the sample rows or columns that a grid is made of: even steps in 16.16 from the
+// first to before the last, and the last. The count is that of the lines between the borders; the
+// range of samples + 1 keeps the last step from being a sliver.
 void ChooseLines(std::vector<int>& lines, int count, int samples) {
     const std::int64_t step = (std::int64_t{samples} + 1) * 65536 / (count + 1) + 1;
+    const std::int64_t last = samples - 1;
     lines.clear();
-    for (int i = 0; i + 1 < count; ++i)
-        lines.push_back(static_cast<int>(std::min<std::int64_t>(i * step >> 16, samples - 1)));
-    lines.push_back(samples - 1);
+    for (std::int64_t at = 0; at < last << 16; at += step)
+        lines.push_back(static_cast<int>(at >> 16));
+    lines.push_back(static_cast<int>(last));
 }
 
 int FacingSign(int faces) {

@@ -215,7 +215,6 @@ TEST(Visibility, SeenObjectsHideOthersUntilTheyChange) {
     const auto frame = [&](float eye) {
         driver.TakeLog();
         occlusion.log.clear();
-        occlusion.SetProjection({});
         DrawFrame(renderer, driver, &scene.room, LookAt({0, 0, eye}, {0, 0, -30}));
         return driver.draws.size();
     };
@@ -263,7 +262,6 @@ TEST(Visibility, OccludedGroupsAreNotEntered) {
             scene.AddPlain(*group, std::to_string(i), scene.Sphere(1), {0, 0, 0});
         for (int i = 0; i < 3; ++i) {
             driver.TakeLog();
-            occlusion.SetProjection({});
             DrawFrame(renderer, driver, &scene.room, LookAt({0, 0, 0}, {0, 0, -1}));
         }
         EXPECT_EQ(driver.draws.size(), 1U);

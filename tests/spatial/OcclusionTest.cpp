@@ -103,8 +103,9 @@ struct Twin {
         const int count = std::max(4, static_cast<int>(std::min(size / 2, samples / 2.0)));
         const int step = (samples + 1) * 65536 / (count + 1) + 1;
         std::vector<int> lines;
-        for (int i = 0; i < count; ++i)
-            lines.push_back(i + 1 < count ? (i * step) >> 16 : samples - 1);
+        for (int i = 0; i * step < (samples - 1) * 65536; ++i)
+            lines.push_back((i * step) >> 16);
+        lines.push_back(samples - 1);
         return lines;
     }
     void AddCell(const vec3& a, const vec3& b, const vec3& c, int facing) {

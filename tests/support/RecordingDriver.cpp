@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "scene/Camera.h"
+#include "spatial/Occlusion.h"
 
 namespace {
 
@@ -103,6 +104,10 @@ void RecordingDriver::GetViewport(int& x, int& y, int& width, int& height) {
 
 void RecordingDriver::SetupProjection(const Camera& camera) {
     Note("SetupProjection", camera.fov);
+    if (occlusion == nullptr) return;
+    occlusion->Resize(viewWidth, viewHeight);
+    occlusion->Clear();
+    occlusion->SetProjection(camera);
 }
 
 void RecordingDriver::LoadMatrix(const Matrix& modelView) {

@@ -25,9 +25,9 @@ public:
     std::vector<std::string> log;
     std::vector<Draw> draws;
     std::size_t calls = 0;
-    bool keep = true;         // false: only calls are counted, as a benchmark wants it
-    int acceptedLights = -1;  // AddLight answers false beyond it; negative: "maxlights"
-    Occlusion* occlusion = nullptr;
+    bool keep = true;                // false: only calls are counted, as a benchmark wants it
+    int acceptedLights = -1;         // AddLight answers false beyond it; negative: "maxlights"
+    Occlusion* occlusion = nullptr;  // made ready for the frame by SetupProjection
     int viewWidth = 640;
     int viewHeight = 480;
     int finishMilliseconds = 0;  // time that Finish takes
