@@ -40,6 +40,7 @@ struct Application {
     Window topWindow = 0;
     Window renderWindow = 0;
     Colormap renderColormap = 0;
+    Atom windowProtocols = 0;
     Atom deleteWindow = 0;  // WM_DELETE_WINDOW, taken as the quit key
     int windowWidth = 640;
     int windowHeight = 480;

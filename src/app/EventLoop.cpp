@@ -63,6 +63,7 @@ bool DrainUnmaskedEvents(Application& app) {
         XNextEvent(app.display, &event);
         if (event.type == MappingNotify) XRefreshKeyboardMapping(&event.xmapping);
         if (event.type != ClientMessage || event.xclient.format != 32) continue;
+        if (event.xclient.message_type != app.windowProtocols) continue;
         if (static_cast<Atom>(event.xclient.data.l[0]) == app.deleteWindow) quit = true;
     }
     return quit;

@@ -21,8 +21,9 @@ constexpr float kMaxRate = 1e6F;     // keeps the heights finite whatever the ca
 // Shown for frames without measurable time: the rate of the shortest measurable one.
 constexpr float kUnmeasuredRate = 1000;
 
-constexpr std::uint8_t kTexels[] = {75,  75, 127, 64, 75,  127, 75, 192,   // rate above reference
-                                    127, 75, 75,  64, 127, 75,  75, 192};  // and below
+constexpr std::uint8_t kTexels[] = {
+    75,  75, 127, 64, 75,  127, 75, 192,   // at the reference; older half, newer half
+    127, 75, 75,  64, 127, 75,  75, 192};  // at the rate
 
 float Plotted(float rate) {
     if (std::isfinite(rate)) return std::clamp(rate, -kMaxRate, kMaxRate);
@@ -84,11 +85,7 @@ Shader GraphShader(Texture* texture) {
 }  // namespace
 
 float GraphReference(const FrameState& frame) {
-    float sum = 0;
-    for (const float rate : frame.rates) {
-        sum += Plotted(rate);
-    }
-    return sum * (1.0F / FrameState::kRingSize);
+    return frame.AverageRate(Plotted);
 }
 
 void DrawFrameGraph(FrameState& frame, Driver& driver, float reference, float aspect) {

@@ -3,7 +3,7 @@
 
 struct Application;
 
-// Draws one or two eye images, the graph, finishes, prints the statistics line, steers the detail
-// and captures while recording. Main thread, frame lock held. Does nothing in a window without
+// Draws one or two eye images and the graph, finishes, steers the detail, prints the statistics
+// line and captures while recording. Main thread, frame lock held. Does nothing in a window without
 // area.
 void RenderFrame(Application& app);

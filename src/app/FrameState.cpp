@@ -26,14 +26,6 @@ void FrameState::AddFrameTime(int milliseconds) {
     rates[static_cast<unsigned>(writeIndex)] = 1000.0F / static_cast<float>(smoothedFrameTime);
 }
 
-float FrameState::AverageRate() const {
-    float sum = 0;
-    for (const float rate : rates) {
-        sum += rate;
-    }
-    return sum * (1.0F / kRingSize);
-}
-
 float SteeredDetailScale(float scale, float captureRate, int frameMilliseconds) {
     if (std::isnan(scale)) return 1;
     if (std::isnan(captureRate)) return scale;

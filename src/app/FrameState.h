@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <memory>
 
 class GeoImage;
@@ -27,8 +28,14 @@ struct FrameState {
     // Mixes a frame's time into the smoothed one and enters the rate that follows from it. A frame
     // shorter than a millisecond can make that rate infinite.
     void AddFrameTime(int milliseconds);
-    // Mean of the ring.
-    float AverageRate() const;
+    // Mean of the ring, each rate taken as shown(rate).
+    template <class Shown = std::identity>
+    float AverageRate(Shown shown = {}) const {
+        float sum = 0;
+        for (const float rate : rates)
+            sum += shown(rate);
+        return sum * (1.0F / kRingSize);
+    }
     // Makes the next entry of the ring the present one.
     void Advance() { writeIndex = (writeIndex + 1) % kRingSize; }
 };

@@ -10,6 +10,9 @@
 #include "settings/Registry.h"
 
 namespace {
+// Largest side of a window in pixels; X would answer a larger or empty one with a fatal error.
+constexpr long kMaxWindowSize = 16384;
+
 constexpr const char* kWidth = "testRender/wW";
 constexpr const char* kHeight = "testRender/wH";
 constexpr const char* kCaptureDirectory = "testRender/capt";
@@ -51,7 +54,7 @@ void ReadEyeMask(const Registry& registry, bool (&mask)[3]) {
 }  // namespace
 
 int ClampWindowSize(long size) {
-    return static_cast<int>(std::clamp(size, 1L, static_cast<long>(kMaxWindowSize)));
+    return static_cast<int>(std::clamp(size, 1L, kMaxWindowSize));
 }
 
 void StoreShellDefaults(Registry& registry) {

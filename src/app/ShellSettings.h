@@ -5,10 +5,7 @@
 class Registry;
 struct ShellValues;
 
-// Largest side of a window in pixels; X would answer a larger or empty one with a fatal error.
-inline constexpr int kMaxWindowSize = 16384;
-
-// A window side that X accepts: size clamped into 1..kMaxWindowSize.
+// A window side that X accepts: 1 to 16384 pixels.
 int ClampWindowSize(long size);
 
 // Stores the keys that are only ever read elsewhere (capture directory, camera speed) when absent.

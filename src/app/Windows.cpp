@@ -34,6 +34,7 @@ void CreateTopWindow(Application& app) {
     HidePointer(app.display, app.topWindow);
     XStoreName(app.display, app.topWindow, kTitle);
     // Without this protocol a window manager closes the connection, and no setting is saved.
+    app.windowProtocols = XInternAtom(app.display, "WM_PROTOCOLS", False);
     app.deleteWindow = XInternAtom(app.display, "WM_DELETE_WINDOW", False);
     XSetWMProtocols(app.display, app.topWindow, &app.deleteWindow, 1);
     XMapWindow(app.display, app.topWindow);

@@ -213,6 +213,10 @@ TEST_F(XLib, SurvivesSizesBeyondTheServers) {
         const float far = i % 3 == 0 ? 1e30F : std::nanf("");
         longRow.samples[i].position = {i % 2 == 0 ? 0.1F : far, 0, -1};
     }
+    GeoImage dense(1025, 1025);  // more grid lines than a request holds
+    for (int i = 0; i < 1025 * 1025; ++i)
+        dense.samples[i].position = {1e-3F * static_cast<float>(i % 1025), 5, -1};
+    EXPECT_TRUE(Run(dense, Wire({1, 1, 1, 1})));
     for (const float thick : {1e6F, -1e6F, std::nanf("")}) {
         EXPECT_TRUE(Run(longRow, Wire({std::nanf(""), -1, 1e9F, 1}, thick)));
     }

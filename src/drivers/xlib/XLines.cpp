@@ -1,5 +1,4 @@
-// Perspective lines of meshes and edges into a drawable. Knows nothing of passes and colours: the
-// graphics context carries them.
+// Projection, clipping to the protocol's range, and packing of lines into few requests.
 #include "drivers/xlib/XLines.h"
 
 #include <algorithm>
@@ -116,11 +115,18 @@ void XLines::DrawEdges(const Target& target, const SilhouetteResult& silhouette,
     SendSegments(target);
 }
 
-// Xlib splits what is longer than a request of this server may be.
+// Xlib splits long requests only for servers that know no extended lengths; the others refuse
+// what is longer than theirs.
 void XLines::SendSegments(const Target& target) {
-    if (!m_segments.empty()) {
-        XDrawSegments(target.display, target.drawable, target.context, m_segments.data(),
-                      static_cast<int>(m_segments.size()));
+    constexpr std::size_t kHeaderWords = 4;
+    constexpr std::size_t kSegmentWords = 2;
+    const auto words = static_cast<std::size_t>(XExtendedMaxRequestSize(target.display));
+    const std::size_t most = words > kHeaderWords + kSegmentWords
+                                 ? (words - kHeaderWords) / kSegmentWords
+                                 : m_segments.size();
+    for (std::size_t i = 0; i < m_segments.size(); i += most) {
+        XDrawSegments(target.display, target.drawable, target.context, &m_segments[i],
+                      static_cast<int>(std::min(most, m_segments.size() - i)));
     }
     m_segments.clear();
 }
