@@ -24,26 +24,42 @@ std::string ResolveLinks(const std::string& path) {
     return real ? real.get() : path;
 }
 
+// After OpenBeside failed: whether the reason lies in the folder or the longer name, so that the
+// file itself may still open.
+bool NoRoomBeside() {
+    return errno == EACCES || errno == EPERM || errno == EROFS || errno == EEXIST ||
+           errno == ENAMETOOLONG;
+}
+
 }  // namespace
 
 FileReplacement::~FileReplacement() {
-    if (m_descriptor >= 0) close(m_descriptor);
-    if (!m_temporary.empty()) unlink(m_temporary.c_str());
+    Drop();
 }
 
 bool FileReplacement::Open(const std::string& path) {
     if (path.empty()) return false;
     m_path = ResolveLinks(path);
     struct stat old {};
-    if (lstat(m_path.c_str(), &old) != 0) return OpenBeside();
+    if (lstat(m_path.c_str(), &old) != 0) return OpenBeside() || (NoRoomBeside() && OpenInPlace());
     // A rename needs no right to write the file itself.
     if (S_ISREG(old.st_mode) && access(m_path.c_str(), W_OK) != 0) return false;
     // A rename would hand the file to another owner, or part it from its other names.
     const bool replaceable = S_ISREG(old.st_mode) && old.st_uid == geteuid() && old.st_nlink == 1;
     if (!replaceable) return OpenInPlace();
-    if (OpenBeside()) return fchmod(m_descriptor, old.st_mode & 07777) == 0;
-    const bool forbidden = errno == EACCES || errno == EPERM || errno == EROFS;
-    return forbidden && OpenInPlace();
+    if (!OpenBeside()) return NoRoomBeside() && OpenInPlace();
+    if (fchown(m_descriptor, static_cast<uid_t>(-1), old.st_gid) == 0 &&
+        fchmod(m_descriptor, old.st_mode & 07777) == 0) {
+        return true;
+    }
+    Drop();
+    return OpenInPlace();
+}
+
+void FileReplacement::Drop() {
+    if (m_descriptor >= 0) close(std::exchange(m_descriptor, -1));
+    if (!m_temporary.empty()) unlink(m_temporary.c_str());
+    m_temporary.clear();
 }
 
 bool FileReplacement::OpenBeside() {

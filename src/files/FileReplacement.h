@@ -24,6 +24,7 @@ private:
     std::string m_path;       // symbolic links resolved
     std::string m_temporary;  // beside the file; empty when the file is written in place
 
+    void Drop();
     bool OpenBeside();
     bool OpenInPlace();
 };

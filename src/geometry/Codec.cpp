@@ -38,7 +38,8 @@ std::size_t Cells(const Codec& codec) {
 template <class Visit>
 void ForFlatBlocks(const Codec& codec, Visit visit) {
     const std::size_t cells = Cells(codec);
-    const std::size_t step = std::max<std::size_t>(kBlockValues / codec.data.size(), 1);
+    const std::size_t step =
+        std::max<std::size_t>(kBlockValues / std::max<std::size_t>(codec.data.size(), 1), 1);
     for (std::size_t first = 0; first < cells; first += step) {
         visit(first, std::min(step, cells - first));
     }

@@ -105,8 +105,12 @@ bool Texture::Load(int fd) {
     const bool read = ReadHeader(fd, *this) && grid.Load(fd);
     CloseFile(fd);
     if (!read) return false;
-    if (grid.channels > 4 || !SetSize(grid.width, grid.height, grid.channels)) {
+    if (grid.channels > 4) {
         std::fprintf(stderr, "Texture::Load: nonsensical channel count %d\n", grid.channels);
+        return false;
+    }
+    if (!SetSize(grid.width, grid.height, grid.channels)) {
+        std::fprintf(stderr, "Texture::Load: out of memory\n");
         return false;
     }
     TakeTopBytes(grid, pixels);

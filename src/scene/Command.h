@@ -47,15 +47,15 @@ public:
     // unregistered with null.
     void FollowRoom(Room** slot) { m_followedRoom = slot; }
 
-    // What set, shader set and light set do; public for the tests of single properties.
-    void SetProperty(Object* object, const std::string& property, const std::string& value);
-    void SetProperty(Shader& shader, const std::string& property, const std::string& value);
-    void SetLight(Light* light, const std::string& property, const std::string& value);
     const Shader& CurrentShader() const { return m_shader; }
     Object* CurrentObject() const { return m_currentObject; }
     Room* CurrentRoom() const { return m_currentRoom; }
 
 private:
+    void SetProperty(Object* object, const std::string& property, const std::string& value);
+    void SetProperty(Shader& shader, const std::string& property, const std::string& value);
+    void SetLight(Light* light, const std::string& property, const std::string& value);
+
     std::map<std::string, Room*> m_rooms;  // owned
     SceneDatabase* m_database;
     Room* m_currentRoom = nullptr;

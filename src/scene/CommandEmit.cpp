@@ -15,20 +15,6 @@
 
 namespace {
 
-constexpr std::string_view kBlendWords[] = {"opaque", "replace", "add",    "blend",
-                                            "mul",    "haze",    "filter", "subtract"};
-constexpr std::string_view kRenderWords[] = {"solid",  "wire",       "outline",
-                                             "shadow", "wireshadow", "shell"};
-// The alpha test's first word is never written: it is the default.
-constexpr std::string_view kTestWords[] = {"1", "0", "<", ">"};
-constexpr std::string_view kPassWords[] = {"base", "light", "shadow", "blend"};
-
-template <std::size_t N>
-std::string WordOf(const std::string_view (&words)[N], int value) {
-    if (value >= 0 && value < static_cast<int>(N)) return std::string(words[value]);
-    return "unknown-" + std::to_string(value);
-}
-
 std::string Text(float value) {
     return NumberText(value);
 }
@@ -130,7 +116,7 @@ void SceneText::AddObject(std::string& path, const Object& object) {
     for (const auto& [pass, list] : object.shaders) {
         for (const Shader& shader : list) {
             AddShader(shader);
-            Line({"set shade ", WordOf(kPassWords, pass)});
+            Line({"set shade ", WordOf(static_cast<ShaderPass>(pass))});
         }
     }
     Line({});
@@ -149,13 +135,13 @@ void SceneText::AddShader(const Shader& shader) {
     if (shader.texture) Line({"shader set texture ", m_database.ResourceName(shader.texture)});
     AddMaterial(shader);
     if (shader.blend != normal.blend) {
-        Line({"shader set blend ", WordOf(kBlendWords, shader.blend)});
+        Line({"shader set blend ", WordOf(shader.blend)});
     }
     if (shader.rmode != normal.rmode) {
-        Line({"shader set rmode ", WordOf(kRenderWords, shader.rmode)});
+        Line({"shader set rmode ", WordOf(shader.rmode)});
     }
     if (shader.atest != normal.atest) {
-        Line({"shader set atest ", WordOf(kTestWords, shader.atest)});
+        Line({"shader set atest ", WordOf(shader.atest)});
     }
     Changed("shader set athresh ", shader.athresh, normal.athresh);
     Changed("shader set thick ", shader.thick, normal.thick);

@@ -2,6 +2,7 @@
 // next frame takes over as a whole.
 #include "scene/Command.h"
 
+#include "scene/CommandProperty.h"
 #include "scene/CommandValues.h"
 #include "scene/Room.h"
 #include "scene/SceneDatabase.h"
@@ -10,12 +11,6 @@
 #include <string_view>
 
 namespace {
-
-template <class Holder, class Field>
-struct Property {
-    std::string_view name;
-    Field Holder::*field;
-};
 
 constexpr Property<Light, bool> kLightFlags[] = {{"active", &Light::active},
                                                  {"shadows", &Light::shadows}};
@@ -30,18 +25,6 @@ constexpr Property<Camera, vec3> kCameraVectors[] = {
     {"pos", &Camera::pos}, {"lookat", &Camera::lookat}, {"up", &Camera::up}};
 constexpr Property<Camera, float> kCameraNumbers[] = {
     {"fov", &Camera::fov}, {"hith", &Camera::hith}, {"yon", &Camera::yon}};
-
-// Parses the value into the field of that name, if the table has it.
-template <class Holder, class Field, std::size_t N, class Parser>
-bool Assign(const Property<Holder, Field> (&table)[N], Holder& holder, const std::string& name,
-            const std::string& value, Parser parse) {
-    for (const Property<Holder, Field>& property : table) {
-        if (property.name != name) continue;
-        holder.*property.field = parse(value);
-        return true;
-    }
-    return false;
-}
 
 void EditShaders(SceneDatabase& database, Light& light, const std::string& action,
                  const Shader& current) {

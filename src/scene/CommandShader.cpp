@@ -2,29 +2,23 @@
 // Its mesh and texture are counted like those of every list entry.
 #include "scene/Command.h"
 
+#include "scene/CommandProperty.h"
 #include "scene/CommandValues.h"
 #include "scene/SceneDatabase.h"
 
 #include <iostream>
-#include <string_view>
 #include <utility>
 
 namespace {
 
-struct ColorProperty {
-    std::string_view name;
-    Color Material::*field;
-};
-constexpr ColorProperty kColors[] = {{"ambient", &Material::ambient},
-                                     {"diffuse", &Material::diffuse},
-                                     {"specular", &Material::specular},
-                                     {"emission", &Material::emission}};
-
-struct FlagProperty {
-    std::string_view name;
-    bool Shader::*field;
-};
-constexpr FlagProperty kFlags[] = {
+constexpr Property<Material, Color> kColors[] = {{"ambient", &Material::ambient},
+                                                 {"diffuse", &Material::diffuse},
+                                                 {"specular", &Material::specular},
+                                                 {"emission", &Material::emission}};
+constexpr Property<Material, float> kMaterialNumbers[] = {{"shininess", &Material::shininess}};
+constexpr Property<Shader, float> kNumbers[] = {{"athresh", &Shader::athresh},
+                                                {"thick", &Shader::thick}};
+constexpr Property<Shader, bool> kFlags[] = {
     {"lit", &Shader::lit}, {"smooth", &Shader::smooth}, {"depth", &Shader::depth}};
 
 // The new resource is counted before the old one is given back: both may be the same.
@@ -47,39 +41,13 @@ bool SetResource(SceneDatabase& database, Shader& shader, const std::string& pro
     return true;
 }
 
-bool SetColor(Material& material, const std::string& property, const std::string& value) {
+bool SetMaterial(Material& material, const std::string& property, const std::string& value) {
     if (property == "color") {
         material.ambient = material.diffuse = ParseColor(value);
         return true;
     }
-    for (const ColorProperty& color : kColors) {
-        if (color.name != property) continue;
-        material.*color.field = ParseColor(value);
-        return true;
-    }
-    return false;
-}
-
-bool SetNumber(Shader& shader, const std::string& property, const std::string& value) {
-    if (property == "shininess") {
-        shader.material.shininess = ParseScalar(value);
-    } else if (property == "athresh") {
-        shader.athresh = ParseScalar(value);
-    } else if (property == "thick") {
-        shader.thick = ParseScalar(value);
-    } else {
-        return false;
-    }
-    return true;
-}
-
-bool SetFlag(Shader& shader, const std::string& property, const std::string& value) {
-    for (const FlagProperty& flag : kFlags) {
-        if (flag.name != property) continue;
-        shader.*flag.field = ParseBool(value);
-        return true;
-    }
-    return false;
+    return Assign(kColors, material, property, value, ParseColor) ||
+           Assign(kMaterialNumbers, material, property, value, ParseScalar);
 }
 
 bool SetKeyword(Shader& shader, const std::string& property, const std::string& value) {
@@ -121,8 +89,10 @@ void Command::CmdShader(Params params) {
 
 void Command::SetProperty(Shader& shader, const std::string& property, const std::string& value) {
     if (!SetResource(*m_database, shader, property, value) &&
-        !SetColor(shader.material, property, value) && !SetNumber(shader, property, value) &&
-        !SetFlag(shader, property, value) && !SetKeyword(shader, property, value)) {
+        !SetMaterial(shader.material, property, value) &&
+        !Assign(kNumbers, shader, property, value, ParseScalar) &&
+        !Assign(kFlags, shader, property, value, ParseBool) &&
+        !SetKeyword(shader, property, value)) {
         std::cerr << "Command::SetProperty(shader): unknown property " + property + '\n';
     }
 }

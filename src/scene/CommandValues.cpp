@@ -10,6 +10,7 @@
 
 namespace {
 
+// A value's first word is the one that scene files are written with.
 template <class Value>
 struct Keyword {
     std::string_view word;
@@ -40,6 +41,14 @@ Value ParseKeyword(const Keyword<Value> (&keywords)[N], std::string_view word, V
     }
     std::cerr << std::string(message).append(word) + '\n';
     return unknown;
+}
+
+template <class Value, std::size_t N>
+std::string FindWord(const Keyword<Value> (&keywords)[N], Value value) {
+    for (const Keyword<Value>& keyword : keywords) {
+        if (keyword.value == value) return std::string(keyword.word);
+    }
+    return std::string("unknown-").append(std::to_string(static_cast<int>(value)));
 }
 
 float FiniteNumber(const char* text) {
@@ -115,4 +124,20 @@ FaceSet ParseFaces(std::string_view word) {
 
 ShaderPass ParseShaderPass(std::string_view word) {
     return ParseKeyword(kShaderPasses, word, PassCount, "ParseShaderPass: Unknown pass ");
+}
+
+std::string WordOf(BlendFunc value) {
+    return FindWord(kBlendFuncs, value);
+}
+
+std::string WordOf(RenderFunc value) {
+    return FindWord(kRenderFuncs, value);
+}
+
+std::string WordOf(TestFunc value) {
+    return FindWord(kTestFuncs, value);
+}
+
+std::string WordOf(ShaderPass value) {
+    return FindWord(kShaderPasses, value);
 }

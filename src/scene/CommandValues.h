@@ -31,3 +31,9 @@ RenderFunc ParseRenderFunc(std::string_view word);
 TestFunc ParseTestFunc(std::string_view word);
 FaceSet ParseFaces(std::string_view word);
 ShaderPass ParseShaderPass(std::string_view word);
+
+// The word that scene files have for a value; "unknown-" and the number for one without a word.
+std::string WordOf(BlendFunc value);
+std::string WordOf(RenderFunc value);
+std::string WordOf(TestFunc value);
+std::string WordOf(ShaderPass value);

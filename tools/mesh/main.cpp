@@ -13,6 +13,7 @@
 #include "shared/Cli.h"
 #include "shared/Noise.h"
 #include "shared/PngFile.h"
+#include "shared/WrittenFile.h"
 
 namespace {
 
@@ -20,6 +21,7 @@ namespace {
 constexpr double kSmallest = 1e-4;
 constexpr double kLargest = 1e6;
 constexpr int kMaxRows = 4097;
+constexpr long kHeaderLength = 17;  // bytes of a mesh file before its stream
 // The error is stored as 16.16 fixed point.
 constexpr double kMaxError = 32767;
 
@@ -225,7 +227,7 @@ bool Write(GeoImage& mesh, const Options& options, const std::string& file, doub
     ApplyFlag(mesh.wrapRows, options.wrapRows);
     mesh.error = static_cast<float>(options.error);
     const Progress progress("writing " + file);
-    return mesh.Save(file, options.codec);
+    return mesh.Save(file, options.codec) && IsWhole(file, kHeaderLength);
 }
 
 bool MakeTeapot(const Options& options) {

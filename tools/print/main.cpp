@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "geometry/BigEndian.h"
 #include "geometry/Codec.h"
 #include "geometry/GeoImage.h"
 #include "geometry/Texture.h"
@@ -30,13 +31,6 @@ struct FileHeader {
 
 constexpr std::size_t kLongestHeader = 17;
 
-std::int32_t BigEndian(const unsigned char* bytes) {
-    std::uint32_t value = 0;
-    for (int i = 0; i < 4; ++i)
-        value = value << 8 | bytes[i];
-    return static_cast<std::int32_t>(value);
-}
-
 // Bytes before the packed stream.
 std::size_t HeaderLength(const FileHeader& header) {
     if (header.magic == "sNMM") return header.version >= 2 ? 17 : header.version == 1 ? 16 : 8;
@@ -55,8 +49,8 @@ void ReadStreamHeader(int fd, std::size_t at, FileHeader& header) {
     std::array<unsigned char, 17> bytes{};
     gzread(stream, bytes.data(), bytes.size());
     gzclose(stream);
-    header.codec = BigEndian(bytes.data());
-    header.channels = BigEndian(bytes.data() + 12);
+    header.codec = ReadBigEndian32(bytes.data());
+    header.channels = ReadBigEndian32(bytes.data() + 12);
     header.bits = bytes[16];
 }
 
@@ -67,8 +61,9 @@ bool ReadHeader(const std::string& path, FileHeader& header) {
     std::array<unsigned char, kLongestHeader> bytes{};
     const bool readable = read(fd, bytes.data(), bytes.size()) > 0;
     header.magic.assign(bytes.begin(), bytes.begin() + 4);
-    if (header.magic == "sNMM" || header.magic == "sTX2") header.version = BigEndian(&bytes[4]);
-    header.exponent = BigEndian(&bytes[12]);
+    if (header.magic == "sNMM" || header.magic == "sTX2")
+        header.version = ReadBigEndian32(&bytes[4]);
+    header.exponent = ReadBigEndian32(&bytes[12]);
     ReadStreamHeader(fd, HeaderLength(header), header);
     close(fd);
     if (readable && (header.magic == "sNMM" || header.magic.starts_with("sTX"))) return true;

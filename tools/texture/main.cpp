@@ -7,11 +7,13 @@
 #include "shared/Cli.h"
 #include "shared/PngFile.h"
 #include "shared/Progress.h"
+#include "shared/WrittenFile.h"
 #include "texture/Patterns.h"
 
 namespace {
 
 constexpr int kMaxSide = 8192;
+constexpr long kHeaderLength = 9;  // bytes of a texture file before its stream
 
 struct Options {
     std::string input;
@@ -202,7 +204,7 @@ bool Work(const Options& options, const Commands& commands) {
     if (!MakeTexture(options, commands, texture)) return false;
     texture.filter = !options.nearest;
     texture.mipmap = !options.noMipmap;
-    return texture.Save(options.output, options.codec);
+    return texture.Save(options.output, options.codec) && IsWhole(options.output, kHeaderLength);
 }
 
 }  // namespace
