@@ -1,4 +1,4 @@
-// Reading lines from descriptors of every kind, also hostile ones.
+// Reading lines from a descriptor that is slower than its reader.
 #include "app/DescriptorBuffer.h"
 
 #include <gtest/gtest.h>
@@ -14,37 +14,22 @@ namespace {
 TEST(DescriptorBuffer, LinesArriveWholeAcrossWritesAndBufferEnds) {
     int pipe[2];
     ASSERT_EQ(0, ::pipe2(pipe, O_NONBLOCK));
-    const std::string longLine(10000, 'x');
+    const std::string text = "first\n" + std::string(10000, 'x') + "\nlast without line end";
     std::thread writer([&] {
-        const std::string text = "first\n" + longLine + "\nlast without line end";
         for (std::size_t at = 0; at < text.size(); at += 1000) {
-            EXPECT_LT(
-                0, write(pipe[1], text.data() + at, std::min<std::size_t>(1000, text.size() - at)));
+            const std::string part = text.substr(at, 1000);
+            EXPECT_LT(0, write(pipe[1], part.data(), part.size()));
             std::this_thread::sleep_for(std::chrono::milliseconds(2));
         }
         close(pipe[1]);
     });
     DescriptorBuffer buffer(pipe[0]);
     std::istream input(&buffer);
-    std::string line;
-    EXPECT_TRUE(std::getline(input, line) && line == "first");
-    EXPECT_TRUE(std::getline(input, line) && line == longLine);
-    EXPECT_TRUE(std::getline(input, line) && line == "last without line end");
-    EXPECT_TRUE(input.eof());
-    EXPECT_FALSE(std::getline(input, line));
+    std::string read;
+    for (std::string line; std::getline(input, line);)
+        read += line + (input.eof() ? "" : "\n");
+    EXPECT_EQ(text, read);
     writer.join();
     close(pipe[0]);
-}
-
-TEST(DescriptorBuffer, WhatCannotBeReadIsAtItsEnd) {
-    const int directory = open("/", O_RDONLY | O_DIRECTORY);
-    for (const int descriptor : {directory, -1}) {
-        DescriptorBuffer buffer(descriptor);
-        std::istream input(&buffer);
-        std::string line;
-        EXPECT_FALSE(std::getline(input, line));
-        EXPECT_TRUE(input.eof());
-    }
-    close(directory);
 }
 }  // namespace

@@ -1,11 +1,15 @@
-// The switch to the next driver: order, messages, saved settings, and drivers that do not work.
+// The switch to the next driver, start-up without one that works, and the end of the program while
+// a console command does not come to its own.
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <mutex>
+#include <thread>
 
 #include "ShellFixture.h"
 #include "app/EventLoop.h"
 #include "scene/Command.h"
+#include "scene/SceneLock.h"
 #include "support/Capture.h"
 
 namespace {
@@ -72,7 +76,7 @@ TEST_F(DriverSwitch, PassesOverDriversThatDoNotWork) {
     EXPECT_TRUE(WindowIsMapped());
 }
 
-TEST_F(DriverSwitch, KeepsTheOldDriverWhenNoneCanBeMade) {
+TEST_F(DriverSwitch, KeepsTheOldDriverUnlessItIsGoneWhenNoneWorks) {
     factoryA.makes = factoryB.makes = factoryC.makes = Make::Nothing;
     Driver* const old = app.driver;
     EXPECT_EQ("Switching to driver B\nSwitching to driver C\nSwitching to driver A\n",
@@ -80,10 +84,6 @@ TEST_F(DriverSwitch, KeepsTheOldDriverWhenNoneCanBeMade) {
     EXPECT_EQ(old, app.driver);
     EXPECT_EQ("A", app.driverName);
     EXPECT_EQ(std::set<Driver*>{old}, app.database->Drivers());
-}
-
-TEST_F(DriverSwitch, GivesUpWhenNoneHasAVisual) {
-    factoryA.makes = factoryB.makes = Make::Nothing;
     factoryC.makes = Make::WithoutVisual;
     EXPECT_EQ(
         "Switching to driver B\nSwitching to driver C\nNew driver = *\n"
@@ -128,5 +128,23 @@ TEST_F(DriverSwitch, StartUpAbortsWithoutADriverOrAVisualAndSavesNothing) {
         "Creating registry: File exists\nRenderer = * Driver = *\n"
         "could not obtain appropriate visual\n",
         AbortedStartUp());
+}
+
+TEST_F(DriverSwitch, ShutDownSavesButReleasesNothingThatARunningCommandUses) {
+    app.registry->SetString("own", "word");
+    app.driver->Set("GL_mblur%", 0.75F);
+    app.shell.ediverg = 2;
+    std::unique_lock command(frameLock, std::defer_lock);
+    std::thread([&] { command.lock(); }).join();
+    EXPECT_EQ("A console command is still running; its scene is not released\n",
+              CaptureStderr([&] { EXPECT_FALSE(ShutDown(app, 20)); }));
+    app.registry = nullptr;  // deleted, and so written
+    EXPECT_EQ(1, IdleDriver::alive);
+    command.unlock();
+    const Registry saved(RegistryFile());
+    EXPECT_EQ("word", saved.GetString("own"));
+    EXPECT_EQ("A", saved.GetString("driver"));
+    EXPECT_EQ("0.75", saved.GetString("setting/GL_mblur%"));
+    EXPECT_EQ("2", saved.GetString("testRender/ediverg"));
 }
 }  // namespace

@@ -35,50 +35,41 @@ protected:
     }
 };
 
-TEST_F(Keys, QuitWithoutAFrameAndRedrawForAnythingElse) {
+TEST_F(Keys, ChangeCountersSwitchesAndStereo) {
     EXPECT_TRUE(PressSymbol(XK_q));
     EXPECT_TRUE(PressSymbol(XK_Escape));
     EXPECT_FALSE(app.redrawRequested);
-    Press("xQ~");
-    app.redrawRequested = false;
     EXPECT_FALSE(PressSymbol(XK_Shift_L)) << "a key without a character";
     EXPECT_TRUE(app.redrawRequested);
-}
-
-TEST_F(Keys, ChangeCountersSwitchesAndStereo) {
-    Press(" 009!@1233`pPkfr");
+    Press("xQ~ 009!@1233`pPkfr)))(");
     EXPECT_EQ(2, app.frameNumber);
     EXPECT_FALSE(app.drawLeftEye || app.drawRightEye);
-    EXPECT_TRUE(app.shell.emask[0]);
-    EXPECT_FALSE(app.shell.emask[1]);
+    EXPECT_TRUE(app.shell.emask[0] && !app.shell.emask[1]);
     EXPECT_TRUE(app.shell.emask[2]) << "toggled twice";
     EXPECT_TRUE(app.shell.anaglyph && app.jiggle && app.recording && app.shell.ratecap);
     EXPECT_FALSE(app.paused || app.shell.showStats);
-    Press(")))(");
     EXPECT_NEAR(0.02F, app.shell.ediverg, 1e-6);
 }
 
 TEST_F(Keys, DetailAndRateStopAtTheirLowerLimits) {
-    app.shell.baseLOD = 0.15F;
-    Press("-");
-    EXPECT_FLOAT_EQ(0.1F, app.shell.baseLOD);
-    Press("-");
-    EXPECT_FLOAT_EQ(0.1F, app.shell.baseLOD);
-    Press("+=");
-    EXPECT_FLOAT_EQ(0.3F, app.shell.baseLOD);
-    app.shell.baseLOD = NAN;
-    Press("-");
-    EXPECT_FLOAT_EQ(0.1F, app.shell.baseLOD);
-
-    app.shell.ratecap = true;
-    app.shell.caprate = 2.5F;
-    Press("--");
-    EXPECT_FLOAT_EQ(0.5F, app.shell.caprate);
-    Press("-");
-    EXPECT_FLOAT_EQ(0.5F, app.shell.caprate);
-    Press("+");
-    EXPECT_FLOAT_EQ(1.5F, app.shell.caprate);
-    EXPECT_FLOAT_EQ(0.1F, app.shell.baseLOD) << "untouched under rate control";
+    const struct {
+        bool ratecap;
+        float before;
+        const char* keys;
+        float after;
+    } cases[] = {{false, 0.15F, "-", 0.1F},
+                 {false, 0.1F, "-+=", 0.3F},
+                 {false, NAN, "-", 0.1F},
+                 {true, 2.5F, "--", 0.5F},
+                 {true, 0.5F, "-+", 1.5F}};
+    for (const auto& [ratecap, before, keys, after] : cases) {
+        app.shell.ratecap = ratecap;
+        (ratecap ? app.shell.caprate : app.shell.baseLOD) = before;
+        (ratecap ? app.shell.baseLOD : app.shell.caprate) = 7;
+        Press(keys);
+        EXPECT_FLOAT_EQ(after, ratecap ? app.shell.caprate : app.shell.baseLOD) << keys;
+        EXPECT_EQ(7, ratecap ? app.shell.baseLOD : app.shell.caprate) << "untouched by " << keys;
+    }
 }
 
 TEST_F(Keys, MoveTheCameraWithinItsLimits) {
@@ -97,20 +88,18 @@ TEST_F(Keys, MoveTheCameraWithinItsLimits) {
     EXPECT_EQ(vec3(0, 0, -1), app.velocity) << "no direction to fly in";
 }
 
-TEST_F(Keys, ChangeSettingsOfDriverAndRenderer) {
-    const bool before[] = {app.renderer->GetBool("P_mipmesh"), app.renderer->GetBool("P_occlusion"),
-                           app.renderer->GetBool("F_shadows")};
-    Press("mos");
-    EXPECT_NE(before[0], app.renderer->GetBool("P_mipmesh"));
-    EXPECT_NE(before[1], app.renderer->GetBool("P_occlusion"));
-    EXPECT_NE(before[2], app.renderer->GetBool("F_shadows"));
+TEST_F(Keys, ChangeSettingsAndReportThoseThatTheDriverLacks) {
+    for (const auto& [key, name] :
+         {std::pair{"m", "P_mipmesh"}, {"o", "P_occlusion"}, {"s", "F_shadows"}}) {
+        const bool before = app.renderer->GetBool(name);
+        Press(key);
+        EXPECT_NE(before, app.renderer->GetBool(name)) << name;
+    }
     Press("wb>>>{{}<");
     EXPECT_TRUE(app.driver->GetBool("D_wireframe") && app.driver->GetBool("GL_mblur"));
     EXPECT_NEAR(0.6F, app.driver->Get("GL_mblur%"), 1e-6);
     EXPECT_NEAR(0.99F, app.driver->Get("D_shadowoffset"), 1e-6);
-}
 
-TEST_F(Keys, NamingASettingThatTheDriverLacksReportIt) {
     app.database->RemoveDriver(app.driver);
     delete app.driver;
     app.driver = new Driver(app.display);

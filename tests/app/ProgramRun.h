@@ -2,12 +2,23 @@
 // a window that receives keys. Knows the program by its texts and its window title alone.
 #pragma once
 
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
 #include <string>
+#include <string_view>
+#include <thread>
 #include <vector>
 
 #include "support/TempFile.h"
 
 #include <X11/Xlib.h>
+#include <X11/Xutil.h>
+#include <X11/keysym.h>
 
 class ProgramRun {
 public:
@@ -16,31 +27,46 @@ public:
     // home is used as HOME; "" runs without HOME. The arguments follow a window size that no other
     // run on the same display has, by which the window is found.
     ProgramRun(const std::string& home, std::vector<std::string> arguments,
-               Input input = Input::Pipe);
+               Input input = Input::Pipe)
+        : m_width(200 + getpid() % 97), m_height(150 + getpid() / 97 % 89) {
+        const std::vector<std::string> size = {PALLIX_PROGRAM, "-testRender/wW",
+                                               std::to_string(m_width), "-testRender/wH",
+                                               std::to_string(m_height)};
+        arguments.insert(arguments.begin(), size.begin(), size.end());
+        std::vector<char*> argv;
+        for (std::string& argument : arguments)
+            argv.push_back(argument.data());
+        argv.push_back(nullptr);
+        signal(SIGPIPE, SIG_IGN);  // the program may end while a test is still typing
+        int pipe[2];
+        if (pipe2(pipe, O_CLOEXEC) != 0) return;
+        const std::string out = m_files.File("out");
+        const std::string err = m_files.File("err");
+        m_pid = fork();
+        if (m_pid == 0) {
+            dup2(input == Input::Pipe ? pipe[0] : open("/", O_RDONLY | O_DIRECTORY), STDIN_FILENO);
+            if (input == Input::Closed) close(STDIN_FILENO);
+            dup2(open(out.c_str(), O_WRONLY | O_CREAT, 0600), STDOUT_FILENO);
+            dup2(open(err.c_str(), O_WRONLY | O_CREAT, 0600), STDERR_FILENO);
+            home.empty() ? unsetenv("HOME") : setenv("HOME", home.c_str(), 1);
+            execv(PALLIX_PROGRAM, argv.data());
+            _exit(127);
+        }
+        close(pipe[0]);
+        m_input = pipe[1];
+        m_display = XOpenDisplay(nullptr);
+    }
     // Kills the program when it still runs.
-    ~ProgramRun();
+    ~ProgramRun() {
+        CloseInput();
+        if (!Ended()) {
+            kill(m_pid, SIGKILL);
+            waitpid(m_pid, nullptr, 0);
+        }
+        if (m_display != nullptr) XCloseDisplay(m_display);
+    }
     ProgramRun(const ProgramRun&) = delete;
     ProgramRun& operator=(const ProgramRun&) = delete;
-
-    // Types text into the program's standard input.
-    void Type(const std::string& text);
-    void CloseInput();
-    // Waits until the window is up and frames can be drawn. False when the program ended.
-    bool WaitForWindow();
-    // Sends a key press with that symbol to the window.
-    void Press(KeySym symbol, int times = 1);
-    // Sends any event to the top-level window.
-    void Send(XEvent& event, long mask = KeyPressMask);
-    void Close();  // as a window manager does
-    void Resize(int width, int height);
-    // Waits until standard output or error holds the text.
-    bool WaitForOut(const std::string& text);
-    bool WaitForErr(const std::string& text);
-    // Asks for frames until the statistics line holds the text: a frame shows the view of the one
-    // before, since it takes over a typed camera after it has printed its own.
-    bool WaitForFrame(const std::string& text);
-    // Waits for the end: the exit status, or minus the signal.
-    int Wait();
 
     std::string Out() const { return m_files.Read("out"); }
     std::string Err() const { return m_files.Read("err"); }
@@ -50,6 +76,81 @@ public:
     Display* XDisplay() const { return m_display; }
     Window TopWindow() const { return m_window; }
 
+    // Types text into the program's standard input.
+    void Type(const std::string& text) {
+        for (std::size_t at = 0; at < text.size();) {
+            const ssize_t count = write(m_input, text.data() + at, text.size() - at);
+            if (count <= 0) return;
+            at += static_cast<std::size_t>(count);
+        }
+    }
+    void CloseInput() {
+        if (m_input >= 0) close(m_input);
+        m_input = -1;
+    }
+    // Waits until the window is up and frames can be drawn. False when the program ended.
+    bool WaitForWindow() {
+        // Another program's window may vanish between being listed and being asked for its size.
+        XSetErrorHandler([](Display*, XErrorEvent*) { return 0; });
+        return WaitForOut("starting eventloop\n") && WaitUntil([&] {
+                   m_window = FindWindow();
+                   return m_window != 0;
+               }) &&
+               WaitForOut("\r");
+    }
+    // Sends any event to the top-level window.
+    void Send(XEvent& event, long mask = KeyPressMask) {
+        event.xany.display = m_display;
+        event.xany.window = m_window;
+        XSendEvent(m_display, m_window, False, mask, &event);
+        XFlush(m_display);
+    }
+    // Sends a press of the key with that symbol.
+    void Press(KeySym symbol) {
+        XEvent event{};
+        event.xkey.type = KeyPress;
+        event.xkey.root = DefaultRootWindow(m_display);
+        event.xkey.same_screen = True;
+        event.xkey.display = m_display;
+        event.xkey.keycode = XKeysymToKeycode(m_display, symbol);
+        if (XLookupKeysym(&event.xkey, 0) != symbol) event.xkey.state = ShiftMask;
+        Send(event);
+    }
+    // Closes the window as a window manager does.
+    void Close() {
+        XEvent event{};
+        event.xclient.type = ClientMessage;
+        event.xclient.format = 32;
+        event.xclient.data.l[0] =
+            static_cast<long>(XInternAtom(m_display, "WM_DELETE_WINDOW", False));
+        Send(event, NoEventMask);
+    }
+    void Resize(int width, int height) {
+        XResizeWindow(m_display, m_window, static_cast<unsigned>(width),
+                      static_cast<unsigned>(height));
+        XFlush(m_display);
+    }
+    // Waits until standard output or error holds the text.
+    bool WaitForOut(const std::string& text) {
+        return WaitUntil([&] { return Out().find(text) != std::string::npos; });
+    }
+    bool WaitForErr(const std::string& text) {
+        return WaitUntil([&] { return Err().find(text) != std::string::npos; });
+    }
+    // Asks for frames until the statistics line holds the text: a frame shows the view of the one
+    // before, since it takes over a typed camera after it has printed its own.
+    bool WaitForFrame(const std::string& text) {
+        return WaitUntil([&] {
+            Press(XK_x);
+            return Out().find(text) != std::string::npos;
+        });
+    }
+    // Waits for the end: the exit status, or minus the signal.
+    int Wait() {
+        if (!WaitUntil([&] { return Ended(); })) return -SIGKILL;
+        return WIFEXITED(m_status) ? WEXITSTATUS(m_status) : -WTERMSIG(m_status);
+    }
+
 private:
     TempDir m_files;
     int m_width;
@@ -57,11 +158,43 @@ private:
     int m_input = -1;
     pid_t m_pid = -1;
     int m_status = 0;
-    Display* m_display;
+    Display* m_display = nullptr;
     Window m_window = 0;
 
-    bool Ended();
-    Window FindWindow();
+    bool Ended() {
+        if (m_pid > 0 && waitpid(m_pid, &m_status, WNOHANG) == m_pid) m_pid = -1;
+        return m_pid <= 0;
+    }
     template <class Condition>
-    bool WaitUntil(Condition condition);
+    bool WaitUntil(Condition condition) {
+        // Sanitizers and software OpenGL on a busy machine take their time.
+        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+        for (;;) {
+            const bool last = Ended() || std::chrono::steady_clock::now() > end;
+            if (condition()) return true;
+            if (last) return false;
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
+    }
+    Window FindWindow() {
+        Window root = 0;
+        Window parent = 0;
+        Window* children = nullptr;
+        unsigned count = 0;
+        XQueryTree(m_display, DefaultRootWindow(m_display), &root, &parent, &children, &count);
+        Window found = 0;
+        for (unsigned i = 0; i < count && found == 0; ++i) {
+            char* name = nullptr;
+            XWindowAttributes attributes{};
+            if (!XFetchName(m_display, children[i], &name) || name == nullptr) continue;
+            XGetWindowAttributes(m_display, children[i], &attributes);
+            if (std::string_view(name) == "PALLIX rendering test" && attributes.width == m_width &&
+                attributes.height == m_height) {
+                found = children[i];
+            }
+            XFree(name);
+        }
+        if (children != nullptr) XFree(children);
+        return found;
+    }
 };

@@ -15,7 +15,7 @@
 #include "settings/Registry.h"
 #include "support/TempFile.h"
 
-// Draws nothing; declares what the keys change. visual: whether a window can be made for it.
+// Only to be there; declares what the keys change. visual: whether a window can be made for it.
 class IdleDriver : public Driver {
 public:
     IdleDriver(Display* display, bool visual) : Driver(display), m_hasVisual(visual) {
@@ -30,17 +30,6 @@ public:
         int count = 0;
         return m_hasVisual ? XGetVisualInfo(m_display, VisualIDMask, &wanted, &count) : nullptr;
     }
-    void SetWindow(Window) override {}
-    void SetViewport(int, int, int, int) override {}
-    void ColorMask(bool, bool, bool) override {}
-    void Clear(bool, bool) override {}
-    void Finish() override {}
-    void SetupProjection(const Camera&) override {}
-    void LoadMatrix(const Matrix&) override {}
-    bool RunShader(GeoImage*, const Shader*, const vec3*, bool) override { return false; }
-    void SetAmbient(float, float, float, float) override {}
-    void ClearLights() override {}
-    bool AddLight(const Light*) override { return false; }
 
     static inline int alive = 0;
 

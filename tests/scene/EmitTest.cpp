@@ -1,12 +1,9 @@
 // Emission: its exact text, emit and load as inverses, and files that cannot be written.
 #include "SceneFixture.h"
 
-#include <sys/resource.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <csignal>
 #include <filesystem>
 #include <random>
 
@@ -23,18 +20,10 @@ protected:
         EXPECT_EQ(Errors("emit " + path), "Saving scene to file " + path + "...Done.\n");
         return dir.Read(name);
     }
-    auto Files() { return std::distance(std::filesystem::directory_iterator(dir.Path()), {}); }
 };
 
 TEST_F(EmitTest, LeavesDefaultsOut) {
     EXPECT_EQ(Emit(), kCamera);
-    const std::string mesh = Mesh("mesh");
-    Run("room s\nlight ambient 0.1,0.2,0.3\nset mesh " + mesh + "\nset visible 0\nroom r");
-    EXPECT_EQ(Emit(), kCamera +
-                          "room r\nlight ambient 0,0,0,1\n\n"
-                          "room s\nlight ambient 0.1,0.2,0.3,1\n\n");
-
-    Run("delete s");
     const std::string resources =
         "shader set mesh " + Mesh("mesh") + "\nshader set texture " + Image("image") + '\n';
     const std::string scene =
@@ -61,11 +50,17 @@ TEST_F(EmitTest, LeavesDefaultsOut) {
         "shader new\nshader set blend unknown-8\nshader set rmode unknown-6\n"
         "shader set atest unknown-4\nset shade unknown-4\n\n"
         "object a/b\nset mesh " +
-        mesh + "\nset pos 0,0,0\nset up 0,1,0\nset point 0,0,1\n\n";
+        dir.File("mesh") +
+        "\nset pos 0,0,0\nset up 0,1,0\nset point 0,0,1\n\n"
+        "object a/c\nset pos 0,0,0\nset up 0,1,0\nset point 0,0,1\n\n"
+        "room s\nlight ambient 0.1,0.2,0.3,1\n\n";
     const std::string errors = Errors(scene);
     EXPECT_EQ(std::count(errors.begin(), errors.end(), '\n'), 4) << "the unknown words";
-    // What is default again, what an unlit shader does not show, and faces are not written.
-    Run("light set l active 1\nlight set l angle 180\nobject a\nset pop blend\nshader new\n"
+    // What is default again, what an unlit shader does not show, faces and the mesh of a room are
+    // not written.
+    Run("set mesh " + dir.File("mesh") +
+        "\nset visible 0\nroom r\nlight set l active 1\nlight set l angle 180\nobject a\n"
+        "set pop blend\nset pop shadow\nset shade shadow\nset clear shadow\nshader new\n"
         "shader set diffuse 1,0,0\nshader set faces all\nset shade blend\nset pop light\n"
         "shader new\n" +
         resources +
@@ -131,46 +126,35 @@ TEST_F(EmitTest, FilesThatCannotBeWrittenAreLeftAlone) {
          {dir.Path(), fifo, dir.File("no/out"), std::string("/dev/null")}) {
         EXPECT_EQ(Errors("emit " + path), "emit: Could not open file " + path + " for writing");
     }
-    EXPECT_EQ(Files(), 1);
+    EXPECT_EQ(dir.Count(), 1);
 
     // A limit that the messages fit in but the scene does not.
     Run("object a\nobject b\nobject c");
     const std::string text = Emit();
-    const std::string out = dir.File("out");
-    std::signal(SIGXFSZ, SIG_IGN);
-    rlimit limit{};
-    getrlimit(RLIMIT_FSIZE, &limit);
-    const rlimit small{text.size() - 1, limit.rlim_max};
-    const std::string errors = CaptureStderr([&] {
-        setrlimit(RLIMIT_FSIZE, &small);
-        Run("emit " + out);
-        setrlimit(RLIMIT_FSIZE, &limit);
-    });
-    std::signal(SIGXFSZ, SIG_DFL);
-    EXPECT_EQ(errors, "Saving scene to file " + out + "...\nemit: Could not write file " + out +
-                          ": File too large\n");
+    const std::string link = dir.File("link");
+    std::filesystem::create_symlink("out", link);
+    EXPECT_EQ(
+        CaptureStderr([&] { WithFileSizeLimit(text.size() - 1, [&] { Run("emit " + link); }); }),
+        "Saving scene to file " + link + "...\nemit: Could not write file " + link +
+            ": File too large\n");
     EXPECT_EQ(dir.Read("out"), text);
-    EXPECT_EQ(Files(), 2) << "the old file and the pipe";
+    EXPECT_EQ(dir.Count(), 3) << "the old file, the link and the pipe";
 }
 
 TEST_F(EmitTest, ReplacesTheFileThatALinkNamesAndKeepsItsMode) {
     Run("room r");
     const std::string file = dir.Write("file", "old");
-    const std::string link = dir.File("link");
-    const std::string twin = dir.File("twin");
-    ASSERT_EQ(chmod(file.c_str(), 0606), 0);
-    ASSERT_EQ(symlink("file", link.c_str()), 0);
+    std::filesystem::permissions(file, std::filesystem::perms{0606});
+    std::filesystem::create_symlink("file", dir.File("link"));
     const std::string text = Emit("link");
     EXPECT_EQ(dir.Read("file"), text);
-    EXPECT_TRUE(std::filesystem::is_symlink(link));
-    struct stat status {};
-    ASSERT_EQ(stat(file.c_str(), &status), 0);
-    EXPECT_EQ(status.st_mode & 0777, 0606U);
-    ASSERT_EQ(::link(file.c_str(), twin.c_str()), 0);
+    EXPECT_TRUE(std::filesystem::is_symlink(dir.File("link")));
+    EXPECT_EQ(std::filesystem::status(file).permissions(), std::filesystem::perms{0606});
+    std::filesystem::create_hard_link(file, dir.File("twin"));
     Run("room q");
     EXPECT_NE(Emit("file"), text);
     EXPECT_EQ(dir.Read("twin"), dir.Read("file"));
-    ASSERT_EQ(symlink("later", dir.File("dangling").c_str()), 0);
+    std::filesystem::create_symlink("later", dir.File("dangling"));
     EXPECT_EQ(Emit("dangling"), dir.Read("file"));
     EXPECT_EQ(dir.Read("later"), dir.Read("file"));
 }

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include "geometry/Codec.h"
-#include "geometry/GeoImage.h"
 #include "geometry/Texture.h"
 #include "scene/Command.h"
 #include "scene/Room.h"
@@ -12,6 +11,7 @@
 #include "scene/ScenePath.h"
 #include "support/Capture.h"
 #include "support/TempFile.h"
+#include "support/TestMeshes.h"
 
 #include <memory>
 #include <sstream>
@@ -43,19 +43,12 @@ protected:
         });
     }
     std::string Mesh(const std::string& name, float size = 1) {
-        GeoImage mesh(2, 2);
-        for (int i = 0; i < 4; ++i) {
-            mesh.samples[i] = {};
-            mesh.samples[i].position = {size * float(i % 2), size * float(i / 2), 0};
-        }
-        mesh.Finish(true);
-        EXPECT_TRUE(mesh.Save(dir.File(name), CODEC_FLAT));
+        EXPECT_TRUE(SquareMesh(size, 0).Save(dir.File(name), CODEC_FLAT));
         return dir.File(name);
     }
     std::string Image(const std::string& name) {
         Texture texture;
-        EXPECT_TRUE(texture.SetSize(2, 2, 3));
-        EXPECT_TRUE(texture.Save(dir.File(name), CODEC_FLAT));
+        EXPECT_TRUE(texture.SetSize(2, 2, 3) && texture.Save(dir.File(name), CODEC_FLAT));
         return dir.File(name);
     }
 };

@@ -1,6 +1,9 @@
-// A private directory for one test, removed with everything in it.
+// A private directory for one test, removed with everything in it, and a disk that is full.
 #pragma once
 
+#include <sys/resource.h>
+
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -31,7 +34,23 @@ public:
         std::ifstream in(File(name), std::ios::binary);
         return {std::istreambuf_iterator<char>(in), {}};
     }
+    // The number of entries.
+    std::ptrdiff_t Count() const {
+        return std::distance(std::filesystem::directory_iterator(m_path), {});
+    }
 
 private:
     std::string m_path;
 };
+
+// Runs the body while no file can grow beyond that size.
+template <class Body>
+void WithFileSizeLimit(rlim_t bytes, Body body) {
+    std::signal(SIGXFSZ, SIG_IGN);
+    rlimit before{};
+    getrlimit(RLIMIT_FSIZE, &before);
+    const rlimit small{bytes, before.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &small);
+    body();
+    setrlimit(RLIMIT_FSIZE, &before);
+}
