@@ -15,7 +15,6 @@
 
 namespace {
 
-using testing::HasSubstr;
 using testing::StartsWith;
 
 std::string SaveStream(const TempDir& dir, Codec codec, int number) {
@@ -38,7 +37,7 @@ Codec RandomGrid(int width, int height, int channels, int bits, unsigned seed) {
     std::mt19937 random(seed);
     for (auto& values : codec.data) {
         for (auto& value : values)
-            value = static_cast<std::int32_t>(random()) >> (32 - bits);
+            value = static_cast<std::int32_t>(random());
     }
     return codec;
 }
@@ -90,14 +89,20 @@ struct LiteralPyramid {
     }
 };
 
-std::string LiteralBody(Codec codec, int x0, int y0) {
-    LiteralPyramid pyramid{codec, Words({x0, y0})};
-    for (int c = 0; c < codec.channels; ++c) {
-        pyramid.Rows(c, 0, y0, x0, codec.width);
-        pyramid.Rows(c, y0, codec.height, 0, codec.width);
+std::string LiteralBody(Codec codec, int number, int x0, int y0) {
+    LiteralPyramid body{codec, {}};
+    if (number == CODEC_FLAT) {
+        for (int i = 0; i < codec.width * codec.height * codec.channels; ++i)
+            body.Put(i % codec.channels, i / codec.channels, 0);
+        return body.out;
     }
-    pyramid.Encode(x0, y0);
-    return pyramid.out;
+    body.out = Words({x0, y0});
+    for (int c = 0; c < codec.channels; ++c) {
+        body.Rows(c, 0, y0, x0, codec.width);
+        body.Rows(c, y0, codec.height, 0, codec.width);
+    }
+    body.Encode(x0, y0);
+    return body.out;
 }
 
 TEST(Codec, WritesTheLayoutAndReadsItBack) {
@@ -108,100 +113,69 @@ TEST(Codec, WritesTheLayoutAndReadsItBack) {
     for (const Case& k :
          {Case{4, 4, 1, 32, 4, 4}, Case{5, 7, 3, 24, 4, 4}, Case{33, 9, 2, 16, 32, 8},
           Case{4, 64, 1, 8, 4, 64}, Case{257, 257, 2, 32, 256, 256}}) {
-        SCOPED_TRACE(testing::Message() << k.width << "x" << k.height << " " << k.bits << " bits");
         const Codec grid = RandomGrid(k.width, k.height, k.channels, k.bits, 7);
-        const std::string header = StreamHeader(2, k.width, k.height, k.channels, k.bits);
-        const std::string pyramid = SaveStream(dir, grid, CODEC_PYRAMID);
-        EXPECT_TRUE(Gunzip(pyramid) == header + LiteralBody(grid, k.x0, k.y0));
-        const std::string flat = SaveStream(dir, grid, CODEC_FLAT);
-        for (const std::string& stream : {pyramid, flat}) {
-            Codec loaded =
-                RandomGrid(300, 2, 5, 8, 9);  // what it held before must not shine through
-            ASSERT_TRUE(LoadStream(dir, stream, loaded));
-            EXPECT_TRUE(loaded.ok);
+        const auto low = [&](std::int32_t v) { return v << (32 - k.bits) >> (32 - k.bits); };
+        for (const int number : {CODEC_FLAT, CODEC_PYRAMID}) {
+            SCOPED_TRACE(testing::Message() << k.width << "x" << k.height << " codec " << number);
+            const std::string stream = SaveStream(dir, grid, number);
+            EXPECT_TRUE(Gunzip(stream) ==
+                        StreamHeader(number, k.width, k.height, k.channels, k.bits) +
+                            LiteralBody(grid, number, k.x0, k.y0));
+            Codec loaded = RandomGrid(300, 2, 5, 8, 9);  // must not shine through
+            ASSERT_TRUE(LoadStream(dir, stream, loaded) && loaded.ok);
             ASSERT_EQ(loaded.channels, k.channels);
-            const std::uint32_t mask = k.bits == 32 ? ~0U : (1U << k.bits) - 1;
             for (std::size_t c = 0; c < grid.data.size(); ++c) {
                 ASSERT_EQ(loaded.data[c].size(), grid.data[c].size());
                 for (std::size_t i = 0; i < grid.data[c].size(); ++i) {
-                    ASSERT_EQ(
-                        (loaded.data[c][i] ^ grid.data[c][i]) & static_cast<std::int32_t>(mask), 0);
+                    const std::int32_t value = loaded.data[c][i];
+                    // Sums of the pyramid may run over into the bits that no file holds.
+                    ASSERT_EQ(number == CODEC_FLAT ? value : low(value), low(grid.data[c][i]));
                 }
             }
         }
     }
 }
 
-TEST(Codec, StoresFlatInterleavedAndBytesAsLowOrderDifferences) {
-    const TempDir dir;
-    Codec grid;
-    grid.Init(2, 1, 2, 16);
-    grid.data = {{1, -2}, {0x1234, 70000}};
-    EXPECT_EQ(Gunzip(SaveStream(dir, grid, CODEC_FLAT)),
-              StreamHeader(1, 2, 1, 2, 16) + std::string("\x00\x01\x12\x34\xFF\xFE\x11\x70", 8));
-
-    Codec bytes;
-    bytes.Init(4, 4, 1, 8);
-    bytes.data[0][0] = 200;
-    bytes.data[0][1] = 10;
-    const std::string body = Gunzip(SaveStream(dir, bytes, CODEC_PYRAMID)).substr(17 + 8);
-    ASSERT_EQ(body.size(), 16U);
-    EXPECT_EQ(body[0], '\xC8');
-    EXPECT_EQ(body[4], '\x42');
-    Codec loaded;
-    ASSERT_TRUE(LoadStream(dir, SaveStream(dir, bytes, CODEC_PYRAMID), loaded));
-    EXPECT_EQ(loaded.data[0][0], -56);
-    EXPECT_EQ(loaded.data[0][1], 10);
-}
-
-TEST(Codec, RevertsSmallPyramidsAndRefusesUnknownNumbers) {
+TEST(Codec, RevertsSmallPyramidsAndReportsDescriptorsThatAreNone) {
     const TempDir dir;
     std::string stream;
-    EXPECT_EQ(CaptureStderr(
-                  [&] { stream = SaveStream(dir, RandomGrid(3, 100, 1, 32, 1), CODEC_PYRAMID); }),
+    Codec grid = RandomGrid(3, 100, 1, 32, 1);
+    EXPECT_EQ(CaptureStderr([&] { stream = SaveStream(dir, grid, CODEC_PYRAMID); }),
               "Codec::Save: reverting to CODEC_FLAT for 3x100\n");
     EXPECT_EQ(Gunzip(stream).substr(0, 4), Word(1));
-    Codec grid = RandomGrid(4, 4, 1, 8, 1);
-    const int fd = open(dir.File("unknown").c_str(), O_WRONLY | O_CREAT, 0666);
-    EXPECT_EQ(CaptureStderr([&] { EXPECT_FALSE(grid.Save(fd, 3)); }),
-              "Codec::Save: unknown codec 3\n");
-    close(fd);
-    EXPECT_THAT(CaptureStderr([&] { EXPECT_FALSE(grid.Save(-1, CODEC_FLAT)); }),
-                StartsWith("Codec::Save: "));
-    EXPECT_THAT(CaptureStderr([&] { EXPECT_FALSE(grid.Load(-1)); }), StartsWith("Codec::Load: "));
+    EXPECT_EQ(CaptureStderr([&] { EXPECT_FALSE(grid.Save(-1, CODEC_FLAT)); }),
+              "Codec::Save: Bad file descriptor\n");
+    EXPECT_EQ(CaptureStderr([&] { EXPECT_FALSE(grid.Load(-1)); }),
+              "Codec::Load: Bad file descriptor\n");
 }
 
 TEST(Codec, RefusesHeadersThatClaimTooMuch) {
     const TempDir dir;
-    struct Case {
-        std::string header;
-        std::string sizes;
-    };
     constexpr std::int64_t kHuge = 2147483647;
-    const Case cases[] = {
-        {StreamHeader(1, kHuge, kHuge, 8, 32), "2147483647x2147483647x8x32bpp"},
-        {StreamHeader(1, kHuge, kHuge, kHuge, 32), "2147483647x2147483647x2147483647x32bpp"},
-        {StreamHeader(1, 1, 1, 1 << 27, 32), "1x1x134217728x32bpp"},
-        {StreamHeader(1, 4097, 4096, 8, 32), "4097x4096x8x32bpp"},
-        {StreamHeader(1, 4, 4, 0, 32), "4x4x0x32bpp"},
-        {StreamHeader(1, -4, 4, 1, 32), "-4x4x1x32bpp"},
-        {StreamHeader(2, 4, 4, 1, 33), "4x4x1x33bpp"},
-        {StreamHeader(2, 4, 4, 1, 200), "4x4x1x-56bpp"},
-        {StreamHeader(2, 4, 4, 1, 8) + Words({5, 4}), "4x4x1x8bpp"},
-        {StreamHeader(2, 4, 4, 1, 8) + Words({4, -1}), "4x4x1x8bpp"},
-        {StreamHeader(2, 4, 4, 1, 8) + Words({4, kHuge}), "4x4x1x8bpp"},
-    };
-    for (const Case& k : cases) {
+    const std::string square = StreamHeader(2, 4, 4, 1, 8);
+    const auto said = [&](const std::string& header) {
         Codec codec;
-        EXPECT_EQ(CaptureStderr([&] { EXPECT_FALSE(LoadStream(dir, Gzip(k.header), codec)); }),
-                  "Codec::Load: invalid image dimensions (" + k.sizes + ")\n");
+        const std::string text =
+            CaptureStderr([&] { EXPECT_FALSE(LoadStream(dir, Gzip(header), codec)); });
         EXPECT_TRUE(codec.data.empty());
+        return text;
+    };
+    for (const auto& [header, sizes] : {std::pair{StreamHeader(1, kHuge, kHuge, kHuge, 32),
+                                                  "2147483647x2147483647x2147483647x32"},
+                                        {StreamHeader(1, 1, 1, 1 << 27, 32), "1x1x134217728x32"},
+                                        {StreamHeader(1, 4097, 4096, 8, 32), "4097x4096x8x32"},
+                                        {StreamHeader(1, 4, 4, 0, 32), "4x4x0x32"},
+                                        {StreamHeader(1, -4, 4, 1, 32), "-4x4x1x32"},
+                                        {StreamHeader(2, 4, 4, 1, 33), "4x4x1x33"},
+                                        {StreamHeader(2, 4, 4, 1, 200), "4x4x1x-56"},
+                                        {square + Words({5, 4}), "4x4x1x8"},
+                                        {square + Words({4, -1}), "4x4x1x8"},
+                                        {square + Words({4, kHuge}), "4x4x1x8"}}) {
+        EXPECT_EQ(said(header),
+                  std::string("Codec::Load: invalid image dimensions (") + sizes + "bpp)\n");
     }
-    Codec codec;
-    EXPECT_EQ(CaptureStderr([&] { EXPECT_FALSE(LoadStream(dir, Gzip(Word(3)), codec)); }),
-              "Codec::Load: unknown codec 3\n");
-    EXPECT_EQ(CaptureStderr([&] { EXPECT_FALSE(LoadStream(dir, "", codec)); }),
-              "Codec::ReadInt: premature EOF\nCodec::Load: unknown codec 0\n");
+    EXPECT_EQ(said(Word(3)), "Codec::Load: unknown codec 3\n");
+    EXPECT_EQ(said(""), "Codec::ReadInt: premature EOF\nCodec::Load: unknown codec 0\n");
 }
 
 TEST(Codec, ReadsAnyPyramidCornerLikeTheRecursion) {
@@ -265,12 +239,6 @@ TEST(Codec, KeepsGoodDataBeforeDamage) {
     EXPECT_TRUE(
         std::equal(grid.data[1].begin(), grid.data[1].begin() + 2500, codec.data[1].begin()));
     EXPECT_EQ(codec.data[1].back(), 0);
-
-    EXPECT_EQ(CaptureStderr(
-                  [&] { EXPECT_TRUE(LoadStream(dir, whole.substr(0, whole.size() / 2), codec)); }),
-              "Codec::ReadInt: premature EOF\n");
-    EXPECT_TRUE(
-        std::equal(grid.data[1].begin(), grid.data[1].begin() + 4500, codec.data[1].begin()));
 }
 
 }  // namespace
