@@ -1,5 +1,7 @@
 #include "shared/Progress.h"
 
+#include <unistd.h>
+
 #include <chrono>
 #include <cstdio>
 #include <utility>
@@ -10,6 +12,7 @@ Progress::Progress(std::string task)
 Progress::~Progress() = default;
 
 void Progress::Run(const std::stop_token& stop) {
+    if (isatty(STDERR_FILENO) == 0) return;  // a log wants the errors alone
     int seconds = 0;
     std::unique_lock lock(m_mutex);
     while (!m_wake.wait_for(lock, stop, std::chrono::seconds(1),

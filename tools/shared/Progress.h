@@ -1,5 +1,6 @@
-// Tells on standard error what a tool is busy with, once that takes longer than a second. Runs a
-// thread of its own, because one call of the packer can take minutes without giving control back.
+// Tells a terminal on standard error what a tool is busy with, once that takes longer than a
+// second. Runs a thread of its own, because one call of the packer can take minutes without giving
+// control back.
 #pragma once
 
 #include <atomic>
