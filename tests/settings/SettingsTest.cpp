@@ -15,14 +15,14 @@ TEST(Settings, ClampsTogglesAndConverts) {
     Settings settings;
     settings.Declare("D", 0, 0, 0, "group") = 0;
     settings.Declare("D_x", 0, 2, 0.01F, "x") = 1;
-    EXPECT_EQ(settings.Set("D_x", 5), 2);
+    EXPECT_EQ(settings.Set("D_x", 2.01F), 2);
     EXPECT_EQ(settings.Set("D_x", -1), 0);
     EXPECT_TRUE(std::isnan(settings.Set("D_x", NAN)));
     EXPECT_EQ(settings.GetInt("D_x"), 0);
     EXPECT_EQ(settings.Set("D", 3), 0);
     EXPECT_EQ(settings.Set("D", NAN), 0);
     settings.Set("D_x", 0.3F);
-    EXPECT_TRUE(settings.Toggle("D_x"));
+    EXPECT_TRUE(settings.Toggle("D_x") && settings.Get("D_x") == 1);
     settings.Set("D_x", 0.7F);
     EXPECT_FALSE(settings.Toggle("D_x"));
     float& wide = settings.Declare("D_wide", -1e30F, 1e30F, 1, "wide");
@@ -72,11 +72,13 @@ TEST(Settings, PersistThroughTheRegistryInByteOrderAndClampWhatItHolds) {
     registry.SetString("setting/GL_shadows", "100");
     registry.SetString("setting/D", "word");
     registry.SetString("setting/other", "1");
+    settings.Declare("late", 0, 2, 1, "") = 1;
     settings.LoadFrom(registry);
+    EXPECT_EQ(settings.Get("late"), 1);
     EXPECT_EQ(settings.Get("D_wireframe"), 0.01F);
     EXPECT_EQ(settings.Get("GL_shadows"), 2);
     EXPECT_EQ(settings.Get("D"), 0);
-    EXPECT_EQ(settings.ListSettings().size(), 5U);
+    EXPECT_EQ(settings.ListSettings().size(), 6U);
 }
 
 }  // namespace

@@ -83,7 +83,7 @@ TEST(ObjectOctree, ChangesReachOneLevelUp) {
 
     // A smaller mesh does not shrink, a negative radius recomputes.
     GeoImage odd;
-    odd.radius = 1;
+    odd.radius = 0;
     family.a.SetMesh(&odd);
     EXPECT_EQ(family.a.radius, 12);
     odd.radius = -1;

@@ -135,21 +135,25 @@ TEST(Octree, SplitsAtTheMeanUpperExtentAlongTheCheapestAxes) {
     EXPECT_EQ(world.tree.Child(1)->ObjectCount(), 12);
     // The split is at 6, the mean upper extent, not at 5.
     EXPECT_EQ(world.Add({5.5F, 0, 0}, 0.25F)->octreeLink, world.tree.Child(1));
-    EXPECT_EQ(world.Add({6, 0, 0}, 0.25F)->octreeLink, &world.tree);
+    EXPECT_EQ(world.Add({6.25F, 0, 0}, 0.25F)->octreeLink, &world.tree) << "it touches";
     // y cuts as few as z: it is divided beside x, though x alone cuts none. With the axes the
     // other way round, z alone is divided: x cuts no more than y, but more than z.
+    // Axes that cut equally few are all divided.
     World tie;
     World flat;
+    World cube;
     for (int i = 0; i < 24; ++i) {
         const float far = i % 2 == 0 ? 0 : 10;
         const float step = i < 12 ? 0 : 0.5F;
         tie.Add({far, step, step}, 1);
         flat.Add({step, step, far}, 1);
+        cube.Add({far, i % 4 < 2 ? 0.0F : 10.0F, i % 8 < 4 ? 0.0F : 10.0F}, 1);
     }
     EXPECT_EQ(tie.Check().nodes, 3);
     EXPECT_EQ(tie.tree.ObjectCount(), 12);
     EXPECT_EQ(tie.tree.Child(2)->ObjectCount(), 6);
     EXPECT_EQ(tie.tree.Child(3)->ObjectCount(), 6);
+    EXPECT_EQ(cube.Check().nodes, 9);
     flat.Check();
     EXPECT_EQ(flat.tree.Child(0)->ObjectCount(), 12);
     EXPECT_EQ(flat.tree.Child(4)->ObjectCount(), 12);
