@@ -52,6 +52,9 @@ TEST(GeoImage, FinishDerivesNormalsBoundsAndRadius) {
     EXPECT_EQ(quad.boundsMax, vec3(1, 1, 0));
     EXPECT_FLOAT_EQ(quad.radius, std::sqrt(2.0F));
 
+    const GeoImage bent = BentGrid(2, 2);
+    ExpectNear(bent.At(0, 1).normal, Normalise({0.1F, 0.1F, -2}), 1e-6F);
+    ExpectNear(bent.At(1, 1).normal, Normalise({0.1F, 0.1F, -1}), 1e-6F);
     GeoImage tiny = BentGrid(3, 3);  // squares of its face normals are below the range of float
     for (int i = 0; i < 9; ++i)
         tiny.samples[i].position *= 1e-13F;
@@ -200,6 +203,7 @@ TEST(GeoImage, KeepsItsContentsWhenAFileIsRefused) {
     const std::string good = MeshFile(20, one);
     for (const std::string& bytes : {std::string(), "sNMX" + good})
         refuses(dir.Write("f", bytes), "GeoImage::Load: file * not a PALLIX GeoImage");
+    refuses(dir.Write("f", "sNMM"), "Codec::ReadInt: premature EOF\nCodec::Load: unknown codec 0");
     for (const std::size_t length : {8U, 12U})
         refuses(dir.Write("f", good.substr(0, length)),
                 "GeoImage::Load: read of * failed in header");
