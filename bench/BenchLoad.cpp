@@ -2,7 +2,6 @@
 // Knows the mesh file only by the length of its header.
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
-#include <malloc.h>
 #include <unistd.h>
 #include <zlib.h>
 
@@ -12,6 +11,7 @@
 #include <vector>
 
 #include "FastestTimes.h"
+#include "app/HeapPolicy.h"
 #include "geometry/Codec.h"
 #include "geometry/GeoImage.h"
 
@@ -56,17 +56,11 @@ std::size_t Inflate(const std::string& path) {
     return total;
 }
 
-// The program keeps its heap too: otherwise every other load pays for the same pages again.
-void KeepHeap() {
-    mallopt(M_MMAP_THRESHOLD, 32 << 20);
-    mallopt(M_TRIM_THRESHOLD, 32 << 20);
-}
-
 void LoadAgainstInflate(benchmark::State& state) {
     const std::string path =
         (std::filesystem::temp_directory_path() / ("bench-load-" + std::to_string(getpid())))
             .string();
-    KeepHeap();
+    KeepHeap();  // as the program does: otherwise every other load pays for the same pages
     WriteMesh(path, static_cast<int>(state.range(0)));
     FastestTimes<2> times;
     double checksum = 0;

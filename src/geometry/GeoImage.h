@@ -32,7 +32,8 @@ public:
     // Largest number of samples of one mesh; a grid is 32 bytes a sample.
     static constexpr std::int64_t kMaxSamples = std::int64_t{1} << 24;
     // Tokens of derived data live in one set with OpenGL list names, which count up from 1:
-    // these two are values that no list name reaches.
+    // these two are values that no list name reaches. The detail token stands for the levels of one
+    // renderer: a mesh is drawn by one at a time.
     static constexpr std::uint32_t kFaceNormalToken = 0xFFFFFFFFU;
     static constexpr std::uint32_t kDetailToken = 0xFFFFFFFEU;
 

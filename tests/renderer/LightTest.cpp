@@ -1,5 +1,6 @@
 // Lights chosen per object, and shadow volumes.
 #include <gtest/gtest.h>
+#include <tuple>
 
 #include "support/RecordingDriver.h"
 
@@ -106,6 +107,19 @@ TEST_F(LightTest, ShadowLightsAddVolumesAndALitPassOutsideThem) {
     EXPECT_EQ(afterFirstPass(), loadSun + "StartShadows\n" + volume + "FinishShadows\n" + litPass +
                                     "LoadMatrix 0 0 -12\nRunShader ball haze\nRunShader ball mul\n"
                                     "LoadMatrix 0 0 -10\nRunShader ball haze\n");
+
+    // A caster's level follows settings of its own; what is seen stays the mesh itself.
+    using Setting = std::tuple<const char*, float, float>;
+    for (const auto& [name, value, usual] :
+         {Setting{"P_shadowLOD", 0.6F, 1.0F}, Setting{"P_LODmaxShadow", 0.6F, 1.0F},
+          Setting{"P_LODmaxShadowPolys", 1.5F, -1.0F}}) {
+        renderer.Set(name, value);
+        const std::string log = afterFirstPass();
+        EXPECT_EQ(log.find("AddShadow ball"), std::string::npos) << name << log;
+        EXPECT_NE(log.find("AddShadow "), std::string::npos) << name << log;
+        EXPECT_NE(log.find("RunShader ball"), std::string::npos) << name;
+        renderer.Set(name, usual);
+    }
 }
 
 TEST_F(LightTest, CastersOutOfViewCountWhenTheirVolumesReachIntoIt) {
