@@ -2,6 +2,8 @@
 // Knows nothing of scene objects themselves.
 #include "spatial/Matrix.h"
 
+#include <cmath>
+
 namespace {
 
 // Keeps the division defined for zero vectors; far below the resolution of a unit length.
@@ -29,6 +31,34 @@ void SetColumn(Matrix& m, int column, const vec3& v) {
     m[4 * column] = v.x;
     m[4 * column + 1] = v.y;
     m[4 * column + 2] = v.z;
+}
+
+double ColumnDot(const Matrix& m, int a, int b) {
+    return m[4 * a] * m[4 * b] + m[4 * a + 1] * m[4 * b + 1] + m[4 * a + 2] * m[4 * b + 2];
+}
+
+void ScaleColumn(Matrix& m, int column, double factor) {
+    for (int row = 0; row < 3; ++row)
+        m[4 * column + row] *= factor;
+}
+
+// Carries three axes that are right to a float's last bit on to a double's. A frame times its
+// rigid inverse is then the identity for all that floats can tell, and an object whose matrix was
+// brought over from the frame before is drawn on the same pixels as with a fresh one.
+void Orthonormalise(Matrix& m) {
+    constexpr int kX = 0;
+    constexpr int kY = 1;
+    constexpr int kZ = 2;
+    ScaleColumn(m, kZ, 1 / std::sqrt(ColumnDot(m, kZ, kZ)));
+    const double along = ColumnDot(m, kX, kZ);
+    for (int row = 0; row < 3; ++row)
+        m[row] -= along * m[4 * kZ + row];
+    ScaleColumn(m, kX, 1 / std::sqrt(ColumnDot(m, kX, kX)));
+    for (int row = 0; row < 3; ++row) {
+        const int next = (row + 1) % 3;
+        const int last = (row + 2) % 3;
+        m[4 * kY + row] = m[4 * kZ + next] * m[last] - m[4 * kZ + last] * m[next];
+    }
 }
 
 }  // namespace
@@ -66,7 +96,8 @@ Matrix Matrix::Frame(const vec3& pos, const vec3& point, const vec3& up) {
     vec3 z = Unit(point);
     vec3 x = Unit(Cross(up, z));
     vec3 y = Unit(Cross(z, x));
-    if (IsZero(y)) {
+    const bool upright = !IsZero(y);
+    if (!upright) {
         // No upright direction is left. Any other axis will do; it need not be perpendicular.
         y = {z.y, z.z, z.x};
         x = Cross(y, z);
@@ -81,6 +112,7 @@ Matrix Matrix::Frame(const vec3& pos, const vec3& point, const vec3& up) {
     SetColumn(frame, 1, y);
     SetColumn(frame, 2, z);
     SetColumn(frame, 3, pos);
+    if (upright) Orthonormalise(frame);
     return frame;
 }
 

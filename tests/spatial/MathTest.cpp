@@ -51,6 +51,10 @@ TEST(Matrix, ProductsAndInversesCarryPoints) {
         EXPECT_LT(Length((a * b).Transform(p) - a.Transform(b.Transform(p))), 1e-4F);
         EXPECT_LT(Length(a.RigidInverse().Transform(a.Transform(p)) - p), 1e-4F);
         EXPECT_LT(Length(a.Transform(p) - a.Translation() - a.Rotate(p)), 1e-4F);
+        const Matrix there = a.RigidInverse() * a;
+        for (int element = 0; element < 16; ++element)
+            EXPECT_NEAR(there[element], Matrix()[element], 1e-13)
+                << "far below a float's resolution";
     }
     Matrix far;  // large terms cancel before the result is rounded
     far[0] = 1 + 1.0 / (1 << 30);
