@@ -90,9 +90,7 @@ bool Culler::TestSphere(Object* object, const VisibilityStream::Origin& origin) 
     const float radius = OwnRadius(object->mesh);
     const float pixels = radius * m_scale / std::max(-centre.z, kNearestMesh);
     if (!(pixels >= kMinPixels)) return RejectTiny(object, origin);  // nor is what is no number
-    if (!object->mesh || SphereOutside(m_planes, centre, radius, kAllPlanes) != 0) {
-        return Reject(object, origin);
-    }
+    if (SphereOutside(m_planes, centre, radius, kAllPlanes) != 0) return Reject(object, origin);
     return true;
 }
 
@@ -114,9 +112,7 @@ bool Culler::RejectTiny(Object* object, const VisibilityStream::Origin& origin) 
 
 bool Culler::Reject(Object* object, const VisibilityStream::Origin& origin) {
     m_rejected.Insert(object);
-    if (m_recording && object->mesh) {
-        VisibilityStream::Shared().Rejected(origin, object->mesh->radius);
-    }
+    if (m_recording) VisibilityStream::Shared().Rejected(origin, object->mesh->radius);
     return false;
 }
 

@@ -30,4 +30,10 @@ enum TestFunc : int { TestAlways = 0, TestNever = 1, TestLess = 2, TestGreater =
 // Faces drawn.
 enum FaceSet : int { FacesFront = 0, FacesBack = 1, FacesAll = 2, FacesCount = 3 };
 
+// +1 for front faces, -1 for back faces, 0 where both are drawn.
+inline int FacingSign(int faces) {
+    if (faces == FacesFront) return 1;
+    return faces == FacesBack ? -1 : 0;
+}
+
 enum ShaderPass : int { PassBase = 0, PassLight = 1, PassShadow = 2, PassBlend = 3, PassCount = 4 };

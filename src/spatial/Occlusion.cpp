@@ -55,11 +55,6 @@ void ChooseLines(std::vector<int>& lines, int count, int samples) {
     lines.push_back(static_cast<int>(last));
 }
 
-int FacingSign(int faces) {
-    if (faces == FacesFront) return 1;
-    return faces == FacesBack ? -1 : 0;
-}
-
 // Positive when the triangle's clockwise side, as the grid is wound, faces the eye at the origin.
 float Facing(const vec3& a, const vec3& b, const vec3& c) {
     return Dot(Cross(b - a, c - a), a);

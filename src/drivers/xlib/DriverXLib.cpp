@@ -40,11 +40,6 @@ int LineWidth(float thick) {
     return rounded > 0 ? static_cast<int>(std::min(rounded, static_cast<float>(kLargestSize))) : 0;
 }
 
-int FacingSign(int faces) {
-    if (faces == FacesFront) return 1;
-    return faces == FacesBack ? -1 : 0;
-}
-
 }  // namespace
 
 DriverXLib::DriverXLib(Display* display) : Driver(display) {
