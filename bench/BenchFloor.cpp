@@ -1,0 +1,229 @@
+// A steady frame of the whole program against the floor: the same lists of the same objects at the
+// same detail with the same state, replayed by plain OpenGL. Needs a display.
+#include <benchmark/benchmark.h>
+
+#include "Floor.h"
+#include "GLClock.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <random>
+#include <string>
+
+#include "app/Application.h"
+#include "app/FrameLoop.h"
+#include "app/HeapPolicy.h"
+#include "app/Windows.h"
+#include "renderer/Renderer.h"
+#include "scene/Command.h"
+#include "scene/SceneDatabase.h"
+#include "settings/Registry.h"
+#include "support/SceneBuilder.h"
+
+namespace {
+
+constexpr int kObjects = 5000;
+constexpr float kHalfSize = 60;
+constexpr int kMeshSide = 65;
+// Detail then follows the distance over most of the view.
+constexpr float kMeshError = 10;
+// Until the octree has split and every level and list is made.
+constexpr int kSettlingFrames = 30;
+constexpr int kRounds = 15;
+constexpr int kFramesARound = 3;  // the first of them, after the change of context, is not timed
+
+// Frames print their statistics, which are not what the benchmark prints.
+class QuietOutput {
+public:
+    QuietOutput() : m_saved(dup(STDOUT_FILENO)) {
+        std::fflush(stdout);
+        const int sink = open("/dev/null", O_WRONLY);
+        dup2(sink, STDOUT_FILENO);
+        close(sink);
+    }
+    ~QuietOutput() {
+        std::fflush(stdout);
+        dup2(m_saved, STDOUT_FILENO);
+        close(m_saved);
+    }
+    QuietOutput(const QuietOutput&) = delete;
+    QuietOutput& operator=(const QuietOutput&) = delete;
+
+private:
+    int m_saved;
+};
+
+// The program without its event loop, drawing the open scene: five thousand spheres in a cube, seen
+// from its middle. Budgets are large enough for everything.
+class Program {
+public:
+    explicit Program(bool occlusion);
+    ~Program();
+    Program(const Program&) = delete;
+    Program& operator=(const Program&) = delete;
+
+    Application app;
+    TapDriver* driver = nullptr;
+
+    void DrawFrame() { RenderFrame(app); }
+    RecordedFrame Record();
+
+private:
+    TestScene m_scene;
+
+    void FillScene();
+};
+
+Program::Program(bool occlusion) {
+    app.display = XOpenDisplay(nullptr);
+    if (app.display == nullptr) return;
+    app.renderer = new Renderer;
+    app.driver = driver = new TapDriver(app.display);
+    app.database = new SceneDatabase;
+    app.command = new Command(app.database);
+    app.shell.showStats = false;  // the graph is no part of the scene
+    app.renderer->Set("P_LODcache", 16);
+    app.renderer->Set("P_LODcachesize", 1048576);
+    app.renderer->Set("P_occlusion", occlusion ? 1 : 0);
+    driver->Set("GL_dlistMax", 16384);
+    driver->Set("GL_dlistSize", 262144);
+    CreateTopWindow(app);
+    CreateRenderWindow(app);
+    XMapWindow(app.display, app.renderWindow);
+    FillScene();
+    app.currentRoom = &m_scene.room;
+}
+
+Program::~Program() {
+    app.currentRoom = nullptr;
+    delete app.command;
+    delete app.database;
+    delete app.renderer;
+    delete app.driver;
+    if (app.display != nullptr) XCloseDisplay(app.display);
+}
+
+void Program::FillScene() {
+    GeoImage* sphere = m_scene.Sphere(1, kMeshSide);
+    sphere->error = kMeshError;
+    std::mt19937 random(1);
+    std::uniform_real_distribution<float> place(-kHalfSize, kHalfSize);
+    for (int i = 0; i < kObjects; ++i) {
+        const vec3 pos{place(random), place(random), place(random)};
+        m_scene.AddLit(m_scene.room, std::to_string(i), sphere, pos);
+    }
+    Light* sun = m_scene.AddLight("sun", {-300, 500, 400});
+    sun->falloff = {1, 0, 0};
+    app.camera.pos = {0, 0, kHalfSize};
+    app.camera.lookat = {0, 0, 0};
+}
+
+RecordedFrame Program::Record() {
+    driver->recording = true;
+    DrawFrame();
+    driver->recording = false;
+    return driver->frame;
+}
+
+template <class Draw>
+double Milliseconds(Draw draw) {
+    using Clock = std::chrono::steady_clock;
+    const Clock::time_point start = Clock::now();
+    draw();
+    return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
+}
+
+double Median(std::vector<double>& values) {
+    const auto middle = values.begin() + std::ssize(values) / 2;
+    std::nth_element(values.begin(), middle, values.end());
+    return *middle;
+}
+
+// Of the picture in the current context, drawn anew over black.
+template <class Draw>
+std::uint32_t Checksum(const Application& app, Draw draw) {
+    glClearColor(0, 0, 0, 1);
+    glClear(GL_COLOR_BUFFER_BIT);
+    draw();
+    std::vector<std::uint8_t> pixels(std::size_t{3} * static_cast<std::size_t>(app.windowWidth) *
+                                     static_cast<std::size_t>(app.windowHeight));
+    glPixelStorei(GL_PACK_ALIGNMENT, 1);
+    glReadPixels(0, 0, app.windowWidth, app.windowHeight, GL_RGB, GL_UNSIGNED_BYTE, pixels.data());
+    std::uint32_t sum = 2166136261U;
+    for (const std::uint8_t value : pixels)
+        sum = (sum ^ value) * 16777619U;
+    return sum;
+}
+
+// Argument: whether the occlusion buffer is used.
+void SteadyFrame(benchmark::State& state) {
+    KeepHeap();
+    std::uint32_t programSum = 0;
+    std::uint32_t floorSum = 0;
+    std::vector<double> programTimes;
+    std::vector<double> floorTimes;
+    GLShare share;
+    std::size_t draws = 0;
+    for (auto _ : state) {
+        const QuietOutput quiet;
+        Program program(state.range(0) != 0);
+        if (program.app.renderWindow == 0) {
+            state.SkipWithError("no display");
+            return;
+        }
+        const auto drawProgram = [&] { program.DrawFrame(); };
+        for (int i = 0; i < kSettlingFrames; ++i)
+            drawProgram();
+        const RecordedFrame frame = program.Record();
+        draws = frame.draws.size();
+        StartGLClock();
+        for (int i = 0; i < kRounds; ++i)
+            drawProgram();
+        share = StopGLClock();
+        programSum = Checksum(program.app, drawProgram);
+
+        Floor floor(program.app.display, program.app.windowWidth, program.app.windowHeight);
+        const auto drawFloor = [&] { floor.DrawFrame(); };
+        floor.MakeCurrent();
+        floor.Load(frame);
+        drawFloor();
+        floorSum = Checksum(program.app, drawFloor);
+        for (int round = 0; round < kRounds; ++round) {
+            for (int i = 0; i < kFramesARound; ++i) {
+                const double time = Milliseconds(drawProgram);
+                if (i > 0) programTimes.push_back(time);
+            }
+            floor.MakeCurrent();
+            for (int i = 0; i < kFramesARound; ++i) {
+                const double time = Milliseconds(drawFloor);
+                if (i > 0) floorTimes.push_back(time);
+            }
+        }
+    }
+    if (programSum != floorSum) state.SkipWithError("the pictures differ");
+    const double programTime = Median(programTimes);
+    const double floorTime = Median(floorTimes);
+    state.SetIterationTime(programTime / 1000);
+    state.counters["floor_ms"] = floorTime;
+    state.counters["program_ms"] = programTime;
+    state.counters["ratio"] = programTime / floorTime;
+    state.counters["outside_gl_percent"] = 100 * (1 - share.inside / share.seconds);
+    state.counters["gl_calls"] = static_cast<double>(share.calls) / kRounds;
+    state.counters["allocations"] = static_cast<double>(share.allocations) / kRounds;
+    state.counters["draws"] = static_cast<double>(draws);
+    state.counters["checksum"] = programSum;
+}
+BENCHMARK(SteadyFrame)
+    ->ArgName("occlusion")
+    ->Arg(0)
+    ->Arg(1)
+    ->Iterations(1)
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond);
+
+}  // namespace
