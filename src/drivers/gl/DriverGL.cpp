@@ -128,6 +128,7 @@ void DriverGL::SetWindow(Window window) {
         return;
     }
     glXMakeCurrent(m_display, m_window, m_context);
+    m_state.Forget();
     // Rows of pixels are packed without gaps on both sides.
     glPixelStorei(GL_UNPACK_ALIGNMENT, 1);
     glPixelStorei(GL_PACK_ALIGNMENT, 1);
@@ -173,9 +174,8 @@ void DriverGL::ReadLightLimit() {
     const int forced = GetInt("GL_lights");
     m_maxLights = forced > 0 ? std::min(available, forced) : available;
     SetCapability("maxlights", static_cast<float>(m_maxLights));
-    glEnable(GL_LIGHTING);
-    for (int i = 0; i < available; ++i)
-        glDisable(GL_LIGHT0 + static_cast<GLenum>(i));
+    m_state.Switch(Feature::Lighting, true);
+    m_state.SwitchLightsOff(available);
     m_activeLights = 0;
     glLightModeli(GL_LIGHT_MODEL_LOCAL_VIEWER, 1);
 }

@@ -15,6 +15,7 @@
 
 #include "drivers/gl/CacheKey.h"
 #include "drivers/gl/DisplayListCache.h"
+#include "drivers/gl/StateGL.h"
 #include "geometry/Silhouette.h"
 #include "scene/Camera.h"
 
@@ -82,6 +83,7 @@ private:
     };
 
     GLXContext m_context = nullptr;
+    StateGL m_state;
     Rectangle m_viewport;
     bool m_extensionsProbed = false;
     bool m_hasAnisotropic = false;
@@ -137,11 +139,11 @@ private:
     void ApplyColorMask() const;
 
     // Pass state; false when the pass draws nothing.
-    bool SetBlend(int blend) const;
-    bool SetAlphaTest(const Shader& pass) const;
-    bool SetFaces(const Shader& pass) const;
+    bool SetBlend(int blend);
+    bool SetAlphaTest(const Shader& pass);
+    bool SetFaces(const Shader& pass);
     void SetSurface(const Shader& pass);
-    void SetRasterMode(const Shader& pass) const;
+    void SetRasterMode(const Shader& pass);
     bool MakeKey(GeoImage* mesh, const Shader& pass, const vec3* point, CacheKey& key,
                  bool& cacheable) const;
     bool SendGeometry(CacheKey& key, const Shader& pass, bool recording);
@@ -167,7 +169,7 @@ private:
     void Lock(std::size_t count) const;
     void Unlock() const;
 
-    void SetupLight(GLenum number, const Light& light) const;
+    void SetupLight(int number, const Light& light);
     void SetTextureHandle(Texture& texture);
     void SetTextureEnv(GLint magnification, GLint minification) const;
     void UploadImage(Texture& texture) const;

@@ -38,7 +38,7 @@ void DriverGL::ApplyColorMask() const {
 }
 
 void DriverGL::Clear(bool depth, bool color) {
-    glDepthMask(GL_TRUE);
+    m_state.DepthMask(true);
     glClearColor(0.5F, 0.5F, 0.5F, 1);
     glColorMask(GL_TRUE, GL_TRUE, GL_TRUE, GL_TRUE);
     GLbitfield buffers = GL_STENCIL_BUFFER_BIT;
@@ -84,8 +84,8 @@ void DriverGL::SetupProjection(const Camera& camera) {
     m_camera = camera;
     GetOcclusion()->SetProjection(camera);
     glFrontFace(GL_CCW);
-    glCullFace(GL_BACK);
-    glEnable(GL_CULL_FACE);
+    m_state.CullFace(GL_BACK);
+    m_state.Switch(Feature::CullFace, true);
     glEnable(GL_DEPTH_TEST);
     glDepthFunc(GL_LEQUAL);
     glMatrixMode(GL_PROJECTION);
@@ -110,7 +110,7 @@ Occlusion* DriverGL::GetOcclusion() {
 
 void DriverGL::LoadMatrix(const Matrix& modelView) {
     m_modelView = modelView;
-    glLoadMatrixd(m_modelView.Data());
+    m_state.LoadMatrix(m_modelView);
     ReportGLError("LoadMatrix");
 }
 

@@ -50,13 +50,13 @@ bool DriverGL::RunShader(GeoImage* mesh, const Shader* pass, const vec3* point, 
     if (pass == nullptr || mesh == nullptr) return false;
     SetupTexture(pass->texture);
     if (!SetBlend(pass->blend) || !SetAlphaTest(*pass)) return false;
-    glShadeModel(pass->smooth ? GL_SMOOTH : GL_FLAT);
+    m_state.ShadeModel(pass->smooth ? GL_SMOOTH : GL_FLAT);
     if (!SetFaces(*pass)) return false;
     SetSurface(*pass);
     SetRasterMode(*pass);
     CacheKey key;
     if (!MakeKey(mesh, *pass, point, key, cacheable)) return false;
-    glDepthMask(pass->depth);
+    m_state.DepthMask(pass->depth);
     cacheable = cacheable && key.HasOrder();
     if (cacheable && PlayCached(key)) return true;
     // All state of the pass is set by now: a list records geometry only.
@@ -70,27 +70,27 @@ bool DriverGL::RunShader(GeoImage* mesh, const Shader* pass, const vec3* point, 
     return drawn;
 }
 
-bool DriverGL::SetBlend(int blend) const {
-    glEnable(GL_BLEND);
+bool DriverGL::SetBlend(int blend) {
+    m_state.Switch(Feature::Blend, true);
     if (blend <= BlendOpaque || blend >= BlendCount) {
         std::fprintf(stderr, "DriverGL: Unknown BlendFunc %d\n", blend);
         return false;
     }
-    glBlendFunc(kBlendFactors[blend].source, kBlendFactors[blend].destination);
+    m_state.BlendFunc(kBlendFactors[blend].source, kBlendFactors[blend].destination);
     return true;
 }
 
-bool DriverGL::SetAlphaTest(const Shader& pass) const {
+bool DriverGL::SetAlphaTest(const Shader& pass) {
     switch (static_cast<int>(pass.atest)) {
         case TestAlways:
-            glDisable(GL_ALPHA_TEST);
+            m_state.Switch(Feature::AlphaTest, false);
             return true;
         case TestNever:
             return false;
         case TestLess:
         case TestGreater:
-            glEnable(GL_ALPHA_TEST);
-            glAlphaFunc(pass.atest == TestLess ? GL_LESS : GL_GREATER, pass.athresh);
+            m_state.Switch(Feature::AlphaTest, true);
+            m_state.AlphaFunc(pass.atest == TestLess ? GL_LESS : GL_GREATER, pass.athresh);
             return true;
         default:
             std::fprintf(stderr, "DriverGL: Unknown AlphaFunc %d\n", static_cast<int>(pass.atest));
@@ -98,26 +98,26 @@ bool DriverGL::SetAlphaTest(const Shader& pass) const {
     }
 }
 
-bool DriverGL::SetFaces(const Shader& pass) const {
+bool DriverGL::SetFaces(const Shader& pass) {
     switch (static_cast<int>(pass.faces)) {
         case FacesFront:
-            glEnable(GL_CULL_FACE);
-            glCullFace(GL_BACK);
-            glLightModeli(GL_LIGHT_MODEL_TWO_SIDE, 0);
+            m_state.Switch(Feature::CullFace, true);
+            m_state.CullFace(GL_BACK);
+            m_state.TwoSidedLighting(false);
             return true;
         case FacesBack:
-            glEnable(GL_CULL_FACE);
-            glCullFace(GL_FRONT);
+            m_state.Switch(Feature::CullFace, true);
+            m_state.CullFace(GL_FRONT);
             break;
         case FacesAll:
-            glDisable(GL_CULL_FACE);
+            m_state.Switch(Feature::CullFace, false);
             break;
         default:
             std::cerr << "DriverGL::RunShader: Unknown face set " << static_cast<int>(pass.faces)
                       << std::endl;
             return false;
     }
-    glLightModeli(GL_LIGHT_MODEL_TWO_SIDE, pass.lit);
+    m_state.TwoSidedLighting(pass.lit);
     return true;
 }
 
@@ -133,16 +133,16 @@ void DriverGL::SetSurface(const Shader& pass) {
     SetMaterial(&unlit);
 }
 
-void DriverGL::SetRasterMode(const Shader& pass) const {
+void DriverGL::SetRasterMode(const Shader& pass) {
     const int mode = pass.rmode;
     if (m_wireframe || IsLineMode(mode)) {
-        glPolygonMode(GL_FRONT_AND_BACK, GL_LINE);
+        m_state.PolygonMode(GL_LINE);
     } else if (mode == RenderSolid || mode == RenderShadow || mode == RenderShell) {
-        glPolygonMode(GL_FRONT_AND_BACK, GL_FILL);
+        m_state.PolygonMode(GL_FILL);
     } else {
         ReportUnknownRenderFunc(mode);
     }
-    glLineWidth(IsLineMode(mode) ? pass.thick : 1);
+    m_state.LineWidth(IsLineMode(mode) ? pass.thick : 1);
 }
 
 bool DriverGL::MakeKey(GeoImage* mesh, const Shader& pass, const vec3* point, CacheKey& key,

@@ -9,14 +9,6 @@ namespace {
 // Contribution of one face layer to the picture while volumes are shown.
 constexpr float kFaceShade = 0.1F;
 
-// State of one of the two passes: the faces left out, what hidden faces do to the count, and the
-// colour that shown volumes have.
-void CountFaces(GLenum culled, GLenum whereHidden, const vec3& color) {
-    glCullFace(culled);
-    glStencilOp(GL_KEEP, whereHidden, GL_KEEP);
-    glColor3fv(&color.x);
-}
-
 }  // namespace
 
 void DriverGL::StartShadows() {
@@ -25,22 +17,22 @@ void DriverGL::StartShadows() {
     SetLighting(false);
     // What the last pass left behind must not thin out the volumes.
     SetupTexture(nullptr);
-    glDisable(GL_ALPHA_TEST);
-    glEnable(GL_CULL_FACE);
-    glDepthMask(GL_FALSE);
-    if (GetBool("GL_shadows_visible") || GetBool("D_wireframe")) {
-        glEnable(GL_BLEND);
-        glBlendFunc(GL_ONE, GL_ONE);
+    m_state.Switch(Feature::AlphaTest, false);
+    m_state.Switch(Feature::CullFace, true);
+    m_state.DepthMask(false);
+    const bool shown = GetBool("GL_shadows_visible") || GetBool("D_wireframe");
+    m_state.Switch(Feature::Blend, shown);
+    if (shown) {
+        m_state.BlendFunc(GL_ONE, GL_ONE);
     } else {
         glColorMask(GL_FALSE, GL_FALSE, GL_FALSE, GL_FALSE);
-        glDisable(GL_BLEND);
     }
-    glDisable(GL_LIGHTING);
-    glEnable(GL_STENCIL_TEST);
+    m_state.Switch(Feature::Lighting, false);
+    m_state.Switch(Feature::StencilTest, true);
     glStencilFunc(GL_ALWAYS, 0, 0);
     glClear(GL_STENCIL_BUFFER_BIT);
     glDepthFunc(GL_LESS);
-    glPolygonMode(GL_FRONT_AND_BACK, GL_FILL);
+    m_state.PolygonMode(GL_FILL);
     ReportGLError("StartShadows");
 }
 
@@ -54,17 +46,19 @@ void DriverGL::AddShadow(GeoImage* mesh, const vec3* lightPosition, float extrus
         SendShadow(key, false, extrusion);
         glEndList();
     }
-    const auto play = [&] {
+    // Either pass: the faces left out, what hidden faces do to the count, the colour when shown.
+    const auto play = [&](GLenum culled, GLenum whereHidden, const vec3& color) {
+        m_state.CullFace(culled);
+        glStencilOp(GL_KEEP, whereHidden, GL_KEEP);
+        glColor3fv(&color.x);
         if (cached != nullptr) {
             m_lists.PlayDList(*cached);
         } else {
             glCallList(m_scratchList);
         }
     };
-    CountFaces(GL_FRONT, GL_INCR, {kFaceShade, 0, 0});
-    play();
-    CountFaces(GL_BACK, GL_DECR, {0, 0, kFaceShade});
-    play();
+    play(GL_FRONT, GL_INCR, {kFaceShade, 0, 0});
+    play(GL_BACK, GL_DECR, {0, 0, kFaceShade});
     ReportGLError("AddShadow");
 }
 
@@ -88,21 +82,19 @@ std::int64_t DriverGL::SendShadow(const CacheKey& key, bool texcoords, float ext
 
 void DriverGL::FinishShadows() {
     if (!m_shadowsOn) return;
-    glDepthMask(GL_TRUE);
+    m_state.DepthMask(true);
     ApplyColorMask();
-    glEnable(GL_BLEND);
+    m_state.Switch(Feature::Blend, true);
     glDepthFunc(GL_LEQUAL);
-    glEnable(GL_LIGHTING);
+    m_state.Switch(Feature::Lighting, true);
     ReportGLError("FinishShadows");
 }
 
 void DriverGL::SetShadowTest(bool on) {
+    m_state.Switch(Feature::StencilTest, on && m_shadowsOn);
     if (on && m_shadowsOn) {
-        glEnable(GL_STENCIL_TEST);
         glStencilFunc(GL_EQUAL, 0, ~0U);
         glStencilOp(GL_KEEP, GL_KEEP, GL_KEEP);
-    } else {
-        glDisable(GL_STENCIL_TEST);
     }
     ReportGLError("SetShadowTest");
 }

@@ -43,7 +43,7 @@ void DriverGL::SetupTexture(Texture* texture) {
     if (current) return;
     m_currentTexture = texture;
     if (texture == nullptr) {
-        glDisable(GL_TEXTURE_2D);
+        m_state.Switch(Feature::Texture, false);
         return;
     }
     SetTextureHandle(*texture);
@@ -51,7 +51,7 @@ void DriverGL::SetupTexture(Texture* texture) {
     const int filter = texture->filter ? std::clamp(m_texFilter, 0, 1) : 0;
     const int levels = texture->WantsMipmaps() ? std::clamp(m_mipFilter, 0, 2) : 0;
     SetTextureEnv(kFilters[filter], kFilters[filter + 2 * levels]);
-    glEnable(GL_TEXTURE_2D);
+    m_state.Switch(Feature::Texture, true);
     ReportGLError("SetupTexture");
 }
 
