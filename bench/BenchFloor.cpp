@@ -6,14 +6,15 @@
 #include "GLClock.h"
 
 #include <fcntl.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cstdio>
-#include <cstdlib>
+#include <fstream>
 #include <random>
 #include <string>
+#include <vector>
 
 #include "app/Application.h"
 #include "app/FrameLoop.h"
@@ -35,7 +36,7 @@ constexpr float kMeshError = 10;
 // Until the octree has split and every level and list is made.
 constexpr int kSettlingFrames = 30;
 constexpr int kRounds = 15;
-constexpr int kFramesARound = 3;  // the first of them, after the change of context, is not timed
+constexpr int kFramesARound = 2;
 
 // Frames print their statistics, which are not what the benchmark prints.
 class QuietOutput {
@@ -58,11 +59,11 @@ private:
     int m_saved;
 };
 
-// The program without its event loop, drawing the open scene: five thousand spheres in a cube, seen
-// from its middle. Budgets are large enough for everything.
+// The program without its event loop, with budgets large enough for everything. The scene is a
+// file, or, without a name, five thousand spheres in a cube that is seen from a side.
 class Program {
 public:
-    explicit Program(bool occlusion);
+    Program(const char* file, bool occlusion);
     ~Program();
     Program(const Program&) = delete;
     Program& operator=(const Program&) = delete;
@@ -74,12 +75,13 @@ public:
     RecordedFrame Record();
 
 private:
-    TestScene m_scene;
+    TestScene m_spheres;
 
-    void FillScene();
+    void LoadFile(const char* file);
+    void PlaceSpheres();
 };
 
-Program::Program(bool occlusion) {
+Program::Program(const char* file, bool occlusion) {
     app.display = XOpenDisplay(nullptr);
     if (app.display == nullptr) return;
     app.renderer = new Renderer;
@@ -95,8 +97,11 @@ Program::Program(bool occlusion) {
     CreateTopWindow(app);
     CreateRenderWindow(app);
     XMapWindow(app.display, app.renderWindow);
-    FillScene();
-    app.currentRoom = &m_scene.room;
+    if (file != nullptr) {
+        LoadFile(file);
+    } else {
+        PlaceSpheres();
+    }
 }
 
 Program::~Program() {
@@ -108,19 +113,27 @@ Program::~Program() {
     if (app.display != nullptr) XCloseDisplay(app.display);
 }
 
-void Program::FillScene() {
-    GeoImage* sphere = m_scene.Sphere(1, kMeshSide);
+void Program::LoadFile(const char* file) {
+    std::ifstream input(file);
+    while (ExecuteLine(input, *app.command)) {
+    }
+    if (!app.command->Rooms().empty()) app.currentRoom = app.command->Rooms().begin()->second;
+}
+
+void Program::PlaceSpheres() {
+    GeoImage* sphere = m_spheres.Sphere(1, kMeshSide);
     sphere->error = kMeshError;
     std::mt19937 random(1);
     std::uniform_real_distribution<float> place(-kHalfSize, kHalfSize);
     for (int i = 0; i < kObjects; ++i) {
         const vec3 pos{place(random), place(random), place(random)};
-        m_scene.AddLit(m_scene.room, std::to_string(i), sphere, pos);
+        m_spheres.AddLit(m_spheres.room, std::to_string(i), sphere, pos);
     }
-    Light* sun = m_scene.AddLight("sun", {-300, 500, 400});
+    Light* sun = m_spheres.AddLight("sun", {-300, 500, 400});
     sun->falloff = {1, 0, 0};
     app.camera.pos = {0, 0, kHalfSize};
     app.camera.lookat = {0, 0, 0};
+    app.currentRoom = &m_spheres.room;
 }
 
 RecordedFrame Program::Record() {
@@ -130,13 +143,26 @@ RecordedFrame Program::Record() {
     return driver->frame;
 }
 
-template <class Draw>
-double Milliseconds(Draw draw) {
-    using Clock = std::chrono::steady_clock;
-    const Clock::time_point start = Clock::now();
-    draw();
-    return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
+double Milliseconds(clockid_t clock) {
+    timespec now;
+    clock_gettime(clock, &now);
+    return 1e3 * static_cast<double>(now.tv_sec) + 1e-6 * static_cast<double>(now.tv_nsec);
 }
+
+// Of frames: elapsed, and spent by all threads together.
+struct Times {
+    std::vector<double> elapsed;
+    std::vector<double> processor;
+
+    template <class Draw>
+    void Measure(Draw draw) {
+        const double elapsedStart = Milliseconds(CLOCK_MONOTONIC);
+        const double processorStart = Milliseconds(CLOCK_PROCESS_CPUTIME_ID);
+        draw();
+        processor.push_back(Milliseconds(CLOCK_PROCESS_CPUTIME_ID) - processorStart);
+        elapsed.push_back(Milliseconds(CLOCK_MONOTONIC) - elapsedStart);
+    }
+};
 
 double Median(std::vector<double>& values) {
     const auto middle = values.begin() + std::ssize(values) / 2;
@@ -160,20 +186,32 @@ std::uint32_t Checksum(const Application& app, Draw draw) {
     return sum;
 }
 
-// Argument: whether the occlusion buffer is used.
-void SteadyFrame(benchmark::State& state) {
+// A few frames of each in turn; the first after a change of context is not counted.
+template <class DrawProgram, class DrawFloor>
+void Interleave(DrawProgram drawProgram, Times& program, DrawFloor drawFloor, Times& floor) {
+    for (int round = 0; round < kRounds; ++round) {
+        drawProgram();
+        for (int i = 0; i < kFramesARound; ++i)
+            program.Measure(drawProgram);
+        drawFloor();
+        for (int i = 0; i < kFramesARound; ++i)
+            floor.Measure(drawFloor);
+    }
+}
+
+void SteadyFrame(benchmark::State& state, const char* file, bool occlusion) {
     KeepHeap();
     std::uint32_t programSum = 0;
     std::uint32_t floorSum = 0;
-    std::vector<double> programTimes;
-    std::vector<double> floorTimes;
+    Times programTimes;
+    Times floorTimes;
     GLShare share;
     std::size_t draws = 0;
     for (auto _ : state) {
         const QuietOutput quiet;
-        Program program(state.range(0) != 0);
-        if (program.app.renderWindow == 0) {
-            state.SkipWithError("no display");
+        Program program(file, occlusion);
+        if (program.app.renderWindow == 0 || program.app.currentRoom == nullptr) {
+            state.SkipWithError("needs a display, and the scenes in the working directory");
             return;
         }
         const auto drawProgram = [&] { program.DrawFrame(); };
@@ -188,40 +226,45 @@ void SteadyFrame(benchmark::State& state) {
         programSum = Checksum(program.app, drawProgram);
 
         Floor floor(program.app.display, program.app.windowWidth, program.app.windowHeight);
-        const auto drawFloor = [&] { floor.DrawFrame(); };
         floor.MakeCurrent();
         floor.Load(frame);
-        drawFloor();
-        floorSum = Checksum(program.app, drawFloor);
-        for (int round = 0; round < kRounds; ++round) {
-            for (int i = 0; i < kFramesARound; ++i) {
-                const double time = Milliseconds(drawProgram);
-                if (i > 0) programTimes.push_back(time);
-            }
+        const auto drawFloor = [&] {
             floor.MakeCurrent();
-            for (int i = 0; i < kFramesARound; ++i) {
-                const double time = Milliseconds(drawFloor);
-                if (i > 0) floorTimes.push_back(time);
-            }
-        }
+            floor.DrawFrame();
+        };
+        floorSum = Checksum(program.app, drawFloor);
+        Interleave(drawProgram, programTimes, drawFloor, floorTimes);
     }
     if (programSum != floorSum) state.SkipWithError("the pictures differ");
-    const double programTime = Median(programTimes);
-    const double floorTime = Median(floorTimes);
+    const double programTime = Median(programTimes.elapsed);
+    const double floorTime = Median(floorTimes.elapsed);
     state.SetIterationTime(programTime / 1000);
     state.counters["floor_ms"] = floorTime;
     state.counters["program_ms"] = programTime;
     state.counters["ratio"] = programTime / floorTime;
+    state.counters["processor_ratio"] =
+        Median(programTimes.processor) / Median(floorTimes.processor);
     state.counters["outside_gl_percent"] = 100 * (1 - share.inside / share.seconds);
     state.counters["gl_calls"] = static_cast<double>(share.calls) / kRounds;
     state.counters["allocations"] = static_cast<double>(share.allocations) / kRounds;
     state.counters["draws"] = static_cast<double>(draws);
     state.counters["checksum"] = programSum;
 }
-BENCHMARK(SteadyFrame)
-    ->ArgName("occlusion")
-    ->Arg(0)
-    ->Arg(1)
+
+// name, file, occlusion
+BENCHMARK_CAPTURE(SteadyFrame, spheres, nullptr, false)
+    ->Iterations(1)
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(SteadyFrame, spheres_occlusion, nullptr, true)
+    ->Iterations(1)
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(SteadyFrame, many, "scenes/many", false)
+    ->Iterations(1)
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(SteadyFrame, many_occlusion, "scenes/many", true)
     ->Iterations(1)
     ->UseManualTime()
     ->Unit(benchmark::kMillisecond);

@@ -67,7 +67,7 @@ void Renderer::ForgetObject(Object* object) {
         if (static_cast<Object*>(entry->first) == object) {
             entry = m_visCache.erase(entry);
         } else {
-            entry->second.erase(object);
+            entry->second.Remove(object);
             ++entry;
         }
     }

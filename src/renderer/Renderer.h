@@ -15,6 +15,7 @@
 #include "geometry/GeoImage.h"
 #include "renderer/Culler.h"
 #include "renderer/PointerSet.h"
+#include "renderer/VisibleSet.h"
 #include "scene/Camera.h"
 #include "scene/Material.h"
 #include "scene/Object.h"
@@ -56,7 +57,6 @@ public:
     void ForgetTexture(Texture*) {}
 
 private:
-    using VisibleSet = std::map<Object*, Matrix>;
     using LightList = std::vector<Light*>;
     using ShaderList = std::vector<Shader>;
 
@@ -180,7 +180,7 @@ private:
     void VisitVisibleChildren(Culler& culler, Object* object, Visit visit);
     void DrawVisible(Object* object, bool moreFollow, VisibleSet& cacheEntry, bool record);
     void RecordVisible(Object* object, VisibleSet& cacheEntry);
-    void DrawCachedVisible(const VisibleSet& cached, Occlusion* occlusion, bool moreFollow);
+    void DrawCachedVisible(VisibleSet& cached, Occlusion* occlusion, bool moreFollow);
 
     // lights
     void SelectLights(const vec3& position, const LightList& lights, int max,

@@ -164,12 +164,12 @@ void Renderer::RenderLightBatches(Room* room, const LightList& lights, bool shad
 
 void Renderer::RenderFirstPass(Room* room, bool moreFollow) {
     VisibleSet& entry = m_visCache[room];
-    m_lastVisible.swap(entry);
+    m_lastVisible.Swap(entry);
     Occlusion* occlusion = GetBool("P_occlusion") ? m_driver->GetOcclusion() : nullptr;
     if (occlusion) DrawCachedVisible(m_lastVisible, occlusion, moreFollow);
     m_inverseView = m_matrixStack.front().RigidInverse();
     Traverse(room, moreFollow, entry, true);
-    m_lastVisible.clear();
+    m_lastVisible.Clear();
     m_driver->SetAmbient(0, 0, 0, 1);  // later passes add light only
 }
 

@@ -5,8 +5,6 @@
 #include "scene/Room.h"
 #include "spatial/Occlusion.h"
 
-#include <utility>
-
 // A billboard points at the eye, taken in its parent's coordinates.
 void Renderer::PushObjectMatrix(const Object* object) {
     const Matrix& parent = m_matrixStack.back();
@@ -57,30 +55,23 @@ void Renderer::DrawVisible(Object* object, bool moreFollow, VisibleSet& cacheEnt
     if (drawn) m_counters.rendered += 1;
 }
 
-// What is in view mostly was so a frame ago: its map node moves over instead of a new one.
 void Renderer::RecordVisible(Object* object, VisibleSet& cacheEntry) {
-    const Matrix& modelView = m_matrixStack.back();
-    if (auto node = m_lastVisible.extract(object)) {
-        node.mapped() = modelView;
-        cacheEntry.insert(std::move(node));
-    } else {
-        cacheEntry.emplace(object, modelView);
-    }
+    cacheEntry.Add(object, m_matrixStack.back());
     object->derivedCache.insert(&m_visCache);
 }
 
 // Fills the occlusion buffer with what was seen a frame ago and has not changed since; the walk
 // that follows is tested against it.
-void Renderer::DrawCachedVisible(const VisibleSet& cached, Occlusion* occlusion, bool moreFollow) {
+void Renderer::DrawCachedVisible(VisibleSet& cached, Occlusion* occlusion, bool moreFollow) {
     const Matrix moved = m_matrixStack.front() * m_inverseView;
-    for (const auto& [object, before] : cached) {
-        if (!object->visible || !object->derivedCache.contains(&m_visCache)) continue;
+    cached.ForEach([&](Object* object, const Matrix& before) {
+        if (!object->visible || !object->derivedCache.contains(&m_visCache)) return;
         const Matrix modelView = moved * before;
         m_viewCuller.SetMatrix(modelView);
-        if (!m_viewCuller.TestObject(object)) continue;
+        if (!m_viewCuller.TestObject(object)) return;
         DrawObject(object, modelView, moreFollow, occlusion);
         m_counters.cachedVisibility += 1;
-    }
+    });
     occlusion->Sync();
     m_viewCuller.SetOcclusion(occlusion);
 }

@@ -1,6 +1,8 @@
 // The state of a pass: blending, alpha test, faces, lines, and passes that draw nothing.
 #include "GLFixture.h"
 
+#include <random>
+
 namespace {
 
 class ShaderGL : public GLFixture {
@@ -94,6 +96,70 @@ TEST_F(ShaderGL, WritesDepthOnlyWhenAsked) {
         Run(m_square, pass);
         Run(further, Unlit(kGreen));
         EXPECT_THAT(ShotCentre(), IsColor(depth, !depth, 0));
+    }
+}
+
+// Only state that changes is sent: a pass must not depend on what the ones before it left.
+TEST_F(ShaderGL, LooksTheSameWhateverWasDrawnBefore) {
+    std::mt19937 random(3);
+    const auto below = [&](unsigned count) { return static_cast<int>(random() % count); };
+    const auto color = [&] {
+        return Color{0.5F * static_cast<float>(below(3)), 0.5F, 0.5F * static_cast<float>(below(3)),
+                     0.5F};
+    };
+    Texture textures[] = {FilledTexture(2, 2, {255, 90, 20}), FilledTexture(1, 1, {9, 250, 80})};
+    GeoImage meshes[] = {SphereMesh(1, 9, 9), SquareMesh(1, 0, 3), TurnedRound(SquareMesh(1, 0))};
+    Light lights[3];
+    for (Light& light : lights) {
+        light.pos = {static_cast<float>(below(5) - 2), 2, static_cast<float>(below(3))};
+        light.color = color();
+        light.angle = below(2) != 0 ? 180.0F : 60.0F;
+    }
+    const auto randomPass = [&] {
+        Shader pass;
+        pass.material = {color(), color(), color(), static_cast<float>(below(3)), color()};
+        pass.texture = below(2) != 0 ? &textures[below(2)] : nullptr;
+        pass.blend = static_cast<BlendFunc>(BlendReplace + below(BlendCount - 1));
+        pass.rmode = static_cast<RenderFunc>(below(RenderCount));
+        pass.atest = static_cast<TestFunc>(below(TestCount));
+        pass.athresh = 0.25F * static_cast<float>(below(4));
+        pass.faces = static_cast<FaceSet>(below(FacesCount));
+        pass.thick = 1 + static_cast<float>(below(2));
+        pass.smooth = below(2) != 0;
+        pass.lit = below(2) != 0;
+        pass.depth = below(2) != 0;
+        return pass;
+    };
+    const auto draw = [&](const Shader& pass, int mesh, int lit) {
+        m_driver->ClearLights();
+        m_driver->LoadMatrix({});
+        for (int i = 0; i < lit; ++i)
+            m_driver->AddLight(&lights[(mesh + i) % 3]);
+        MoveTo({0, 0, -3});
+        Run(meshes[mesh], pass);
+    };
+    for (int round = 0; round < 150; ++round) {
+        const Shader last = randomPass();
+        const int mesh = below(3);
+        const int lit = below(3);
+        StartFrame();
+        m_driver->Clear(true, true);
+        draw(last, mesh, lit);
+        const std::string alone = Pixels();
+        for (int i = 0; i < 4; ++i)
+            draw(randomPass(), below(3), below(4));
+        if (below(2) == 0) {
+            const vec3 light{0, 3, 0};
+            m_driver->StartShadows();
+            m_driver->AddShadow(meshes, &light, 10);
+            m_driver->FinishShadows();
+            m_driver->SetShadowTest(below(2) != 0);
+            draw(randomPass(), below(3), 1);
+            m_driver->SetShadowTest(false);
+        }
+        m_driver->Clear(true, true);
+        draw(last, mesh, lit);
+        ASSERT_EQ(Pixels() == alone, true) << round;
     }
 }
 

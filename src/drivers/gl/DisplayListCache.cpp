@@ -2,6 +2,7 @@
 // one just asked for: others may be gone.
 #include "drivers/gl/DisplayListCache.h"
 
+#include <bit>
 #include <cstdlib>
 #include <iostream>
 #include <iterator>
@@ -13,6 +14,10 @@
 
 namespace {
 
+// Carries what differs between addresses, in the middle bits, to the top ones.
+constexpr std::uint64_t kHashFactor = 0x9E3779B97F4A7C15U;
+constexpr int kHashShift = 40;
+
 [[noreturn]] void FailCorrupt(const GeoImage* cached, const GeoImage* requested) {
     std::cerr << "\n***ERROR***: cached mesh " << static_cast<const void*>(cached)
               << " does not match cache request " << static_cast<const void*>(requested)
@@ -20,14 +25,35 @@ namespace {
     std::abort();
 }
 
+// Equal keys have equal slots, but for a zero that lost its sign.
+std::size_t Slot(const CacheKey& key) {
+    std::uint64_t hash = reinterpret_cast<std::uintptr_t>(key.mesh);
+    for (const float part : {key.point.x, key.point.y, key.point.z}) {
+        hash = (hash ^ std::bit_cast<std::uint32_t>(part)) * kHashFactor;
+    }
+    return static_cast<std::size_t>((hash + static_cast<unsigned>(key.primitive)) * kHashFactor >>
+                                    kHashShift);
+}
+
 }  // namespace
+
+DisplayList* DisplayListCache::Lookup(const CacheKey& key) {
+    DisplayList*& recent = m_recent[Slot(key) % kRecent];
+    const bool same = recent != nullptr && recent->key.size != DisplayList::kDeleted &&
+                      !(recent->key < key) && !(key < recent->key);
+    if (same) return recent;
+    const auto found = m_cache.find(key);
+    if (found == m_cache.end()) return nullptr;
+    recent = found->second;
+    return recent;
+}
 
 DisplayListCache::Found DisplayListCache::Find(const CacheKey& key) {
     ++m_counts.accesses;
-    const auto found = m_cache.find(key);
-    if (found == m_cache.end()) return {};
+    DisplayList* const found = Lookup(key);
+    if (found == nullptr) return {};
     ++m_counts.hits;
-    DisplayList& list = *found->second;
+    DisplayList& list = *found;
     if (!key.mesh->HasToken(list.name)) {
         RemoveDList(key, list);
         return {.stale = true};
@@ -124,6 +150,7 @@ void DisplayListCache::Forget() {
     m_cache.clear();
     m_free.clear();
     m_lists.clear();
+    m_recent.fill(nullptr);
     m_size = 0;
 }
 

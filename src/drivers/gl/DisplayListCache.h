@@ -5,6 +5,7 @@
 
 #include <GL/gl.h>
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
@@ -63,13 +64,19 @@ private:
         std::int64_t purges = 0;
     };
 
+    // Lists found lately, by a hash of their keys. Spares most frames the walk through the map,
+    // whose nodes lie scattered over memory. Entries may have been removed or recorded anew since.
+    static constexpr std::size_t kRecent = 4096;
+
     std::map<CacheKey, DisplayList*> m_cache;
+    std::array<DisplayList*, kRecent> m_recent{};
     std::deque<DisplayList> m_lists;   // every name ever made, oldest first; elements never move
     std::vector<DisplayList*> m_free;  // without a recording; last in, first out
     std::int64_t m_size = 0;           // sum over m_cache
     std::int64_t m_limit = 0;
     Counts m_counts;
 
+    DisplayList* Lookup(const CacheKey& key);
     DisplayList* Allocate(int maxLists);
     void RemoveDList(const CacheKey& key, DisplayList& list);
     void EvictOne();
