@@ -4,6 +4,7 @@
 #include <GL/glext.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <set>
 #include <sstream>
@@ -184,8 +185,10 @@ void DriverGL::ReadTextureSettings() {
     const int texFilter = GetInt("GL_texfilt");
     const int mipFilter = GetInt("GL_mipfilt");
     const float texQuality = Get("GL_tex_quality");
-    const bool same =
-        texFilter == m_texFilter && mipFilter == m_mipFilter && texQuality == m_texQuality;
+    // A quality may be no number, which does not even equal itself.
+    const bool sameQuality =
+        texQuality == m_texQuality || (std::isnan(texQuality) && std::isnan(m_texQuality));
+    const bool same = texFilter == m_texFilter && mipFilter == m_mipFilter && sameQuality;
     m_texFilter = texFilter;
     m_mipFilter = mipFilter;
     m_texQuality = texQuality;

@@ -22,8 +22,8 @@
 struct Color;
 struct Material;
 
-// Every operation ends with a check for OpenGL errors (see GLError.h), which never stops it.
-// GetVisual makes the context, SetWindow makes it current; without a context nothing is drawn.
+// What draws or sets state ends with a check for OpenGL errors (see GLError.h), which never stops
+// it. GetVisual makes the context, SetWindow makes it current; without a context nothing is drawn.
 class DriverGL : public Driver {
 public:
     // False on X servers without GLX.
