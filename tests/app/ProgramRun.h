@@ -120,6 +120,7 @@ public:
     void Close() {
         XEvent event{};
         event.xclient.type = ClientMessage;
+        event.xclient.message_type = XInternAtom(m_display, "WM_PROTOCOLS", False);
         event.xclient.format = 32;
         event.xclient.data.l[0] =
             static_cast<long>(XInternAtom(m_display, "WM_DELETE_WINDOW", False));
