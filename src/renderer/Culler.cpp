@@ -35,6 +35,22 @@ constexpr std::array<std::array<unsigned char, 3>, 12> kBoxTriangles{{
     {7, 5, 6},
 }};
 
+struct Turn {
+    float cosine;
+    float sine;
+};
+
+// Where the corners of a sphere's polygon lie that follow the first.
+const std::array<Turn, kSphereSides> kSphereTurns = [] {
+    std::array<Turn, kSphereSides> turns;
+    for (int i = 0; i < kSphereSides; ++i) {
+        const double angle = (i + 1) * 2 * std::numbers::pi / kSphereSides;
+        turns[static_cast<unsigned>(i)] = {static_cast<float>(std::cos(angle)),
+                                           static_cast<float>(std::sin(angle))};
+    }
+    return turns;
+}();
+
 using Corners = std::array<vec3, 8>;
 
 Corners TransformedCorners(const Box& box, const Matrix& matrix) {
@@ -138,10 +154,8 @@ bool Culler::SphereUnoccluded(const vec3& centre, float radius) const {
     u = Normalise(u) * radius;
     const vec3 front = centre - Normalise(centre) * radius;
     vec3 previous = front + u;
-    for (int i = 1; i <= kSphereSides; ++i) {
-        const double angle = i * 2 * std::numbers::pi / kSphereSides;
-        const vec3 next = front + u * static_cast<float>(std::cos(angle)) +
-                          v * static_cast<float>(std::sin(angle));
+    for (const Turn& turn : kSphereTurns) {
+        const vec3 next = front + u * turn.cosine + v * turn.sine;
         if (m_occlusion->TestTriangle(front, previous, next)) return true;
         previous = next;
     }
