@@ -34,7 +34,7 @@
 namespace {
 
 constexpr int kUsualFrames = 20000;
-constexpr int kFramesPerRow = 100;
+constexpr int kFramesPerRow = 1000;
 // Odd periods, so that the changes meet in ever new combinations.
 constexpr int kFramesPerScene = 257;
 constexpr int kFramesPerReload = 41;
