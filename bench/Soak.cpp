@@ -56,7 +56,7 @@ constexpr float kLargestList = 12 * 97 * 97 + 8 * 97 * 97;
 // After the first quarter. What OpenGL keeps for its lists lies in large blocks, each of which
 // lives as long as any list in it: the peak of resident memory is a matter of luck.
 constexpr long kResidentGrowthPercent = 20;
-constexpr long kBareGrowthKilobytes = 256;
+constexpr long kBareGrowthKilobytes = 1024;
 
 // Settings go back and forth between two values.
 struct Toggle {
