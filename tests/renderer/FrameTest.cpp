@@ -1,29 +1,9 @@
 // The order of driver calls in a frame, and what each pass of an object is given.
-#include <gtest/gtest.h>
-
-#include "support/RecordingDriver.h"
+#include "RendererFixture.h"
 
 #include <limits>
 
-#include "renderer/Renderer.h"
-#include "scene/Light.h"
-#include "settings/StatisticNames.h"
-#include "support/SceneBuilder.h"
-
 namespace {
-
-Camera CameraAt(const vec3& pos) {
-    Camera camera;
-    camera.pos = pos;
-    camera.lookat = pos + vec3{0, 0, -1};
-    return camera;
-}
-
-void DrawFrame(Renderer& renderer, Driver& driver, Room* room, const Camera& camera) {
-    renderer.BeginFrame(&driver);
-    renderer.Render(room, camera);
-    renderer.FinishFrame();
-}
 
 Shader BlendShader(BlendFunc blend, bool lit) {
     Shader shader;
@@ -32,17 +12,14 @@ Shader BlendShader(BlendFunc blend, bool lit) {
     return shader;
 }
 
-// One near mesh, eye at (0, 0, 5).
-struct FrameTest : testing::Test {
-    TestScene scene;
-    Renderer renderer;
-    RecordingDriver driver;
+// One mesh to hand, eye at (0, 0, 5).
+struct FrameTest : RendererFixture {
     GeoImage* mesh = scene.Quad(1);
-    const Camera camera = CameraAt({0, 0, 5});
 
-    FrameTest() { driver.Call(mesh, "mesh"); }
-    void Draw(Room* room) { DrawFrame(renderer, driver, room, camera); }
-    float Stat(const char* name) const { return Statistic(renderer.Stats(), name); }
+    FrameTest() {
+        driver.Call(mesh, "mesh");
+        LookFrom({0, 0, 5});
+    }
     std::vector<BlendFunc> Blends() const {
         std::vector<BlendFunc> blends;
         for (const auto& draw : driver.draws)
@@ -64,7 +41,8 @@ TEST_F(FrameTest, DrawsOpaquePassesThenBlendedOnesUnderLightsOfTheirOwn) {
         Object* glass = scene.Add(scene.room, "glass" + std::to_string(z), mesh, {0, 0, z});
         glass->shaders[PassBlend].push_back(BlendShader(BlendBlend, true));
     }
-    Draw(&scene.room);
+    Draw();
+    EXPECT_EQ(Stat(stat_names::kDrawn), 4);
     EXPECT_EQ(driver.TakeLog(),
               "SetupProjection 60\nClearLights\nSetAmbient 0.1 0.2 0.3 1.5\n"
               "ClearLights\nLoadMatrix 0 0 -5\nAddLight key yes\n"
@@ -75,15 +53,13 @@ TEST_F(FrameTest, DrawsOpaquePassesThenBlendedOnesUnderLightsOfTheirOwn) {
               "LoadMatrix 0 0 -5\nClearLights\nAddLight key yes\n"
               "LoadMatrix 0 0 -6\nRunShader mesh blend\n");
     EXPECT_EQ(Stat(stat_names::kPasses), 2);
-    EXPECT_EQ(Stat(stat_names::kDrawn), 4);
     EXPECT_EQ(Stat(stat_names::kPolys), 4 * 2);
     EXPECT_EQ(Stat(stat_names::kTraversed), 4);
     EXPECT_EQ(Stat(stat_names::kRendered), 3);
     EXPECT_FALSE(renderer.Stats().contains(stat_names::kShadowVolumes));
 
     renderer.Set("F_blend", 0);
-    Draw(&scene.room);
-    EXPECT_EQ(driver.draws.size(), 2U);
+    EXPECT_EQ(Draw(), 2U);
     EXPECT_EQ(Stat(stat_names::kPasses), 1);
     EXPECT_EQ(Stat(stat_names::kRendered), 1);
 }
@@ -96,40 +72,32 @@ TEST_F(FrameTest, OffersLightsInBatchesAndRedrawsLitObjects) {
     scene.AddPlain(scene.room, "plain", mesh, {0, 0, -1});
     renderer.Set("P_virtlights", 0);
 
-    Draw(&scene.room);
-    ASSERT_EQ(driver.draws.size(), 3U);
-    EXPECT_EQ(driver.draws[0].lights.size(), 8U);
-    EXPECT_EQ(driver.draws[2].lights.size(), 3U);
+    ASSERT_EQ(Draw(), 3U);
     EXPECT_EQ(Stat(stat_names::kPasses), 2);
+    EXPECT_EQ(driver.draws[0].lights.size(), 8U);
     const RecordingDriver::Draw& again = driver.draws[2];
+    EXPECT_EQ(again.lights.size(), 3U);
     EXPECT_EQ(again.shader.blend, BlendAdd);
     EXPECT_EQ(again.shader.material.emission, (Color{0.5F, 0.5F, 0.5F, 0.5F}));
 
-    driver.TakeLog();
     driver.acceptedLights = 4;  // fewer than it said: one batch more, the same spread
-    Draw(&scene.room);
-    ASSERT_EQ(driver.draws.size(), 4U);
+    ASSERT_EQ(Draw(), 4U);
     EXPECT_EQ(driver.draws[3].lights.size(), 3U);
-
-    driver.TakeLog();
     driver.acceptedLights = 0;  // no progress ends the batches
-    Draw(&scene.room);
-    EXPECT_EQ(driver.draws.size(), 2U);
+    EXPECT_EQ(Draw(), 2U);
 
-    driver.TakeLog();
     driver.acceptedLights = -1;
     for (const char* name : {"light8", "light9", "light10"})
         scene.room.lights[name]->active = false;
     renderer.Set("P_virtlights", 1);  // exactly as many as the driver holds: one common batch
-    Draw(&scene.room);
-    EXPECT_EQ(driver.draws.size(), 2U);
+    ASSERT_EQ(Draw(), 2U);
     EXPECT_EQ(driver.draws[0].lights.size(), 8U);
     EXPECT_EQ(Stat(stat_names::kPasses), 1);
 
     RecordingDriver single(1);
     for (auto& [name, light] : scene.room.lights)
         light->active = false;
-    DrawFrame(renderer, single, &scene.room, camera);
+    Draw(single, &scene.room);
     EXPECT_EQ(Stat(stat_names::kPasses), 1);
 }
 
@@ -140,40 +108,36 @@ TEST_F(FrameTest, BudgetCountsDrawnShadersAndOnlyTheFirstReplaces) {
     lit[0].atest = TestNever;
     lit[2].mesh = scene.Quad(2, 5);
     renderer.Set("P_shaderDetail", 2);
-    Draw(&scene.room);
+    Draw();
     EXPECT_EQ(Blends(), (std::vector<BlendFunc>{BlendReplace, BlendAdd}));
     EXPECT_EQ(driver.draws[1].mesh, lit[2].mesh);
     EXPECT_EQ(Stat(stat_names::kPolys), 1 * 2 + 8 * 4);
     EXPECT_EQ(driver.draws[0].eye, (vec3{0, 0, 5}));
 
-    driver.TakeLog();
     object->shaders[PassBase].push_back(lit[0]);  // draws nothing, yet the lit list is not first
-    Draw(&scene.room);
+    Draw();
     EXPECT_EQ(Blends(), (std::vector<BlendFunc>{BlendAdd, BlendAdd}));
 
-    driver.TakeLog();
     renderer.Set("P_shaderDetail", 0);
-    Draw(&scene.room);
-    EXPECT_TRUE(driver.draws.empty());
+    EXPECT_EQ(Draw(), 0U);
     EXPECT_EQ(Stat(stat_names::kTraversed), 2);
 }
 
 TEST_F(FrameTest, EveryFrameDrawsOnceAndStartsAfresh) {
     scene.AddPlain(scene.room, "object", mesh, {0, 0, 0});
     for (const float eye : {-0.1F, 0.1F}) {
-        DrawFrame(renderer, driver, &scene.room, CameraAt({eye, 0, 5}));
-        ASSERT_EQ(driver.draws.size(), 1U);
+        LookFrom({eye, 0, 5});
+        ASSERT_EQ(Draw(), 1U);
         EXPECT_EQ(driver.draws[0].modelView.Translation(), (vec3{-eye, 0, -5}));
-        driver.TakeLog();
     }
+    driver.TakeLog();
     renderer.BeginFrame(&driver);
     renderer.Render(&scene.room, camera);
     renderer.Render(&scene.room, camera);
     renderer.FinishFrame();
     EXPECT_EQ(driver.draws.size(), 1U);
 
-    driver.TakeLog();
-    Draw(nullptr);
+    Draw(driver, nullptr);
     EXPECT_EQ(driver.TakeLog(), "");
     for (const auto& [name, value] : renderer.Stats())
         EXPECT_EQ(value, 0) << name;
@@ -184,43 +148,40 @@ TEST_F(FrameTest, OddCamerasAndWindowsLeaveNoTrace) {
     constexpr float kHuge = std::numeric_limits<float>::max();
     RecordingDriver shadowing(2, true);
     renderer.Set("F_shadows", 1);
-    Object* object = scene.AddLit(scene.room, "object", mesh, {0, 0, 0});
-    object->billboard = true;
+    mesh->error = 1;
+    scene.AddLit(scene.room, "object", mesh, {0, 0, 0})->billboard = true;
     scene.AddLight("spot", {0, 0, 5})->angle = 30;
     scene.AddLight("zero", {0, 0, 0})->falloff = {0, 0, 0};
     scene.AddLight("odd", {0, 0, 0})->focus = -1000;
-    const auto draw = [&](const Camera& view) {
-        shadowing.TakeLog();
-        DrawFrame(renderer, shadowing, &scene.room, view);
+    const Camera usualCamera = camera;
+    const auto usualFrame = [&] {
+        shadowing.viewWidth = 640;
+        shadowing.viewHeight = 480;
+        camera = usualCamera;
+        EXPECT_GT(Draw(shadowing, &scene.room), 0U);
+        return shadowing.TakeLog();
     };
-    draw(camera);
-    const std::string usual = shadowing.TakeLog();
-    EXPECT_NE(usual, "");
+    const std::string usual = usualFrame();
 
     std::vector<Camera> odd;
-    for (const float fov : {0.0F, 180.0F, 360.0F, -60.0F, 1e-38F, kHuge}) {
-        odd.push_back(camera);
-        odd.back().fov = fov;
-    }
+    const auto add = [&]() -> Camera& { return odd.emplace_back(usualCamera); };
+    for (const float fov : {0.0F, 180.0F, 360.0F, -60.0F, 1e-38F, kHuge, std::nanf("")})
+        add().fov = fov;
     for (const float value : {0.0F, -1.0F, kHuge}) {
-        odd.insert(odd.end(), 3, camera);
-        odd[odd.size() - 3].aspect = value;
-        odd[odd.size() - 2].hith = value;
-        odd.back().pos = {value, value, value};
+        add().aspect = value;
+        add().hith = value;
+        add().pos = {value, value, value};
     }
-    odd.insert(odd.end(), 2, camera);
-    odd.back().lookat = camera.pos;
-    odd[odd.size() - 2].up = {0, 0, 0};
+    add().lookat = usualCamera.pos;
+    add().up = {0, 0, 0};
     const int sizes[][2] = {{640, 480}, {0, 0}, {640, 0}, {0, 480}, {5, 5}, {1000, 5}, {5, 1000}};
-    for (const auto& size : sizes) {
+    for (const auto& [width, height] : sizes) {
         for (const Camera& view : odd) {
-            shadowing.viewWidth = size[0];
-            shadowing.viewHeight = size[1];
-            draw(view);
-            shadowing.viewWidth = 640;
-            shadowing.viewHeight = 480;
-            draw(camera);
-            EXPECT_EQ(shadowing.TakeLog(), usual);
+            shadowing.viewWidth = width;
+            shadowing.viewHeight = height;
+            camera = view;
+            Draw(shadowing, &scene.room);
+            EXPECT_EQ(usualFrame(), usual);
         }
     }
 }

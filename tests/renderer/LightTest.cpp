@@ -1,34 +1,19 @@
 // Lights chosen per object, and shadow volumes.
-#include <gtest/gtest.h>
+#include "RendererFixture.h"
+
 #include <tuple>
-
-#include "support/RecordingDriver.h"
-
-#include "renderer/Renderer.h"
-#include "scene/Light.h"
-#include "settings/StatisticNames.h"
-#include "support/SceneBuilder.h"
 
 namespace {
 
-// The eye is at the origin and looks along -z; objects stand around (0, 0, -10).
-struct LightTest : testing::Test {
-    TestScene scene;
-    Renderer renderer;
-    RecordingDriver driver{2, true};
+// Objects stand around (0, 0, -10); the driver holds two lights and draws shadows.
+struct LightTest : RendererFixture {
     GeoImage* ball = scene.Sphere(1);
 
-    LightTest() { driver.Call(ball, "ball"); }
+    LightTest() : RendererFixture(2, true) { driver.Call(ball, "ball"); }
     Light* AddLight(const std::string& name, const vec3& pos) {
         Light* light = scene.AddLight(name, pos);
         driver.Call(light, name);
         return light;
-    }
-    void Draw() {
-        driver.TakeLog();
-        renderer.BeginFrame(&driver);
-        renderer.Render(&scene.room, Camera());
-        renderer.FinishFrame();
     }
     // Names of the lights that the first pass was drawn under, in the order of loading.
     std::string Chosen() {
@@ -40,7 +25,6 @@ struct LightTest : testing::Test {
         }
         return names;
     }
-    float Volumes() { return Statistic(renderer.Stats(), stat_names::kShadowVolumes); }
 };
 
 }  // namespace
@@ -52,7 +36,7 @@ TEST_F(LightTest, EveryObjectTakesTheLightsThatMatterMostToIt) {
     Light* c = AddLight("c", {0, 1, -10});
     c->falloff = {1, 0, 1};
     EXPECT_EQ(Chosen(), "b c ");  // equally near ones in order of name
-    EXPECT_EQ(Statistic(renderer.Stats(), stat_names::kPasses), 1);
+    EXPECT_EQ(Stat(stat_names::kPasses), 1);
 
     c->angle = 60;
     c->pointat = {0, 5, -10};  // away from the object: 0.1 to the power of the focus
@@ -97,8 +81,8 @@ TEST_F(LightTest, ShadowLightsAddVolumesAndALitPassOutsideThem) {
     const std::string ghostPass = "LoadMatrix 0 0 -12\nRunShader ball mul\n";
     EXPECT_EQ(afterFirstPass(),
               loadSun + "StartShadows\n" + volume + "FinishShadows\n" + litPass + ghostPass);
-    EXPECT_EQ(Volumes(), 1);
-    EXPECT_EQ(Statistic(renderer.Stats(), stat_names::kPasses), 2);
+    EXPECT_EQ(Stat(stat_names::kShadowVolumes), 1);
+    EXPECT_EQ(Stat(stat_names::kPasses), 2);
 
     sun->shaders.emplace_back().blend = BlendHaze;  // on every caster, before its own
     sun->shadowlen = 0;
@@ -127,30 +111,28 @@ TEST_F(LightTest, CastersOutOfViewCountWhenTheirVolumesReachIntoIt) {
     Object* caster = scene.AddPlain(scene.room, "caster", ball, {0, 30, -20});
     Light* sun = AddLight("sun", {0, 40, -20});
     renderer.Set("F_shadows", 1);
-    Draw();
-    EXPECT_EQ(Volumes(), 1);
+    const auto volumes = [&] {
+        Draw();
+        return Stat(stat_names::kShadowVolumes);
+    };
+    EXPECT_EQ(volumes(), 1);
     sun->shadowlen = 5;  // ends above the view
-    Draw();
-    EXPECT_EQ(Volumes(), 0);
+    EXPECT_EQ(volumes(), 0);
     EXPECT_TRUE(renderer.Stats().contains(stat_names::kShadowVolumes));
     sun->shadowlen = 100;
 
     sun->pos = {0, 0, -20};  // below the caster: its shadow falls away from the view
-    Draw();
-    EXPECT_EQ(Volumes(), 0);
+    EXPECT_EQ(volumes(), 0);
     sun->pos = {0, 40, -20};
 
-    const auto volumesOfSpot = [&](float angle, const vec3& pointat) {
+    using Spot = std::tuple<float, vec3, float>;  // angle, target, volumes
+    for (const auto& [angle, pointat, expected] :
+         {Spot{45, {0, 30, -20}, 1}, Spot{45, {30, 40, -20}, 0}, Spot{90, {30, 45, -20}, 0},
+          Spot{90, {30, 39, -20}, 1}, Spot{120, {30, 45, -20}, 1}}) {
         sun->angle = angle;
         sun->pointat = pointat;
-        Draw();
-        return Volumes();
-    };
-    EXPECT_EQ(volumesOfSpot(45, {0, 30, -20}), 1);
-    EXPECT_EQ(volumesOfSpot(45, {30, 40, -20}), 0);
-    EXPECT_EQ(volumesOfSpot(90, {30, 45, -20}), 0);
-    EXPECT_EQ(volumesOfSpot(90, {30, 39, -20}), 1);
-    EXPECT_EQ(volumesOfSpot(120, {30, 45, -20}), 1);
+        EXPECT_EQ(volumes(), expected) << angle << " towards " << pointat.y;
+    }
     caster->shadow = false;
-    EXPECT_EQ(volumesOfSpot(120, {30, 45, -20}), 0);
+    EXPECT_EQ(volumes(), 0);
 }
