@@ -88,38 +88,6 @@ int LargestSquare(const std::vector<int>& picture, int number) {
     return *std::max_element(sides.begin(), sides.end());
 }
 
-TEST_F(CullingGL, HiddenObjectsAreLeftOutUntilTheEyeSeesThem) {
-    GeoImage* ball = m_scene.Sphere(0.3F, 17);
-    Object* wall = Place(m_scene.Quad(3), {0, 0, -5});
-    wall->shaders[PassBlend] = wall->shaders[PassBase];  // which doubles its number
-    wall->shaders[PassBlend].front().blend = BlendAdd;
-    for (int i = 0; i < 100; ++i) {
-        const auto place = [i](int step) { return static_cast<float>(i / step % 5) - 2; };
-        Place(ball, {place(1), place(5), -10 - 2 * place(25)});
-    }
-    for (const bool hardware : {false, true}) {
-        m_driver->Set("GL_hw_occlusion", hardware ? 1 : 0);
-        Renderer culling;
-        const auto drawnAsWithout = [&](float x) {
-            LookFrom({x, 0, 0}, {x, 0, -1});
-            const std::vector<int> culled = Picture(culling);
-            EXPECT_TRUE(culled == Picture(m_plain)) << x << ", hardware " << hardware;
-            return Drawn(culling);
-        };
-        EXPECT_EQ(drawnAsWithout(0), 102);
-        EXPECT_EQ(drawnAsWithout(0), 102);
-        for (int frame = 0; frame < 4; ++frame)
-            EXPECT_EQ(drawnAsWithout(0), 2) << "the wall, twice";
-        EXPECT_GT(drawnAsWithout(6.5F), 40);
-        EXPECT_GT(drawnAsWithout(0), 2);
-        drawnAsWithout(0);
-        EXPECT_EQ(drawnAsWithout(0), 2);
-        wall->visible = false;
-        EXPECT_GT(drawnAsWithout(0), 40);
-        wall->visible = true;
-    }
-}
-
 // What is left out shows at most slivers: the buffer rounds occluders up and what it tests down to
 // its pixels, so that an edge less than one of them wide may be missed, never a whole one.
 TEST_F(CullingGL, NothingIsMissedThatShowsAWholePixelOfTheBuffer) {

@@ -27,8 +27,7 @@ TEST_F(FrameGL, ASecondVisualReplacesTheContext) {
     pass.texture = &white;
     for (int context = 0; context < 2; ++context) {
         StartFrame();
-        EXPECT_TRUE(Run(square, pass));
-        EXPECT_THAT(ShotCentre(), IsColor(1, 0, 0));
+        EXPECT_THAT(Shown(square, pass), IsColor(1, 0, 0));
         EXPECT_EQ(CaptureStdout([&] { XFree(m_driver->GetVisual()); }),
                   "DriverGL: got 8 stencil bits\n");
     }
@@ -99,17 +98,13 @@ TEST_F(FrameGL, MotionBlurMixesFramesOnceItHasOne) {
 TEST_F(FrameGL, SurvivesSenselessCamerasAndReportsErrorsInOneLine) {
     GeoImage square = SquareMesh(1, -2);
     for (const float fov : {0.0F, -30.0F, 180.0F, 360.0F, std::nanf("")}) {
-        Camera camera;
-        camera.fov = fov;
-        camera.yon = camera.hith;
-        m_driver->SetupProjection(camera);
+        m_camera.fov = fov;
+        m_camera.yon = m_camera.hith;
+        m_driver->SetupProjection(m_camera);
         Run(square, Unlit(kRed));
     }
     EXPECT_EQ(m_cerr.text, "");
-    Shader wire = Unlit(kRed);
-    wire.rmode = RenderWire;
-    wire.thick = 0;
-    EXPECT_TRUE(Run(square, wire));
+    EXPECT_TRUE(Run(square, Of(RenderWire, 0)));
     EXPECT_THAT(m_cerr.text,
                 testing::MatchesRegex("GLError 0x501 at PlayDList:[0-9]+ - PlayDList\n"));
     m_cerr.text.clear();

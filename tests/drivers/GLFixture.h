@@ -35,7 +35,13 @@ MATCHER_P3(IsColor, red, green, blue, "") {
            std::abs(arg.b - 255.0 * blue) <= kColorTolerance;
 }
 
-constexpr Rgb kBlack{0, 0, 0};
+constexpr Rgb kNothing{0, 0, 0};
+
+constexpr Color kBlack{0, 0, 0, 1};
+constexpr Color kRed{1, 0, 0, 1};
+constexpr Color kGreen{0, 1, 0, 1};
+constexpr Color kBlue{0, 0, 1, 1};
+constexpr Color kWhite{1, 1, 1, 1};
 
 // Keeps a copy of what goes through std::cerr, also while a test captures it.
 class CerrTee : public std::streambuf {
@@ -55,14 +61,11 @@ private:
     std::streambuf* m_target;
 };
 
-// The camera sits at the origin and looks along -z with 90 degrees of height: at z = -d the view
-// is 2 d high.
 class GLFixture : public XWindowFixture {
 protected:
     GLFixture() : XWindowFixture("GL") {}
 
     CerrTee m_cerr;
-    Camera m_camera;
     Texture m_image;
 
     DriverGL& Gl() { return static_cast<DriverGL&>(*m_driver); }
@@ -78,15 +81,9 @@ protected:
     }
 
     void StartFrame() {
-        m_driver->SetWindow(m_xWindow);
-        m_driver->SetViewport(0, 0, kWidth, kHeight);
-        m_driver->ColorMask(true, true, true);
-        m_driver->Clear(true, true);
-        m_camera.fov = 90;
-        m_driver->SetupProjection(m_camera);
-        m_driver->LoadMatrix({});
+        XWindowFixture::StartFrame();
         m_driver->SetAmbient(0, 0, 0, 1);
-        Paint({0, 0, 0, 1});
+        Paint(kBlack);
     }
 
     // Fills the image with a colour, behind everything that is drawn later.
@@ -94,14 +91,6 @@ protected:
         glDepthMask(GL_TRUE);
         glClearColor(color.r, color.g, color.b, color.a);
         glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
-    }
-
-    bool Run(GeoImage& mesh, const Shader& pass) {
-        return m_driver->RunShader(&mesh, &pass, &m_eye, true);
-    }
-
-    void MoveTo(const vec3& position) {
-        m_driver->LoadMatrix(Matrix::Frame(position, {0, 0, 1}, {0, 1, 0}));
     }
 
     static Shader Unlit(const Color& color) {
@@ -116,6 +105,12 @@ protected:
         Shader pass;
         pass.blend = BlendReplace;
         pass.material.specular = {0, 0, 0, 1};
+        return pass;
+    }
+
+    static Shader Of(RenderFunc mode, float thick = 1, Shader pass = Unlit(kRed)) {
+        pass.rmode = mode;
+        pass.thick = thick;
         return pass;
     }
 
@@ -141,6 +136,13 @@ protected:
         return At(kWidth / 2, kHeight / 2);
     }
 
+    // Of a pass that draws, alone on the colour.
+    Rgb Shown(GeoImage& mesh, const Shader& pass, const Color& background = kBlack) {
+        Paint(background);
+        EXPECT_TRUE(Run(mesh, pass));
+        return ShotCentre();
+    }
+
     std::string Pixels() {
         Shoot();
         return {reinterpret_cast<const char*>(m_image.pixels), std::size_t{4} * kWidth * kHeight};
@@ -163,12 +165,4 @@ protected:
         texture.mipmap = false;
         return texture;
     }
-
-private:
-    vec3 m_eye;
 };
-
-constexpr Color kRed{1, 0, 0, 1};
-constexpr Color kGreen{0, 1, 0, 1};
-constexpr Color kBlue{0, 0, 1, 1};
-constexpr Color kWhite{1, 1, 1, 1};

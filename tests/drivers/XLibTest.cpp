@@ -5,8 +5,6 @@
 
 #include <map>
 
-#include "scene/Camera.h"
-#include "scene/Shader.h"
 #include "spatial/Occlusion.h"
 
 namespace {
@@ -31,17 +29,6 @@ protected:
         XSetErrorHandler(nullptr);
     }
 
-    // As seen from the origin along -z with 90 degrees of height.
-    void StartFrame(int width = kWidth, int height = kHeight) {
-        m_driver->SetWindow(m_xWindow);
-        m_driver->SetViewport(0, 0, width, height);
-        m_driver->Clear(false, false);
-        Camera camera;
-        camera.fov = 90;
-        m_driver->SetupProjection(camera);
-        m_driver->LoadMatrix({});
-    }
-
     static Shader Wire(const Color& color, float thick = 1) {
         Shader pass;
         pass.blend = BlendReplace;
@@ -50,11 +37,6 @@ protected:
         pass.material.diffuse = color;
         pass.thick = thick;
         return pass;
-    }
-
-    bool Run(GeoImage& mesh, const Shader& pass) {
-        const vec3 eye;
-        return m_driver->RunShader(&mesh, &pass, &eye, true);
     }
 
     // Ends the frame; the pixel values shown, row by row.
@@ -115,15 +97,13 @@ TEST_F(XLib, CombinesBitsAsTheBlendSays) {
 
 TEST_F(XLib, LeavesOutHiddenSidesAndFindsRims) {
     GeoImage sphere = SphereMesh(0.8F, 17, 17);
-    const Matrix away = Matrix::Frame({0, 0, -2}, {0, 0, 1}, {0, 1, 0});
     const auto drawn = [&](RenderFunc mode, FaceSet faces) {
         StartFrame();
-        m_driver->LoadMatrix(away);
+        MoveTo({0, 0, -2});
         Shader pass = Wire({1, 1, 1, 1});
         pass.rmode = mode;
         pass.faces = faces;
-        const vec3 eye{0, 0, 2};
-        EXPECT_TRUE(m_driver->RunShader(&sphere, &pass, &eye, true));
+        EXPECT_TRUE(Run(sphere, pass, {0, 0, 2}));
         return Colors()[0xFFFFFF];
     };
     const int all = drawn(RenderWire, FacesAll);
@@ -153,7 +133,6 @@ TEST_F(XLib, OffersABufferThatFollowsViewportAndCamera) {
     GeoImage square = SquareMesh(1, -2);
     for (int frame = 0; frame < 2; ++frame) {
         StartFrame();
-        m_driver->Clear(true, false);
         Occlusion& buffer = *m_driver->GetOcclusion();
         buffer.SetMatrix({});
         buffer.AddGeoImage(frame == 0 ? &square : nullptr, {}, {});
@@ -188,13 +167,12 @@ TEST_F(XLib, SendsFewRequestsPerPass) {
     const auto frame = [&] {
         const unsigned long before = NextRequest(m_display);
         StartFrame();
-        m_driver->LoadMatrix(Matrix::Frame({0, 0, -2}, {0, 0, 1}, {0, 1, 0}));
+        MoveTo({0, 0, -2});
         for (int i = 0; i < 100; ++i) {
             Shader pass = Wire({0.01F * static_cast<float>(i), 0, 0, 1});
             pass.rmode = i % 3 == 0 ? RenderOutline : RenderSolid;
             pass.faces = FacesFront;
-            const vec3 eye{0, 0, 2};
-            m_driver->RunShader(&sphere, &pass, &eye, true);
+            Run(sphere, pass, {0, 0, 2});
         }
         m_driver->Finish();
         return NextRequest(m_display) - before;

@@ -12,6 +12,8 @@
 
 #include "drivers/Driver.h"
 #include "drivers/DriverFactory.h"
+#include "scene/Camera.h"
+#include "scene/Shader.h"
 
 class XWindowFixture : public testing::Test {
 protected:
@@ -24,6 +26,7 @@ protected:
     Display* m_display = nullptr;
     Window m_xWindow = 0;
     std::unique_ptr<Driver> m_driver;
+    Camera m_camera;  // at the origin, along -z, 90 degrees high: at z = -d the view is 2 d high
 
     void SetUp() override {
         // A server that starts anew when its last client leaves refuses for a moment.
@@ -31,6 +34,7 @@ protected:
             if (attempt > 0) usleep(100000);
             m_display = XOpenDisplay(nullptr);
         }
+        m_camera.fov = 90;
         ASSERT_NE(m_display, nullptr) << "this test needs an X server";
         m_driver.reset(DriverFactory::Create(m_driverName, m_display));
         ASSERT_NE(m_driver, nullptr);
@@ -46,6 +50,23 @@ protected:
         if (m_xWindow != 0) XDestroyWindow(m_display, m_xWindow);
         if (m_colormap != 0) XFreeColormap(m_display, m_colormap);
         XCloseDisplay(m_display);
+    }
+
+    void StartFrame(int width = kWidth, int height = kHeight) {
+        m_driver->SetWindow(m_xWindow);
+        m_driver->SetViewport(0, 0, width, height);
+        m_driver->ColorMask(true, true, true);
+        m_driver->Clear(true, true);
+        m_driver->SetupProjection(m_camera);
+        m_driver->LoadMatrix({});
+    }
+    // What follows stands there, unturned.
+    void MoveTo(const vec3& position) {
+        m_driver->LoadMatrix(Matrix::Frame(position, {0, 0, 1}, {0, 1, 0}));
+    }
+    // eye: in the coordinates of the mesh.
+    bool Run(GeoImage& mesh, const Shader& pass, const vec3& eye = {}) {
+        return m_driver->RunShader(&mesh, &pass, &eye, true);
     }
 
 private:
