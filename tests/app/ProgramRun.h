@@ -2,13 +2,19 @@
 // a window that receives keys. Knows the program by its texts and its window title alone.
 #pragma once
 
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdlib>
+#include <filesystem>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -29,10 +35,9 @@ public:
     ProgramRun(const std::string& home, std::vector<std::string> arguments,
                Input input = Input::Pipe)
         : m_width(200 + getpid() % 97), m_height(150 + getpid() / 97 % 89) {
-        const std::vector<std::string> size = {PALLIX_PROGRAM, "-testRender/wW",
-                                               std::to_string(m_width), "-testRender/wH",
-                                               std::to_string(m_height)};
-        arguments.insert(arguments.begin(), size.begin(), size.end());
+        arguments.insert(arguments.begin(),
+                         {PALLIX_PROGRAM, "-testRender/wW", std::to_string(m_width),
+                          "-testRender/wH", std::to_string(m_height)});
         std::vector<char*> argv;
         for (std::string& argument : arguments)
             argv.push_back(argument.data());
@@ -40,6 +45,7 @@ public:
         signal(SIGPIPE, SIG_IGN);  // the program may end while a test is still typing
         int pipe[2];
         if (pipe2(pipe, O_CLOEXEC) != 0) return;
+        fcntl(pipe[0], F_SETFL, O_NONBLOCK);  // as a terminal may be left by another program
         const std::string out = m_files.File("out");
         const std::string err = m_files.File("err");
         m_pid = fork();
@@ -92,10 +98,7 @@ public:
     bool WaitForWindow() {
         // Another program's window may vanish between being listed and being asked for its size.
         XSetErrorHandler([](Display*, XErrorEvent*) { return 0; });
-        return WaitForOut("starting eventloop\n") && WaitUntil([&] {
-                   m_window = FindWindow();
-                   return m_window != 0;
-               }) &&
+        return WaitForOut("starting eventloop\n") && WaitUntil([&] { return FindWindow(); }) &&
                WaitForOut("\r");
     }
     // Sends any event to the top-level window.
@@ -146,6 +149,33 @@ public:
             return Out().find(text) != std::string::npos;
         });
     }
+    // Asks for frames until two more have been shown.
+    bool WaitForMoreFrames() {
+        const auto frames = [this] {
+            const std::string out = Out();
+            return std::count(out.begin(), out.end(), '\r');
+        };
+        const auto wanted = frames() + 2;
+        return WaitUntil([&] {
+            Press(XK_x);
+            return frames() >= wanted;
+        });
+    }
+    // The windows in a window.
+    std::vector<Window> Children(Window parent) {
+        Window ignored = 0;
+        Window* list = nullptr;
+        unsigned count = 0;
+        XQueryTree(m_display, parent, &ignored, &ignored, &list, &count);
+        const std::vector<Window> children(list, list + count);
+        if (list != nullptr) XFree(list);
+        return children;
+    }
+    bool HasSize(Window window, int width, int height) {
+        XWindowAttributes is{};
+        XGetWindowAttributes(m_display, window, &is);
+        return is.width == width && is.height == height;
+    }
     // Waits for the end: the exit status, or minus the signal.
     int Wait() {
         if (!WaitUntil([&] { return Ended(); })) return -SIGKILL;
@@ -177,25 +207,46 @@ private:
             std::this_thread::sleep_for(std::chrono::milliseconds(5));
         }
     }
-    Window FindWindow() {
-        Window root = 0;
-        Window parent = 0;
-        Window* children = nullptr;
-        unsigned count = 0;
-        XQueryTree(m_display, DefaultRootWindow(m_display), &root, &parent, &children, &count);
-        Window found = 0;
-        for (unsigned i = 0; i < count && found == 0; ++i) {
+    bool FindWindow() {
+        for (const Window window : Children(DefaultRootWindow(m_display))) {
             char* name = nullptr;
-            XWindowAttributes attributes{};
-            if (!XFetchName(m_display, children[i], &name) || name == nullptr) continue;
-            XGetWindowAttributes(m_display, children[i], &attributes);
-            if (std::string_view(name) == "PALLIX rendering test" && attributes.width == m_width &&
-                attributes.height == m_height) {
-                found = children[i];
+            if (!XFetchName(m_display, window, &name) || name == nullptr) continue;
+            if (std::string_view(name) == "PALLIX rendering test" &&
+                HasSize(window, m_width, m_height)) {
+                m_window = window;
             }
             XFree(name);
         }
-        if (children != nullptr) XFree(children);
-        return found;
+        return m_window != 0;
     }
+};
+
+// A home with a scene, the registry that the program leaves there, and the program itself.
+class ProgramFixture : public testing::Test {
+protected:
+    TempDir home;
+    const std::string scene = home.Write("one", "room r\nobject a\n");
+
+    std::string ReadRegistry() const { return home.Read(".Pallix/registry"); }
+    void WriteRegistry(const std::string& text) const {
+        std::filesystem::create_directory(home.File(".Pallix"));
+        home.Write(".Pallix/registry", text);
+    }
+    void TearDown() override { m_run.reset(); }
+    // Starts the program, after the end of the one before, and waits for its window.
+    ProgramRun& Start(const std::vector<std::string>& arguments,
+                      ProgramRun::Input input = ProgramRun::Input::Pipe) {
+        m_run.emplace(home.Path(), arguments, input);
+        EXPECT_TRUE(m_run->WaitForWindow()) << m_run->Err();
+        return *m_run;
+    }
+    // Ends it with that key; the end must be clean.
+    void Quit(KeySym key = XK_q) {
+        m_run->Press(key);
+        EXPECT_EQ(0, m_run->Wait()) << m_run->Err();
+        EXPECT_THAT(m_run->Err(), testing::Not(testing::ContainsRegex("GLError|Sanitizer")));
+    }
+
+private:
+    std::optional<ProgramRun> m_run;
 };

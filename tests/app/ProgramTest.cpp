@@ -1,8 +1,4 @@
 // The whole program, run as a user runs it: texts, exit status, registry file, console and window.
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <filesystem>
 #include <sstream>
 
 #include "ProgramRun.h"
@@ -11,19 +7,15 @@
 #include "support/TestMeshes.h"
 
 namespace {
-// A home with a scene, and the registry the program leaves there.
-struct Home {
-    TempDir dir;
-    std::string scene = dir.Write("one", "room r\nobject a\n");
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::Not;
 
-    std::string Registry() const { return dir.Read(".Pallix/registry"); }
-    void WriteRegistry(const std::string& text) const {
-        std::filesystem::create_directory(dir.File(".Pallix"));
-        dir.Write(".Pallix/registry", text);
-    }
+class Program : public ProgramFixture {
+protected:
     // The registry without the settings of renderer and driver.
     std::string ShellKeys() const {
-        std::istringstream lines(Registry());
+        std::istringstream lines(ReadRegistry());
         std::string result;
         for (std::string line; std::getline(lines, line);) {
             if (!line.starts_with("setting/")) result += line + "\n";
@@ -31,6 +23,7 @@ struct Home {
         return result;
     }
 };
+using ProgramConsole = Program;
 
 // Standard output up to the first frame, and what follows the last one.
 std::string WithoutFrames(std::string text) {
@@ -42,23 +35,10 @@ std::string WithoutFrames(std::string text) {
     return text;
 }
 
-bool Contains(const std::string& text, const std::string& part) {
-    return text.find(part) != std::string::npos;
-}
-
-// Quits with that key; the end must be clean.
-void Quit(ProgramRun& run, KeySym key = XK_q) {
-    run.Press(key);
-    EXPECT_EQ(0, run.Wait()) << run.Err();
-    EXPECT_FALSE(Contains(run.Err(), "GLError") || Contains(run.Err(), "Sanitizer")) << run.Err();
-}
-
-TEST(Program, FirstRunSaysWhatItDoesAndLeavesThirteenKeys) {
-    const Home home;
-    ProgramRun run(home.dir.Path(), {home.scene});
-    ASSERT_TRUE(run.WaitForWindow()) << run.Err();
-    Quit(run, XK_Escape);
-    EXPECT_EQ("Creating registry in " + home.dir.Path() + "/.Pallix\n" +
+TEST_F(Program, FirstRunSaysWhatItDoesAndLeavesThirteenKeys) {
+    ProgramRun& run = Start({scene});
+    Quit(XK_Escape);
+    EXPECT_EQ("Creating registry in " + home.Path() + "/.Pallix\n" +
                   "DriverGL: got 8 stencil bits\nUsing room r *\nrecname = /tmp/one\n"
                   "starting eventloop\nshutting down\n",
               WithoutAddresses(WithoutFrames(run.Out())));
@@ -69,132 +49,90 @@ TEST(Program, FirstRunSaysWhatItDoesAndLeavesThirteenKeys) {
         "testRender/emask 011\ntestRender/ratecap 0\ntestRender/showfps 1\n"
         "testRender/veloscale 0.00999999977648\ntestRender/wH " +
             std::to_string(run.Height()) + "\ntestRender/wW " + std::to_string(run.Width()) + "\n",
-        home.ShellKeys());
-    EXPECT_TRUE(Contains(home.Registry(), "\nsetting/P_mipmesh "));
-    EXPECT_TRUE(Contains(home.Registry(), "\nsetting/D_wireframe 0\n"));
+        ShellKeys());
+    EXPECT_THAT(ReadRegistry(), HasSubstr("\nsetting/D_wireframe 0\n"));
 }
 
-TEST(Program, RegistryArgumentsAndKeysAreKeptForTheNextRun) {
-    const Home home;
-    home.WriteRegistry(
+TEST_F(Program, RegistryArgumentsAndKeysAreKeptForTheNextRun) {
+    WriteRegistry(
         "testRender/anaglyph 0.6\ntestRender/baseLOD 0.1\ntestRender/caprate 25\n"
         "testRender/capt /var/tmp\ntestRender/ediverg 1\ntestRender/edist 7\n"
         "testRender/emask 1x\ntestRender/ratecap 2\ntestRender/showfps 0.9\n"
         "testRender/veloscale 3\n");
-    {
-        ProgramRun run(home.dir.Path(), {"-testRender/ediverg", "-0.1", home.scene, "-own", "word",
-                                         "-setting/P_mipmesh", "0", "-ignored"});
-        ASSERT_TRUE(run.WaitForWindow()) << run.Err();
-        EXPECT_TRUE(Contains(run.Out(),
-                             "\ncaprate = 25\nbaseLOD = 0.1\nratecap = 1\n"
-                             "emask0 = 1\nemask1 = 0\nemask2 = 0\n"));
-        run.Resize(321, 123);
-        for (const KeySym key : {XK_2, XK_f, XK_w, XK_parenright, XK_parenright})
-            run.Press(key);
-        run.Close();
-        EXPECT_EQ(0, run.Wait()) << run.Err();
-    }
+    ProgramRun& first = Start({"-testRender/ediverg", "-0.1", scene, "-own", "word",
+                               "-setting/P_mipmesh", "0", "-ignored"});
+    EXPECT_THAT(first.Out(), HasSubstr("\ncaprate = 25\nbaseLOD = 0.1\nratecap = 1\n"
+                                       "emask0 = 1\nemask1 = 0\nemask2 = 0\n"));
+    first.Resize(321, 123);
+    for (const KeySym key : {XK_2, XK_f, XK_w, XK_parenright, XK_parenright})
+        first.Press(key);
+    first.Close();
+    EXPECT_EQ(0, first.Wait()) << first.Err();
     const std::string keys =
         "driver GL\nown word\ntestRender/anaglyph 1\ntestRender/baseLOD 0.10000000149\n"
         "testRender/caprate 25\ntestRender/capt /var/tmp\ntestRender/edist 7\n"
         "testRender/ediverg -0.0800000056624\ntestRender/emask 110\ntestRender/ratecap 1\n"
         "testRender/showfps 1\ntestRender/veloscale 3\n";
-    EXPECT_EQ(keys + "testRender/wH 123\ntestRender/wW 321\n", home.ShellKeys());
+    EXPECT_EQ(keys + "testRender/wH 123\ntestRender/wW 321\n", ShellKeys());
 
-    ProgramRun run(home.dir.Path(), {home.scene});
-    ASSERT_TRUE(run.WaitForWindow()) << run.Err();
-    EXPECT_TRUE(run.Err().starts_with("Creating registry: File exists\n"));
-    Quit(run);
-    EXPECT_EQ(keys, home.ShellKeys().substr(0, keys.size()));
+    EXPECT_TRUE(Start({scene}).Err().starts_with("Creating registry: File exists\n"));
+    Quit();
+    EXPECT_EQ(keys, ShellKeys().substr(0, keys.size()));
     for (const char* setting : {"setting/D_wireframe 1\n", "setting/P_mipmesh 0\n"})
-        EXPECT_TRUE(Contains(home.Registry(), setting)) << setting;
+        EXPECT_THAT(ReadRegistry(), HasSubstr(setting));
 }
 
-TEST(Program, AbortsLeaveTheRegistryAsItWas) {
-    const Home home;
-    home.WriteRegistry("untouched  as it is");
-    const std::string missing = home.dir.File("missing");
-    const std::string empty = home.dir.Write("empty", "# nothing\n");
+TEST_F(Program, AbortsLeaveTheRegistryAsItWas) {
+    WriteRegistry("untouched  as it is");
     // What a run says that ends by itself.
     const auto failed = [](const std::string& path, const std::vector<std::string>& arguments) {
         ProgramRun run(path, arguments);
         EXPECT_EQ(1, run.Wait());
         return WithoutAddresses(run.Err());
     };
-    EXPECT_EQ("Creating registry: File exists\nRenderer = * Driver = *\nCould not open scene " +
-                  missing + "\nCould not load any rooms. Aborting.\n",
-              failed(home.dir.Path(), {"-key", "value", missing, empty}));
-    EXPECT_EQ("HOME is not set\n", failed("", {home.scene}));
+    std::vector<std::string> arguments = {"-key", "value", home.Write("empty", "# nothing\n")};
+    std::string said = "Creating registry: File exists\nRenderer = * Driver = *\n";
+    for (const std::string& file : {home.File("missing"), home.Path(), std::string("/dev/zero")}) {
+        arguments.push_back(file);
+        said += "Could not open scene " + file + "\n";
+    }
+    EXPECT_EQ(said + "Could not load any rooms. Aborting.\n", failed(home.Path(), arguments));
+    EXPECT_EQ("HOME is not set\n", failed("", {scene}));
     const std::string display = getenv("DISPLAY");
     setenv("DISPLAY", ":nowhere", 1);
     EXPECT_EQ("Creating registry: File exists\nCould not open display\n",
-              failed(home.dir.Path(), {home.scene}));
+              failed(home.Path(), {scene}));
     setenv("DISPLAY", display.c_str(), 1);
-    EXPECT_EQ("untouched  as it is", home.Registry());
+    EXPECT_EQ("untouched  as it is", ReadRegistry());
 }
 
-TEST(Program, AnUnknownDriverFallsBackToTheFirst) {
-    const Home home;
-    ProgramRun run(home.dir.Path(),
-                   {"-driver", "gl", home.dir.Write("broken", "room b\nroom a\nnonsense"),
-                    home.dir.File("missing"), home.scene});
-    ASSERT_TRUE(run.WaitForWindow()) << run.Err();
-    EXPECT_TRUE(
-        run.Err().starts_with("Error: Requested driver 'gl' does not exist.\n"
-                              "Available drivers:\n  GL - OpenGL backend\n"))
-        << run.Err();
-    EXPECT_TRUE(Contains(run.Err(), "Driver gl creation failed\nRenderer = "));
-    EXPECT_TRUE(Contains(run.Err(), "unknown command nonsense\nCould not open scene "));
-    EXPECT_TRUE(Contains(WithoutAddresses(run.Out()),
-                         "Using room a *\nrecname = /tmp/broken\nUsing room a *\n"
-                         "recname = /tmp/one\n"));
-    run.Press(XK_D);
-    EXPECT_TRUE(run.WaitForErr("New driver = "));
-    EXPECT_TRUE(Contains(run.Err(), "\nSwitching to driver ")) << run.Err();
-    Quit(run);
-    EXPECT_FALSE(Contains(home.Registry(), "driver gl\n"));
-}
-
-TEST(Program, StormsOfEventsEndWithTheLastSizeAndEveryKeyHandled) {
-    const Home home;
-    ProgramRun run(home.dir.Path(), {home.scene});
-    ASSERT_TRUE(run.WaitForWindow()) << run.Err();
+TEST_F(Program, StormsOfEventsEndWithTheLastSizeAndEveryKeyHandled) {
+    ProgramRun& run = Start({scene});
     for (int i = 0; i < 200; ++i)
         run.Resize(100 + i % 2 * 300, 100 + i % 3 * 100);
-    XEvent event{};
-    event.xconfigure.type = ConfigureNotify;
-    event.xconfigure.event = run.TopWindow();
+    const auto send = [&run](int type, long mask, auto&& fill) {
+        XEvent event{};
+        event.type = type;
+        fill(event);
+        run.Send(event, mask);
+    };
     for (const int size : {0, 32767}) {
-        event.xconfigure.width = event.xconfigure.height = size;
-        run.Send(event, StructureNotifyMask);
+        send(ConfigureNotify, StructureNotifyMask, [&](XEvent& event) {
+            event.xconfigure.event = run.TopWindow();
+            event.xconfigure.width = event.xconfigure.height = size;
+        });
     }
-    event = {};
-    event.xbutton.type = ButtonPress;
-    for (const unsigned button : {0U, 6U, 40U, 255U}) {
-        event.xbutton.button = button;
-        run.Send(event, ButtonPressMask);
-    }
-    event = {};
-    event.xmotion.type = MotionNotify;
-    event.xmotion.x = event.xmotion.y = -32768;
-    run.Send(event, ButtonMotionMask);
-    event = {};
-    event.xclient.type = ClientMessage;
-    event.xclient.format = 8;
-    run.Send(event, NoEventMask);
+    for (const unsigned button : {0U, 6U, 40U, 255U})
+        send(ButtonPress, ButtonPressMask, [&](XEvent& event) { event.xbutton.button = button; });
+    send(MotionNotify, ButtonMotionMask,
+         [](XEvent& event) { event.xmotion.x = event.xmotion.y = -32768; });
+    send(ClientMessage, NoEventMask, [](XEvent& event) { event.xclient.format = 8; });
     run.Resize(222, 111);
     run.Type("camera fov 33\n");
     EXPECT_TRUE(run.WaitForFrame("fov=33.0")) << run.Err();
-    Window root = 0;
-    Window parent = 0;
-    Window* children = nullptr;
-    unsigned count = 0;
-    XQueryTree(run.XDisplay(), run.TopWindow(), &root, &parent, &children, &count);
-    ASSERT_EQ(1U, count);
-    XWindowAttributes attributes{};
-    XGetWindowAttributes(run.XDisplay(), children[0], &attributes);
-    XFree(children);
-    EXPECT_TRUE(attributes.width == 222 && attributes.height == 111);
+    const std::vector<Window> children = run.Children(run.TopWindow());
+    ASSERT_EQ(1U, children.size());
+    EXPECT_TRUE(run.HasSize(children[0], 222, 111));
     // What follows the quit key in the same burst still counts.
     XGrabServer(run.XDisplay());
     for (const KeySym key : {XK_q, XK_r, XK_x})
@@ -202,14 +140,12 @@ TEST(Program, StormsOfEventsEndWithTheLastSizeAndEveryKeyHandled) {
     XUngrabServer(run.XDisplay());
     XFlush(run.XDisplay());
     EXPECT_EQ(0, run.Wait()) << run.Err();
-    EXPECT_TRUE(Contains(home.Registry(), "testRender/wH 111\ntestRender/wW 222\n"));
-    EXPECT_TRUE(Contains(home.Registry(), "testRender/ratecap 1\n"));
+    EXPECT_THAT(ReadRegistry(), HasSubstr("testRender/wH 111\ntestRender/wW 222\n"));
+    EXPECT_THAT(ReadRegistry(), HasSubstr("testRender/ratecap 1\n"));
 }
 
-TEST(ProgramConsole, RunsLinesAndEndsWithTheInput) {
-    const Home home;
-    ProgramRun run(home.dir.Path(), {home.scene});
-    ASSERT_TRUE(run.WaitForWindow()) << run.Err();
+TEST_F(ProgramConsole, RunsLinesAndEndsWithTheInput) {
+    ProgramRun& run = Start({scene});
     run.Type("walk home\n\ncamera fov 30\n");
     EXPECT_TRUE(run.WaitForFrame("fov=30.0"));
     EXPECT_TRUE(run.WaitForErr("Command::DoCommand: unknown command walk home\n"));
@@ -218,33 +154,28 @@ TEST(ProgramConsole, RunsLinesAndEndsWithTheInput) {
     EXPECT_TRUE(run.WaitForErr("\nConsole terminating\n"));
     run.Press(XK_bracketleft);
     EXPECT_TRUE(run.WaitForOut("fov=35.0")) << "the window works on without a console";
-    Quit(run);
-    EXPECT_TRUE(Contains(home.Registry(), "setting/P_mipmesh 0\n"));
+    Quit();
+    EXPECT_THAT(ReadRegistry(), HasSubstr("setting/P_mipmesh 0\n"));
 }
 
-TEST(ProgramConsole, InputThatCannotBeReadEndsItOnce) {
-    const Home home;
+TEST_F(ProgramConsole, InputThatCannotBeReadEndsItOnce) {
     for (const auto input : {ProgramRun::Input::Closed, ProgramRun::Input::Directory}) {
-        ProgramRun run(home.dir.Path(), {home.scene}, input);
-        ASSERT_TRUE(run.WaitForWindow()) << run.Err();
-        EXPECT_TRUE(run.WaitForErr("\nConsole terminating\n")) << run.Err();
-        Quit(run);
-        EXPECT_TRUE(WithoutAddresses(run.Err()).ends_with(
-            "Renderer = * Driver = *\n\nConsole terminating\n"))
-            << run.Err();
+        ProgramRun& run = Start({scene}, input);
+        EXPECT_TRUE(run.WaitForErr("\nConsole terminating\n"));
+        Quit();
+        EXPECT_THAT(WithoutAddresses(run.Err()),
+                    EndsWith("Renderer = * Driver = *\n\nConsole terminating\n"));
     }
 }
 
 // Commands that build and delete what is being drawn, while keys ask for frames and move the
 // camera. Under ThreadSanitizer a race ends the program with a status of its own.
-TEST(ProgramConsole, CommandsAndFramesShareTheScene) {
-    const Home home;
-    const std::string mesh = home.dir.File("sphere");
+TEST_F(ProgramConsole, CommandsAndFramesShareTheScene) {
+    const std::string mesh = home.File("sphere");
     ASSERT_TRUE(SphereMesh(1, 33, 33).Save(mesh, CODEC_FLAT));
     const std::string shade =
         "shader new\nset shade base\nset shade light\nset shade blend\nset shade shadow\n";
-    ProgramRun run(home.dir.Path(), {"-setting/F_shadows", "1", home.scene});
-    ASSERT_TRUE(run.WaitForWindow()) << run.Err();
+    ProgramRun& run = Start({"-setting/F_shadows", "1", scene});
     for (int i = 0; i < 60; ++i) {
         const std::string name = std::to_string(i % 7);
         run.Type("object r a/" + name + "\nset mesh " + mesh + "\n" + shade + "set pos " + name +
@@ -257,22 +188,20 @@ TEST(ProgramConsole, CommandsAndFramesShareTheScene) {
         if (i % 20 == 10) run.Press(XK_D);
     }
     EXPECT_TRUE(run.WaitForFrame("fov=99.0")) << run.Err();
-    Quit(run);
-    EXPECT_FALSE(Contains(run.Err(), "Command::")) << run.Err();
+    Quit();
+    EXPECT_THAT(run.Err(), Not(HasSubstr("Command::")));
 }
 
 // Quitting in the middle of typed commands must neither hang nor crash nor lose the registry.
-TEST(ProgramConsole, QuittingWhileCommandsRunIsOrderly) {
+TEST_F(ProgramConsole, QuittingWhileCommandsRunIsOrderly) {
     std::string commands;
     for (int i = 0; i < 2000; ++i)
         commands += "object r a/b" + std::to_string(i) + "\n";
     for (int round = 0; round < 5; ++round) {
-        const Home home;
-        ProgramRun run(home.dir.Path(), {home.scene});
-        ASSERT_TRUE(run.WaitForWindow()) << run.Err();
-        run.Type(commands);
-        Quit(run);
-        EXPECT_NE("", home.ShellKeys());
+        std::filesystem::remove_all(home.File(".Pallix"));
+        Start({scene}).Type(commands);
+        Quit();
+        EXPECT_NE("", ShellKeys());
     }
 }
 }  // namespace
