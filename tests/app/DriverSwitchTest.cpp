@@ -8,7 +8,6 @@
 
 #include "ShellFixture.h"
 #include "app/EventLoop.h"
-#include "scene/Command.h"
 #include "scene/SceneLock.h"
 #include "support/Capture.h"
 
@@ -101,18 +100,13 @@ std::string AbortedStartUp() {
     std::filesystem::create_directory(home.File(".Pallix"));
     home.Write(".Pallix/registry", "kept 1\n");
     setenv("HOME", home.Path().c_str(), 1);
-    std::string words[] = {"pallix", "-driver", "B"};
-    char* arguments[] = {words[0].data(), words[1].data(), words[2].data()};
+    char program[] = "pallix", option[] = "-driver", name[] = "B";
+    char* arguments[] = {program, option, name};
     Application started;
     const std::string said = CaptureStderr(
         [&] { CaptureStdout([&] { EXPECT_FALSE(StartUp(started, 3, arguments)); }); });
     EXPECT_EQ("kept 1\n", home.Read(".Pallix/registry"));
-    delete started.command;
-    delete started.database;
-    delete started.renderer;
-    delete started.driver;
-    delete started.registry;
-    XCloseDisplay(started.display);
+    Release(started);
     return WithoutAddresses(said);
 }
 
@@ -141,10 +135,11 @@ TEST_F(DriverSwitch, ShutDownSavesButReleasesNothingThatARunningCommandUses) {
     app.registry = nullptr;  // deleted, and so written
     EXPECT_EQ(1, IdleDriver::alive);
     command.unlock();
-    const Registry saved(RegistryFile());
-    EXPECT_EQ("word", saved.GetString("own"));
-    EXPECT_EQ("A", saved.GetString("driver"));
-    EXPECT_EQ("0.75", saved.GetString("setting/GL_mblur%"));
-    EXPECT_EQ("2", saved.GetString("testRender/ediverg"));
+    const Registry saved(dir.File("registry"));
+    for (const auto& [key, value] : {std::pair{"own", "word"},
+                                     {"driver", "A"},
+                                     {"setting/GL_mblur%", "0.75"},
+                                     {"testRender/ediverg", "2"}})
+        EXPECT_EQ(value, saved.GetString(key)) << key;
 }
 }  // namespace

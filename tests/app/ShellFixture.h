@@ -1,5 +1,5 @@
-// An application with windows and a driver that draws nothing: for tests of keys, mouse and the
-// driver switch without a scene.
+// An application with its windows, as start-up makes it but without a console: by default with a
+// driver that draws nothing, for tests of keys, mouse and the driver switch.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -11,6 +11,7 @@
 #include "drivers/Driver.h"
 #include "drivers/DriverFactory.h"
 #include "renderer/Renderer.h"
+#include "scene/Command.h"
 #include "scene/SceneDatabase.h"
 #include "settings/Registry.h"
 #include "support/TempFile.h"
@@ -37,32 +38,34 @@ private:
     bool m_hasVisual;
 };
 
+// Deletes what an application owns, as far as it has been made.
+inline void Release(Application& app) {
+    delete app.command;
+    delete app.database;
+    delete app.renderer;
+    delete app.driver;
+    delete app.registry;
+    if (app.display != nullptr) XCloseDisplay(app.display);
+}
+
 class ShellFixture : public testing::Test {
 protected:
+    TempDir dir;
+    Application app;
+
     void SetUp() override {
         app.display = XOpenDisplay(nullptr);
         ASSERT_NE(nullptr, app.display);
-        app.registry = new Registry(RegistryFile());
+        app.registry = new Registry(dir.File("registry"));
         app.renderer = new Renderer;
-        app.driver = new IdleDriver(app.display, true);
+        app.driver = MakeDriver();
         app.database = new SceneDatabase;
         app.database->AddRenderer(app.renderer);
         app.database->AddDriver(app.driver);
+        app.command = new Command(app.database);
         CreateTopWindow(app);
         ASSERT_TRUE(CreateRenderWindow(app));
     }
-    void TearDown() override {
-        delete app.database;
-        delete app.renderer;
-        delete app.driver;
-        delete app.registry;
-        if (app.display != nullptr) XCloseDisplay(app.display);
-    }
-
-    std::string RegistryFile() const { return m_dir.File("registry"); }
-
-    Application app;
-
-private:
-    TempDir m_dir;
+    void TearDown() override { Release(app); }
+    virtual Driver* MakeDriver() { return new IdleDriver(app.display, true); }
 };
