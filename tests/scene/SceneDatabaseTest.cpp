@@ -1,8 +1,8 @@
 // Shared resources with what is told of their release, and the lock of the frames.
 #include "SceneFixture.h"
 
-#include "drivers/Driver.h"
 #include "scene/SceneLock.h"
+#include "support/RecordingDriver.h"
 
 #include <chrono>
 #include <thread>
@@ -10,30 +10,15 @@
 
 namespace {
 
-class PurgeCounter : public Driver {
-public:
-    int meshes = 0;
-    int textures = 0;
-
-    PurgeCounter() : Driver(nullptr) {}
-    void Purge(GeoImage*) override { ++meshes; }
-    void Purge(Texture*) override { ++textures; }
-};
-
 using SceneDatabaseTest = SceneFixture;
 
 TEST_F(SceneDatabaseTest, SharesCountsAndReloadsResources) {
     const std::string sheet = Mesh("sheet");
     GeoImage* mesh = database->GetMesh(sheet, false);
-    mesh->AddToken(1);
     Mesh("sheet", 2);
     EXPECT_EQ(database->GetMesh(sheet, false), mesh);
     EXPECT_EQ(mesh->boundsMax.x, 1);
     EXPECT_EQ(database->GetMesh(sheet, true), mesh);
-    EXPECT_EQ(mesh->boundsMax.x, 2);
-    EXPECT_FALSE(mesh->HasToken(1));
-    dir.Write("sheet", "broken");
-    CaptureStderr([&] { EXPECT_EQ(database->GetMesh(sheet, true), mesh); });
     EXPECT_EQ(mesh->boundsMax.x, 2);
 
     database->AddRefMesh(mesh);
@@ -42,6 +27,7 @@ TEST_F(SceneDatabaseTest, SharesCountsAndReloadsResources) {
     EXPECT_EQ(database->ResourceName(mesh), sheet);
     database->ReleaseMesh(mesh);
     EXPECT_EQ(database->ResourceName(mesh), "null://");
+    dir.Write("sheet", "broken");
     CaptureStderr([&] { EXPECT_EQ(database->GetMesh(sheet, false), nullptr); });
     EXPECT_EQ(database->ResourceName(nullptr), sheet);
     Mesh("sheet", 3);
@@ -51,31 +37,35 @@ TEST_F(SceneDatabaseTest, SharesCountsAndReloadsResources) {
     database->AddRefMesh(nullptr);
     database->ReleaseMesh(nullptr);
 
-    // Reloading keeps a texture's flags.
     const std::string image = Image("image");
     Texture* texture = database->GetTexture(image, false);
-    texture->uploads[this] = 1;
-    Texture changed;
-    changed.filter = false;
-    EXPECT_TRUE(changed.SetSize(4, 1, 1) && changed.Save(image, CODEC_FLAT));
+    Texture wide;
+    EXPECT_TRUE(wide.SetSize(4, 1, 1) && wide.Save(image, CODEC_FLAT));
+    Mesh("sheet", 4);
+    mesh = database->GetMesh(sheet, false);
+    Mesh("sheet", 5);
     EXPECT_EQ(Errors("reload " + sheet + " " + image + " /nowhere"), "");
-    EXPECT_TRUE(texture->width == 4 && texture->filter && texture->uploads.empty());
+    EXPECT_TRUE(mesh->boundsMax.x == 5 && texture->width == 4);
     EXPECT_EQ(End(), "") << "what nobody counted is no leak";
 }
 
 TEST_F(SceneDatabaseTest, DriversHearOfAReleaseLaterOnTheirOwnThread) {
-    PurgeCounter driver;
-    PurgeCounter gone;
+    RecordingDriver driver;
+    RecordingDriver gone;
     database->AddDriver(&driver);
     database->AddDriver(&gone);
-    database->ReleaseMesh(database->GetMesh(Mesh("sheet"), false));
-    database->ReleaseTexture(database->GetTexture(Image("image"), false));
+    GeoImage* mesh = database->GetMesh(Mesh("sheet"), false);
+    Texture* texture = database->GetTexture(Image("image"), false);
+    driver.Call(mesh, "sheet");
+    driver.Call(texture, "image");
+    database->ReleaseMesh(mesh);
+    database->ReleaseTexture(texture);
     database->RemoveDriver(&gone);
-    EXPECT_EQ(driver.meshes, 0);
+    EXPECT_EQ(driver.TakeLog(), "");
     database->DrainPurges();
     database->DrainPurges();
-    EXPECT_TRUE(driver.meshes == 1 && driver.textures == 1);
-    EXPECT_EQ(gone.meshes + gone.textures, 0);
+    EXPECT_EQ(driver.TakeLog(), "Purge sheet\nPurge image\n");
+    EXPECT_EQ(gone.TakeLog(), "");
 }
 
 TEST(FrameLock, ServesInTurnAndForgetsWhoGaveUp) {
