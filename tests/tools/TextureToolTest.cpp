@@ -54,21 +54,18 @@ TEST(TextureTool, PatternsPutTheirColoursInPlace) {
     const TempDir folder;
     Texture texture =
         Pattern(folder, "checker m --first ff0000 --second 0000ff --cells 2 --width 8 --height 8");
-    EXPECT_EQ(Value(texture, 0, 0, 0), 255);
+    EXPECT_TRUE(Value(texture, 0, 0, 0) == 255 && Value(texture, 7, 7, 0) == 255);
     EXPECT_EQ(Value(texture, 7, 0, 2), 255);
-    EXPECT_EQ(Value(texture, 7, 7, 0), 255);
 
     texture = Pattern(folder,
-                      "gradient m --stop 1:0000ff --stop 0.5:00ff00 --stop 0:ff0000 --width 4 "
-                      "--height 101");
-    EXPECT_GT(Value(texture, 0, 0, 0), 250);
-    EXPECT_GT(Value(texture, 0, 50, 1), 250);
-    EXPECT_GT(Value(texture, 0, 100, 2), 250);
+                      "gradient m --width 4 --height 101 "
+                      "--stop 1:0000ff --stop 0.5:00ff00 --stop 0:ff0000");
+    for (const int channel : {0, 1, 2})
+        EXPECT_GT(Value(texture, 0, 50 * channel, channel), 250);
 
     texture = Pattern(folder, "glow m --inner ffffff --outer ffffff00 --width 65 --height 65");
     EXPECT_EQ(Value(texture, 32, 32, 1), 255);
-    EXPECT_EQ(Value(texture, 0, 0, 1), 0);
-    EXPECT_EQ(Value(texture, 0, 32, 1), 0);
+    EXPECT_TRUE(Value(texture, 0, 0, 1) == 0 && Value(texture, 0, 32, 1) == 0);
 
     // Noise tiles: across the border it changes no more than inside.
     texture = Pattern(folder, "noise m --octaves 3 --width 128 --height 128 --contrast 2");
