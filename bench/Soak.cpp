@@ -1,7 +1,7 @@
 // A long flight that changes everything on the way: scenes, drivers, meshes, settings. Fails when
-// a cache leaves its bounds or memory grows. Prints a CSV row every thousand frames; bare_kb is
-// what the heap held the last time when there was no scene and no OpenGL. Usage: soak [FRAMES] (in
-// the root of the source tree, with a display)
+// a cache leaves its bounds or memory grows. Prints a CSV row every thousand frames; bare_kb and
+// bare_rss_kb are what the heap held and the process occupied the last time when there was no scene
+// and no OpenGL. Usage: soak [FRAMES] (in the root of the source tree, with a display)
 #include <malloc.h>
 #include <unistd.h>
 
@@ -53,9 +53,10 @@ constexpr int kLists = 200;
 constexpr float kLargestLevel = 32 * 97 * 97;
 constexpr float kLargestList = 12 * 97 * 97 + 8 * 97 * 97;
 
-// After the first quarter. What OpenGL keeps for its lists lies in large blocks, each of which
-// lives as long as any list in it: the peak of resident memory is a matter of luck.
+// After the first quarter. Settings meet scenes in ever new combinations, of which the dearest may
+// come late; what remains when they are gone may not grow.
 constexpr long kResidentGrowthPercent = 20;
+constexpr long kBareResidentGrowthPercent = 5;
 constexpr long kBareGrowthKilobytes = 1024;
 
 // Settings go back and forth between two values.
@@ -78,10 +79,16 @@ long ResidentKilobytes() {
     return resident * (sysconf(_SC_PAGESIZE) / 1024);
 }
 
+// In kilobytes.
 struct Memory {
     long resident = 0;
     long bare = 0;
+    long bareResident = 0;
 };
+
+bool Within(long peak, long settled, long percent) {
+    return peak <= settled * (100 + percent) / 100;
+}
 
 class Soak {
 public:
@@ -97,7 +104,7 @@ public:
 
     // False when a bound was broken; the reason has been printed.
     bool Run(int frames) {
-        std::fprintf(m_csv, "frame,rss_kb,bare_kb,levels,level_kb,lists,list_kb\n");
+        std::fprintf(m_csv, "frame,rss_kb,bare_rss_kb,bare_kb,levels,level_kb,lists,list_kb\n");
         for (int frame = 1; frame <= frames; ++frame) {
             Change(frame);
             Draw();
@@ -106,10 +113,13 @@ public:
                 PrintRow(frame);
             if (frame == frames / 4) m_settled = m_peak;
         }
-        std::fprintf(stderr,
-                     "memory after a quarter and at the end: %ld, %ld KB; bare %ld, %ld KB\n",
-                     m_settled.resident, m_peak.resident, m_settled.bare, m_peak.bare);
-        return m_peak.resident <= m_settled.resident * (100 + kResidentGrowthPercent) / 100 &&
+        std::fprintf(
+            stderr,
+            "peak of a quarter, of all: resident %ld, %ld; bare %ld, %ld; heap %ld, %ld KB\n",
+            m_settled.resident, m_peak.resident, m_settled.bareResident, m_peak.bareResident,
+            m_settled.bare, m_peak.bare);
+        return Within(m_peak.resident, m_settled.resident, kResidentGrowthPercent) &&
+               Within(m_peak.bareResident, m_settled.bareResident, kBareResidentGrowthPercent) &&
                m_peak.bare <= m_settled.bare + kBareGrowthKilobytes;
     }
 
@@ -124,7 +134,7 @@ private:
     bool m_toggled = false;
     int m_sceneEnds = kFramesPerScene;  // frame
     float m_newLevels = 0;              // made by the last frame
-    long m_bare = 0;
+    Memory m_now;
     Memory m_peak;
     Memory m_settled;
 
@@ -167,7 +177,10 @@ private:
         while (!m_app.command->Rooms().empty())
             Type("delete " + m_app.command->Rooms().begin()->first);
         m_app.database->DrainPurges();
-        m_bare = static_cast<long>(mallinfo2().uordblks / 1024);
+        XSync(m_app.display, True);  // no event loop takes the events of the windows
+        ReturnFreeMemory();
+        m_now.bareResident = ResidentKilobytes();
+        m_now.bare = static_cast<long>(mallinfo2().uordblks / 1024);
         LoadScene(m_scenes[m_nextScene++ % m_scenes.size()], m_app.Selection());
     }
 
@@ -211,10 +224,11 @@ private:
     void PrintRow(int frame) {
         const Statistics& drawn = m_app.renderer->Stats();
         const Statistics& sent = m_app.driver->Stats();
-        const long resident = ResidentKilobytes();
-        m_peak = {std::max(m_peak.resident, resident), std::max(m_peak.bare, m_bare)};
-        std::fprintf(m_csv, "%d,%ld,%ld,%.0f,%.0f,%.0f,%.0f\n", frame, resident, m_bare,
-                     Statistic(drawn, stat_names::kCacheEntries),
+        m_now.resident = ResidentKilobytes();
+        m_peak = {std::max(m_peak.resident, m_now.resident), std::max(m_peak.bare, m_now.bare),
+                  std::max(m_peak.bareResident, m_now.bareResident)};
+        std::fprintf(m_csv, "%d,%ld,%ld,%ld,%.0f,%.0f,%.0f,%.0f\n", frame, m_now.resident,
+                     m_now.bareResident, m_now.bare, Statistic(drawn, stat_names::kCacheEntries),
                      Statistic(drawn, stat_names::kCacheSize) / 1024,
                      Statistic(sent, stat_names::kCacheEntries),
                      Statistic(sent, stat_names::kCacheSize) / 1024);

@@ -5,6 +5,7 @@
 
 #include "app/Application.h"
 #include "app/EventLoop.h"
+#include "app/HeapPolicy.h"
 #include "app/Windows.h"
 #include "drivers/Driver.h"
 #include "drivers/DriverFactory.h"
@@ -51,6 +52,7 @@ bool SwitchDriver(Application& app) {
         Driver* const driver = DriverFactory::Create(app.driverName, app.display);
         if (driver == nullptr) continue;
         DropDriver(app);
+        ReturnFreeMemory();  // the lists and textures of the old driver
         TakeDriver(app, driver);
         drawable = ReplaceRenderWindow(app);
         if (drawable) return true;

@@ -23,3 +23,7 @@ void KeepHeap() {
     mallopt(M_TRIM_THRESHOLD, kTrimThreshold);
     mallopt(M_TOP_PAD, kTopPad);
 }
+
+void ReturnFreeMemory() {
+    malloc_trim(0);
+}
