@@ -93,9 +93,9 @@ protected:
         glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
     }
 
-    static Shader Unlit(const Color& color) {
+    static Shader Unlit(const Color& color, BlendFunc blend = BlendReplace) {
         Shader pass;
-        pass.blend = BlendReplace;
+        pass.blend = blend;
         pass.material.diffuse = color;
         pass.lit = false;
         return pass;

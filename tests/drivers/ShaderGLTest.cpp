@@ -18,8 +18,7 @@ TEST_F(ShaderGL, BlendsAsThePassSays) {
         {BlendSubtract, {0.125F, 0.375F, 0}},
     };
     for (const auto& [blend, expected] : cases) {
-        Shader pass = Unlit({0.5F, 0.25F, 1, 0.25F});
-        pass.blend = blend;
+        const Shader pass = Unlit({0.5F, 0.25F, 1, 0.25F}, blend);
         EXPECT_THAT(Shown(m_square, pass, {0.25F, 0.5F, 0.75F, 1}),
                     IsColor(expected.x, expected.y, expected.z))
             << blend;

@@ -20,13 +20,12 @@ protected:
     const vec3 m_outside{2, 0, -4};
 
     void CastShadow() {
+        const vec3 position = m_light - m_centre;
         m_driver->StartShadows();
         MoveTo(m_centre);
-        const vec3 position = m_light - m_centre;
         m_driver->AddShadow(&m_caster, &position, 100);
         m_driver->FinishShadows();
         m_driver->LoadMatrix({});
-        Shoot();
     }
 
     // Red everywhere, then green where no shadow falls. before: drawn ahead of the shadows.
@@ -36,9 +35,7 @@ protected:
         Run(m_wall, before);
         CastShadow();
         m_driver->SetShadowTest(true);
-        Shader light = Unlit(kGreen);
-        light.blend = BlendAdd;
-        Run(m_wall, light);
+        Run(m_wall, Unlit(kGreen, BlendAdd));
         m_driver->SetShadowTest(false);
         Shoot();
     }
@@ -49,38 +46,34 @@ protected:
     }
 };
 
-TEST_F(ShadowsGL, StencilCountsVolumesWhateverWasDrawnBefore) {
-    // Left behind by the pass before: culling off, a see-through texture, an alpha test.
+// Culling off, a see-through texture, an alpha test: none of it holds for volumes.
+TEST_F(ShadowsGL, FallWhateverWasDrawnBefore) {
     Texture clear = FilledTexture(1, 1, {255, 255, 255, 0});
-    Shader odd = Unlit(kWhite);
-    odd.texture = &clear;
-    odd.faces = FacesAll;
-    odd.atest = TestGreater;
+    Shader before = Unlit(kWhite);
+    before.texture = &clear;
+    before.faces = FacesAll;
+    before.atest = TestGreater;
     std::set<std::string> pictures;
-    for (const Shader& before : {Unlit(kRed), odd}) {
-        Draw(before);
+    for (const Shader& pass : {Unlit(kRed), before}) {
+        Draw(pass);
         ExpectShadow();
-        for (int i = 0; i < kWidth * kHeight; ++i) {
-            const int x = i % kWidth;
-            const int y = i / kWidth;
-            EXPECT_EQ(Stencil(x, y), At(x, y).g > 0 ? 0 : 1) << x << ", " << y;
-        }
         pictures.insert(Pixels());
     }
     EXPECT_EQ(pictures.size(), 1U);
 }
 
 TEST_F(ShadowsGL, VolumesCanBeShownOrLeftOut) {
-    const vec3 through{-1, 0, -3};
-    StartFrame();
-    CastShadow();
-    EXPECT_EQ(At(through), kNothing);
-    for (const char* setting : {"GL_shadows_visible", "D_wireframe"}) {
-        m_driver->Set(setting, 1);
+    const auto through = [&] {
         StartFrame();
         CastShadow();
-        EXPECT_THAT(At(through), IsColor(0.1, 0, 0.1)) << setting;
-        EXPECT_EQ(At(m_outside), kNothing) << setting;
+        Shoot();
+        EXPECT_EQ(At(m_outside), kNothing);
+        return At(vec3{-1, 0, -3});
+    };
+    EXPECT_EQ(through(), kNothing);
+    for (const char* setting : {"GL_shadows_visible", "D_wireframe"}) {
+        m_driver->Set(setting, 1);
+        EXPECT_THAT(through(), IsColor(0.1, 0, 0.1)) << setting;
         m_driver->Set(setting, 0);
     }
     m_driver->Set("GL_shadows", 0);
@@ -118,14 +111,11 @@ TEST_F(ShadowsGL, SizesFromNothingToLargeAreSentWithoutErrors) {
 // The light's place in the mesh's coordinates is found twice, by the renderer and by the driver.
 TEST_F(ShadowsGL, ShadowShadersFeedTheStencilPasses) {
     TestScene scene;
-    Light* light = scene.AddLight("sun", {3, 4, 1});
-    light->shadows = true;
-    light->shadowlen = 20;
+    scene.AddLight("sun", {3, 4, 1})->shadowlen = 20;
     scene.AddLit(scene.room, "wall", scene.Quad(8), {0, 0, -6})->shadow = false;
     for (const char* name : {"a", "b", "c"}) {
         const float x = 0.37F * static_cast<float>(*name - 'b');
         Object* ball = scene.AddLit(scene.room, name, scene.Sphere(0.3F), {x, x / 3, -3.1F});
-        ball->shadow = true;
         ball->point = {x, 0.7F, 1.3F};
         ball->shaders[PassShadow].push_back(Of(RenderShadow));
     }

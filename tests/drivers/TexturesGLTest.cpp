@@ -8,9 +8,8 @@ protected:
     GeoImage m_square = SquareMesh(2, -2);  // fills the height of the view
 
     Rgb Show(Texture& texture, BlendFunc blend = BlendReplace) {
-        Shader pass = Unlit(kWhite);
+        Shader pass = Unlit(kWhite, blend);
         pass.texture = &texture;
-        pass.blend = blend;
         return Shown(m_square, pass);
     }
 

@@ -14,6 +14,7 @@ protected:
     XLib() : XWindowFixture("X") {}
 
     static inline int s_errors = 0;
+    GeoImage m_square = SquareMesh(1, -2);  // 30 pixels a side, nowhere near the frame
 
     void SetUp() override {
         XWindowFixture::SetUp();
@@ -62,16 +63,14 @@ protected:
 };
 
 TEST_F(XLib, DrawsLinesOfThePassColourAndWidth) {
-    // 30 pixels a side, nowhere near the frame.
-    GeoImage square = SquareMesh(1, -2);
     Shader pass = Wire({0.5F, 0.5F, 0.5F, 1}, 1.4F);
     pass.material.emission = {0.6F, 0, 0, 1};
-    EXPECT_TRUE(Run(square, pass));
+    EXPECT_TRUE(Run(m_square, pass));
     const std::map<unsigned long, int> thin = Colors();
     EXPECT_EQ(thin.size(), 2U);
     EXPECT_NEAR(thin.at(0xFF8080), 120, 4);
     StartFrame();
-    Run(square, Wire({0, 0, 1, 1}, 1.5F));
+    Run(m_square, Wire({0, 0, 1, 1}, 1.5F));
     EXPECT_NEAR(Colors().at(0xFF), 240, 8);
     StartFrame();
     GeoImage behind = SquareMesh(1, 2);
@@ -84,13 +83,12 @@ TEST_F(XLib, CombinesBitsAsTheBlendSays) {
         {BlendReplace, 0x00FFFF}, {BlendAdd, 0xFFFFFF},  {BlendBlend, 0xFF00FF},
         {BlendMul, 0x00FF00},     {BlendHaze, 0x00FF00}, {BlendFilter, 0xFF0000},
         {BlendSubtract, 0xFF0000}};
-    GeoImage square = SquareMesh(1, -2);
     for (const auto& [blend, expected] : cases) {
         StartFrame();
-        Run(square, Wire({1, 1, 0, 1}, 3));
+        Run(m_square, Wire({1, 1, 0, 1}, 3));
         Shader pass = Wire({0, 1, 1, 1});
         pass.blend = blend;
-        Run(square, pass);
+        Run(m_square, pass);
         EXPECT_GT(Colors()[expected], 50) << blend;
     }
 }
@@ -115,27 +113,25 @@ TEST_F(XLib, LeavesOutHiddenSidesAndFindsRims) {
 }
 
 TEST_F(XLib, RefusesUnknownKindsAndShadows) {
-    GeoImage square = SquareMesh(1, -2);
     const auto refused = [&](const Shader& pass) {
-        return CaptureStderr([&] { EXPECT_FALSE(Run(square, pass)); });
+        return CaptureStderr([&] { EXPECT_FALSE(Run(m_square, pass)); });
     };
     Shader pass = Wire({1, 1, 1, 1});
     pass.rmode = RenderShell;
     EXPECT_EQ(refused(pass), "DriverXLib: Unknown RenderFunc 5");
     pass.blend = BlendOpaque;
     EXPECT_EQ(refused(pass), "DriverXLib: Unknown BlendFunc 0\n");
-    EXPECT_EQ(CaptureStderr([&] { m_driver->AddShadow(&square, nullptr, 1); }),
+    EXPECT_EQ(CaptureStderr([&] { m_driver->AddShadow(&m_square, nullptr, 1); }),
               "*** Unimplemented driver function: AddShadow\n*** in driver: XLib renderer\n");
     EXPECT_TRUE(m_driver->HasCapability("maxlights") && !m_driver->HasCapability("shadows"));
 }
 
 TEST_F(XLib, OffersABufferThatFollowsViewportAndCamera) {
-    GeoImage square = SquareMesh(1, -2);
     for (int frame = 0; frame < 2; ++frame) {
         StartFrame();
         Occlusion& buffer = *m_driver->GetOcclusion();
         buffer.SetMatrix({});
-        buffer.AddGeoImage(frame == 0 ? &square : nullptr, {}, {});
+        buffer.AddGeoImage(frame == 0 ? &m_square : nullptr, {}, {});
         buffer.Sync();
         EXPECT_EQ(buffer.TestTriangle({0, 0, -5}, {0.1F, 0, -5}, {0, 0.1F, -5}), frame == 1);
     }
@@ -195,14 +191,12 @@ TEST_F(XLib, SurvivesSizesBeyondTheServers) {
     for (int i = 0; i < 1025 * 1025; ++i)
         dense.samples[i].position = {1e-3F * static_cast<float>(i % 1025), 5, -1};
     EXPECT_TRUE(Run(dense, Wire({1, 1, 1, 1})));
-    for (const float thick : {1e6F, -1e6F, std::nanf("")}) {
+    for (const float thick : {1e6F, -1e6F, std::nanf("")})
         EXPECT_TRUE(Run(longRow, Wire({std::nanf(""), -1, 1e9F, 1}, thick)));
-    }
     StartFrame(0, 0);
-    GeoImage square = SquareMesh(1, -2);
-    Run(square, Wire({1, 1, 1, 1}));
+    Run(m_square, Wire({1, 1, 1, 1}));
     m_driver->Finish();
-    EXPECT_FALSE(Run(square, Wire({1, 1, 1, 1}))) << "no pixmap between frames";
+    EXPECT_FALSE(Run(m_square, Wire({1, 1, 1, 1}))) << "no pixmap between frames";
 }
 
 }  // namespace

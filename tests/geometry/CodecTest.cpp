@@ -15,21 +15,29 @@
 
 namespace {
 
-using testing::StartsWith;
+constexpr const char* kEnd = "Codec::ReadInt: premature EOF\n";
 
-std::string SaveStream(const TempDir& dir, Codec codec, int number) {
-    const int fd = open(dir.File("stream").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0666);
-    EXPECT_TRUE(codec.Save(fd, number));
-    EXPECT_EQ(close(fd), 0) << "the caller's descriptor stays open";
-    return dir.Read("stream");
-}
+class CodecTest : public testing::Test {
+protected:
+    const TempDir m_dir;
 
-bool LoadStream(const TempDir& dir, const std::string& bytes, Codec& codec) {
-    const int fd = open(dir.Write("stream", bytes).c_str(), O_RDONLY);
-    const bool loaded = codec.Load(fd);
-    close(fd);
-    return loaded;
-}
+    std::string Save(Codec codec, int number) const {
+        const int fd = open(m_dir.File("stream").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0666);
+        EXPECT_TRUE(codec.Save(fd, number));
+        EXPECT_EQ(close(fd), 0) << "the caller's descriptor stays open";
+        return m_dir.Read("stream");
+    }
+    bool Load(const std::string& compressed, Codec& codec) const {
+        const int fd = open(m_dir.Write("stream", compressed).c_str(), O_RDONLY);
+        const bool loaded = codec.Load(fd);
+        close(fd);
+        return loaded;
+    }
+    // What a load that ends with that result says; the stream is not compressed yet.
+    std::string SaidWhen(bool loaded, const std::string& stream, Codec& codec) const {
+        return CaptureStderr([&] { EXPECT_EQ(Load(Gzip(stream), codec), loaded); });
+    }
+};
 
 Codec RandomGrid(int width, int height, int channels, int bits, unsigned seed) {
     Codec codec;
@@ -69,15 +77,12 @@ struct LiteralPyramid {
         for (int c = 0; c < codec.channels; ++c) {
             Codec before = codec;
             LiteralPyramid old{before, {}};
-            for (int j = 0; j < h / 2; ++j) {
-                for (int i = 0; i < w / 2; ++i) {
-                    const auto p = [&](int x, int y) {
-                        return static_cast<std::uint32_t>(old.V(c, 2 * i + x, 2 * j + y));
-                    };
-                    V(c, i, j) = static_cast<std::int32_t>(p(0, 0));
-                    V(c, i + w / 2, j) = static_cast<std::int32_t>(p(1, 0) - p(0, 0));
-                    V(c, i, j + h / 2) = static_cast<std::int32_t>(p(0, 1) - p(0, 0));
-                    V(c, i + w / 2, j + h / 2) = static_cast<std::int32_t>(p(1, 1) - p(0, 0));
+            for (int y = 0; y < h / 2 * 2; ++y) {
+                for (int x = 0; x < w / 2 * 2; ++x) {
+                    const bool corner = x % 2 == 0 && y % 2 == 0;
+                    const std::int64_t base = corner ? 0 : old.V(c, x / 2 * 2, y / 2 * 2);
+                    V(c, x / 2 + x % 2 * (w / 2), y / 2 + y % 2 * (h / 2)) =
+                        static_cast<std::int32_t>(old.V(c, x, y) - base);
                 }
             }
         }
@@ -118,8 +123,7 @@ void ExpectLowBits(const Codec& loaded, const Codec& grid) {
     }
 }
 
-TEST(Codec, WritesTheLayoutAndReadsItBack) {
-    const TempDir dir;
+TEST_F(CodecTest, WritesTheLayoutAndReadsItBack) {
     struct Case {
         int width, height, channels, bits, x0, y0;
     };
@@ -129,20 +133,19 @@ TEST(Codec, WritesTheLayoutAndReadsItBack) {
         const Codec grid = RandomGrid(k.width, k.height, k.channels, k.bits, 7);
         for (const int number : {CODEC_FLAT, CODEC_PYRAMID}) {
             SCOPED_TRACE(testing::Message() << k.width << "x" << k.height << " codec " << number);
-            const std::string stream = SaveStream(dir, grid, number);
+            const std::string stream = Save(grid, number);
             EXPECT_TRUE(Gunzip(stream) ==
                         StreamHeader(number, k.width, k.height, k.channels, k.bits) +
                             LiteralBody(grid, number, k.x0, k.y0));
             Codec loaded = RandomGrid(300, 2, 5, 8, 9);  // must not shine through
-            ASSERT_TRUE(LoadStream(dir, stream, loaded));
+            ASSERT_TRUE(Load(stream, loaded));
             ExpectLowBits(loaded, grid);
         }
     }
 }
 
 // Other writers may choose corners that are no powers of two.
-TEST(Codec, ReadsAnyPyramidCorner) {
-    const TempDir dir;
+TEST_F(CodecTest, ReadsAnyPyramidCorner) {
     const Codec grid = RandomGrid(7, 5, 2, 8, 3);
     for (int y0 = 0; y0 <= grid.height; ++y0) {
         for (int x0 = 0; x0 <= grid.width; ++x0) {
@@ -150,17 +153,16 @@ TEST(Codec, ReadsAnyPyramidCorner) {
             const std::string stream =
                 StreamHeader(2, 7, 5, 2, 8) + LiteralBody(grid, CODEC_PYRAMID, x0, y0);
             Codec loaded;
-            ASSERT_TRUE(LoadStream(dir, Gzip(stream), loaded));
+            ASSERT_TRUE(Load(Gzip(stream), loaded));
             ExpectLowBits(loaded, grid);
         }
     }
 }
 
-TEST(Codec, RevertsSmallPyramidsAndReportsDescriptorsThatAreNone) {
-    const TempDir dir;
+TEST_F(CodecTest, RevertsSmallPyramidsAndReportsDescriptorsThatAreNone) {
     std::string stream;
     Codec grid = RandomGrid(3, 100, 1, 32, 1);
-    EXPECT_EQ(CaptureStderr([&] { stream = SaveStream(dir, grid, CODEC_PYRAMID); }),
+    EXPECT_EQ(CaptureStderr([&] { stream = Save(grid, CODEC_PYRAMID); }),
               "Codec::Save: reverting to CODEC_FLAT for 3x100\n");
     EXPECT_EQ(Gunzip(stream).substr(0, 4), Word(1));
     EXPECT_EQ(CaptureStderr([&] { EXPECT_FALSE(grid.Save(-1, CODEC_FLAT)); }),
@@ -169,17 +171,10 @@ TEST(Codec, RevertsSmallPyramidsAndReportsDescriptorsThatAreNone) {
               "Codec::Load: Bad file descriptor\n");
 }
 
-TEST(Codec, RefusesHeadersThatClaimTooMuch) {
-    const TempDir dir;
+TEST_F(CodecTest, RefusesHeadersThatClaimTooMuch) {
     constexpr std::int64_t kHuge = 2147483647;
     const std::string square = StreamHeader(2, 4, 4, 1, 8);
-    const auto said = [&](const std::string& header) {
-        Codec codec;
-        return CaptureStderr([&] {
-            EXPECT_FALSE(LoadStream(dir, Gzip(header), codec));
-            EXPECT_TRUE(codec.data.empty());
-        });
-    };
+    Codec codec;
     for (const auto& [header, sizes] : {std::pair{StreamHeader(1, kHuge, kHuge, kHuge, 32),
                                                   "2147483647x2147483647x2147483647x32"},
                                         {StreamHeader(1, 1, 1, 1 << 27, 32), "1x1x134217728x32"},
@@ -191,22 +186,20 @@ TEST(Codec, RefusesHeadersThatClaimTooMuch) {
                                         {square + Words({5, 4}), "4x4x1x8"},
                                         {square + Words({4, -1}), "4x4x1x8"},
                                         {square + Words({4, kHuge}), "4x4x1x8"}}) {
-        EXPECT_EQ(said(header),
+        EXPECT_EQ(SaidWhen(false, header, codec),
                   std::string("Codec::Load: invalid image dimensions (") + sizes + "bpp)\n");
+        EXPECT_TRUE(codec.data.empty());
     }
-    EXPECT_EQ(said(Word(3)), "Codec::Load: unknown codec 3\n");
-    EXPECT_EQ(said(""), "Codec::ReadInt: premature EOF\nCodec::Load: unknown codec 0\n");
+    EXPECT_EQ(SaidWhen(false, Word(3), codec), "Codec::Load: unknown codec 3\n");
+    EXPECT_EQ(SaidWhen(false, "", codec), kEnd + std::string("Codec::Load: unknown codec 0\n"));
 }
 
-TEST(Codec, FillsShortDataWithZerosAfterOneMessage) {
-    const TempDir dir;
+TEST_F(CodecTest, FillsShortDataWithZerosAfterOneMessage) {
     Codec grid = RandomGrid(40, 30, 3, 32, 5);
-    const std::string flat = Gunzip(SaveStream(dir, grid, CODEC_FLAT));
+    const std::string flat = Gunzip(Save(grid, CODEC_FLAT));
     constexpr std::size_t kKept = 17 + 4 * 100 + 2;  // a hundred values and half of the next
     Codec codec = RandomGrid(40, 30, 3, 32, 6);
-    EXPECT_EQ(
-        CaptureStderr([&] { EXPECT_TRUE(LoadStream(dir, Gzip(flat.substr(0, kKept)), codec)); }),
-        "Codec::ReadInt: premature EOF\n");
+    EXPECT_EQ(SaidWhen(true, flat.substr(0, kKept), codec), kEnd);
     EXPECT_FALSE(codec.ok);
     for (std::size_t i = 0; i < 40 * 30 * 3; ++i) {
         const std::int32_t whole = grid.data[i % 3][i / 3];
@@ -215,24 +208,20 @@ TEST(Codec, FillsShortDataWithZerosAfterOneMessage) {
     }
     // Five bits are no byte: every value reads as the end.
     for (const auto& [number, bits] : {std::pair{1, 8}, {2, 8}, {2, 5}}) {
-        const std::string huge = Gzip(StreamHeader(number, 2048, 2048, 1, bits));
-        EXPECT_EQ(CaptureStderr([&] { EXPECT_TRUE(LoadStream(dir, huge, codec)); }),
-                  "Codec::ReadInt: premature EOF\n");
+        EXPECT_EQ(SaidWhen(true, StreamHeader(number, 2048, 2048, 1, bits), codec), kEnd);
         EXPECT_EQ(codec.data[0], std::vector<std::int32_t>(2048 * 2048, 0));
     }
 }
 
-TEST(Codec, KeepsGoodDataBeforeDamage) {
-    const TempDir dir;
+TEST_F(CodecTest, KeepsGoodDataBeforeDamage) {
     const Codec grid = RandomGrid(100, 100, 2, 32, 8);
-    const std::string whole = SaveStream(dir, grid, CODEC_FLAT);
+    const std::string whole = Save(grid, CODEC_FLAT);
     std::string corrupt = whole;
     for (std::size_t i = whole.size() / 2; i < whole.size() / 2 + 40; ++i)
         corrupt[i] ^= 0x5A;
     Codec codec;
-    const std::string message =
-        CaptureStderr([&] { EXPECT_TRUE(LoadStream(dir, corrupt, codec)); });
-    EXPECT_THAT(message, StartsWith("Codec::ReadInt: "));
+    const std::string message = CaptureStderr([&] { EXPECT_TRUE(Load(corrupt, codec)); });
+    EXPECT_THAT(message, testing::StartsWith("Codec::ReadInt: "));
     EXPECT_EQ(std::count(message.begin(), message.end(), '\n'), 1);
     // Random values do not compress: half of the file is half of the values, less one piece.
     EXPECT_TRUE(

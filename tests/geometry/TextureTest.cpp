@@ -62,10 +62,9 @@ TEST(Texture, SurvivesTheFile) {
             Texture loaded = Counting(2, 2, 1);
             loaded.uploads[&dir] = 3;
             ASSERT_TRUE(loaded.Load(dir.File("t")));
-            EXPECT_TRUE(SamePixels(loaded, image));
+            EXPECT_TRUE(SamePixels(loaded, image) && loaded.uploads.empty());
             EXPECT_EQ(loaded.filter, image.filter);
             EXPECT_EQ(loaded.WantsMipmaps(), image.mipmap);
-            EXPECT_TRUE(loaded.uploads.empty());
         }
     }
 }
@@ -76,18 +75,14 @@ TEST(Texture, ReadsOldFilesWideValuesAndNone) {
     image.mipmap = false;
     ASSERT_TRUE(image.Load(dir.Write(
         "a", "sTXT" + Gzip(StreamHeader(1, 2, 1, 1, 16) + std::string("\xAB\x01\x7F\xFF", 4)))));
-    EXPECT_EQ(image.pixels[0], 0xAB);
-    EXPECT_EQ(image.pixels[1], 0x7F);
-    EXPECT_TRUE(image.filter);
-    EXPECT_FALSE(image.mipmap);
+    EXPECT_TRUE(image.pixels[0] == 0xAB && image.pixels[1] == 0x7F);
+    EXPECT_TRUE(image.filter && !image.mipmap);
     const std::string bits = Gzip(StreamHeader(1, 2, 2, 3, 7));
     EXPECT_EQ(CaptureStderr([&] {
                   EXPECT_TRUE(image.Load(dir.Write("b", "sTX2" + Word(1) + OneByte(2) + bits)));
               }),
               "Codec::ReadInt: premature EOF\n");
-    EXPECT_FALSE(image.filter);
-    EXPECT_TRUE(image.WantsMipmaps());
-    EXPECT_EQ(image.pixels[11], 0);
+    EXPECT_TRUE(!image.filter && image.WantsMipmaps() && image.pixels[11] == 0);
 }
 
 TEST(Texture, KeepsItsContentsWhenAFileIsRefused) {

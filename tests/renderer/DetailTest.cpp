@@ -20,6 +20,7 @@ Size SizeOf(const GeoImage& mesh) {
     return {mesh.height, mesh.width};
 }
 
+// The eye looks along -z, objects lie on its axis.
 struct DetailTest : RendererFixture {
     GeoImage* Mesh(int size, float error) {
         GeoImage* mesh = scene.Quad(1, size);
@@ -38,22 +39,19 @@ struct DetailTest : RendererFixture {
         std::sort(meshes.begin(), meshes.end());
         return meshes;
     }
-    std::ptrdiff_t Purges() const {
-        return std::count(driver.log.begin(), driver.log.end(), "Purge unnamed");
-    }
 };
 
-// The cache as the rules say it, entry by entry.
+// The choice of levels and their cache as the rules say it, entry by entry.
 struct Twin {
-    using Entry = std::pair<int, const GeoImage*>;
+    static constexpr std::int64_t kBytes = 256 << 10;
+    float entryBits = 12, drain = 0.1F, scale = 1, most = 1, budget = -1, step = 8;  // settings
     std::map<const GeoImage*, std::map<int, Size>> cache;
     std::set<const GeoImage*> changed;  // since it was last drawn
-    std::vector<Entry> entries;
-    float hits = 0;
+    std::vector<std::pair<int, const GeoImage*>> entries;
+    float hits = 0, accesses = 0;
     std::ptrdiff_t purges = 0;
     std::int64_t size = 0;
     int listed = 0;  // entries as the frame began
-    float drain = 0.1F;
 
     void Drop(std::size_t i) {
         entries[i] = entries.back();
@@ -68,12 +66,13 @@ struct Twin {
         }
         Drop(i);
     }
-    void Clean(int maxEntries, std::int64_t maxBytes) {
+    void StartFrame() {
         purges = size = 0;
-        hits = 0;
+        hits = accesses = 0;
         listed = static_cast<int>(entries.size());
-        const int keep = static_cast<int>((1 - drain) * static_cast<float>(maxEntries));
-        for (int i = 0; listed > maxEntries && i < listed - keep; ++i)
+        const int room = 1 << static_cast<int>(entryBits);
+        const int keep = static_cast<int>((1 - drain) * static_cast<float>(room));
+        for (int i = 0; listed > room && i < listed - keep; ++i)
             Evict();
         for (std::size_t i = 0; i < entries.size();) {
             const auto [key, mesh] = entries[i];
@@ -85,16 +84,20 @@ struct Twin {
             size += 32 * rows * columns + 72;
             ++i;
         }
-        if (size <= maxBytes) return;
+        if (size <= kBytes) return;
         const std::int64_t average = size / static_cast<std::int64_t>(entries.size());
-        const double excess = double(size) - (1 - drain) * double(maxBytes);
+        const double excess = double(size) - (1 - drain) * double(kBytes);
         for (int i = 0; !entries.empty() && i < static_cast<int>(excess / double(average)); ++i)
             Evict();
     }
-    Size Find(const GeoImage& mesh, float distance, int step) {
-        const float d = std::min(mesh.error > 0 ? mesh.ProjectedError(distance, 480, 60) : 1, 1.0F);
-        const int key =
-            static_cast<int>(static_cast<float>(step * std::max(mesh.width, mesh.height)) * d);
+    Size Find(const GeoImage& mesh, float distance) {
+        if (mesh.error < 0) return SizeOf(mesh);
+        ++accesses;
+        const auto samples = static_cast<float>(mesh.width * mesh.height);
+        const float cap = budget < 0 ? most : std::min(most, std::pow(10.0F, budget) / samples);
+        const float d = std::min(std::sqrt(scale) * mesh.ProjectedError(distance, 480, 60), cap);
+        const auto finest = static_cast<float>(std::max(mesh.width, mesh.height));
+        const int key = static_cast<int>(step * finest * d);
         if (changed.erase(&mesh) != 0) cache.erase(&mesh);
         auto& levels = cache[&mesh];
         if (levels.contains(key) && levels[key].first > 0) {
@@ -106,8 +109,8 @@ struct Twin {
             return SizeOf(mesh);
         }
         if (!levels.contains(key)) entries.push_back({key, &mesh});
-        const auto side = [d](int samples) {
-            return std::max(static_cast<int>(std::ceil(d * static_cast<float>(samples))), 4);
+        const auto side = [d](int count) {
+            return std::max(static_cast<int>(std::ceil(d * static_cast<float>(count))), 4);
         };
         return levels[key] = {side(mesh.height), side(mesh.width)};
     }
@@ -115,64 +118,46 @@ struct Twin {
 
 }  // namespace
 
-TEST_F(DetailTest, DetailFollowsDistanceSettingsAndCaps) {
-    GeoImage* mesh = Mesh(65, 10);
-    Object* object = Place("object", mesh, 5);
-    const auto side = [&](float distance) {
-        object->SetPosition({0, 0, -distance});
-        return Drawn().front()->width;
-    };
-    EXPECT_EQ(Drawn().front(), mesh);
-    EXPECT_EQ(side(20), 57);
-    EXPECT_EQ(side(100), 12);
-    EXPECT_EQ(side(0), 65);
-    renderer.Set("P_LODscale", 4);
-    EXPECT_EQ(side(100), 23);
-    renderer.Set("P_LODmax", 1.5F);
-    EXPECT_EQ(side(5), 98);
-    renderer.Set("P_LODmaxPolys", 3.5F);  // the budget is linear: 3162 / 4225 of the side
-    EXPECT_EQ(side(5), 49);
-    renderer.Set("P_LODmaxPolys", 0);
-    EXPECT_EQ(side(5), 4);
-    renderer.Set("P_LODmaxPolys", -1);
-    renderer.Set("P_LODmax", 2);
-    mesh->error = 0;  // no distance makes it coarser
-    EXPECT_EQ(side(100), 130);
-    mesh->error = -1;
-    EXPECT_EQ(Drawn().front(), mesh);
-    EXPECT_EQ(Stat(stat_names::kCacheAccesses), 0) << "the cache is not asked";
-}
-
 // Objects all over the view, meshes that are reloaded and forgotten, and settings that change.
 TEST_F(DetailTest, AgreesWithTheTwinOnALongFlight) {
     std::mt19937 random(6);
-    const auto below = [&](unsigned count) { return static_cast<int>(random() % count); };
+    const auto below = [&](unsigned count) { return static_cast<float>(random() % count); };
     std::vector<GeoImage*> meshes;
     for (int i = 0; i < 60; ++i) {
-        meshes.push_back(Mesh(5 + below(30), static_cast<float>(i % 6)));
+        meshes.push_back(Mesh(5 + static_cast<int>(below(30)), static_cast<float>(i % 7 - 1)));
         for (const float depth : {0.0F, 20.0F}) {
             Object* object = Place(std::to_string(2 * i + (depth > 0 ? 1 : 0)), meshes[i], depth);
             object->shaders[PassBase].front().thick = static_cast<float>(i);  // its mesh
         }
     }
     Twin twin;
-    int step = 8;
-    int cacheBits = 12;
     std::ptrdiff_t purges = 0;
-    renderer.Set("P_LODcachesize", 256);
+    renderer.Set("P_LODcachesize", Twin::kBytes >> 10);
     for (unsigned frame = 0; frame < 1500 && !HasFailure(); ++frame) {
         SCOPED_TRACE(frame);
-        LookFrom({0, 0, static_cast<float>(below(1000)) / 25});
+        LookFrom({0, 0, below(1000) / 25});
         if (frame % 40 == 39) {
-            cacheBits = 4 + below(6);
-            twin.drain = 0.25F * static_cast<float>(below(5));
+            twin.entryBits = 4 + below(6);
+            twin.drain = below(5) / 4;
+            twin.scale = below(9) / 2;
+            twin.most = below(5) / 2;
+            twin.budget = below(6) / 2 - 0.5F;
         }
-        renderer.Set("P_LODcache", static_cast<float>(cacheBits));
-        renderer.Set("P_LODdrain", twin.drain);
+        if (frame % 200 == 199) {
+            twin.step = 9 - twin.step;  // 8 and 1
+            twin.cache.clear();
+        }
+        for (const auto& [name, value] : {std::pair{"P_LODcache", twin.entryBits},
+                                          {"P_LODdrain", twin.drain},
+                                          {"P_LODscale", twin.scale},
+                                          {"P_LODmax", twin.most},
+                                          {"P_LODmaxPolys", twin.budget},
+                                          {"P_LODstep", twin.step}}) {
+            renderer.Set(name, value);
+        }
         GeoImage* chosen = meshes[random() % meshes.size()];
         if (below(4) == 0) {
-            GeoImage loaded =
-                SquareMesh(0.5F + 0.5F * static_cast<float>(below(3)), 0, chosen->width);
+            GeoImage loaded = SquareMesh(0.5F + below(3) / 2, 0, chosen->width);
             loaded.error = chosen->error;
             *chosen = loaded;
             twin.changed.insert(chosen);
@@ -180,28 +165,24 @@ TEST_F(DetailTest, AgreesWithTheTwinOnALongFlight) {
             renderer.ForgetMesh(chosen);
             twin.cache.erase(chosen);
         }
-        if (frame % 200 == 199) {
-            step = 1 + step % 16;
-            renderer.Set("P_LODstep", static_cast<float>(step));
-            twin.cache.clear();
-        }
         std::srand(frame);
         Draw();
         std::srand(frame);
-        twin.Clean(1 << cacheBits, 256 << 10);
+        twin.StartFrame();
         for (const auto& draw : driver.draws) {
             const GeoImage& source = *meshes[static_cast<std::size_t>(draw.shader.thick)];
             const float distance = Length(draw.modelView.Translation());
-            EXPECT_EQ(SizeOf(*draw.mesh), twin.Find(source, distance, step));
+            EXPECT_EQ(SizeOf(*draw.mesh), twin.Find(source, distance));
             EXPECT_FLOAT_EQ(draw.mesh->radius, source.radius) << "made of other samples";
             EXPECT_NEAR(Length(draw.mesh->At(1, 1).normal), 1, 1e-6);
         }
         EXPECT_EQ(Stat(stat_names::kCacheSize), static_cast<float>(twin.size));
         EXPECT_EQ(Stat(stat_names::kCacheEntries), static_cast<float>(twin.listed));
         EXPECT_EQ(Stat(stat_names::kCacheHits), twin.hits);
-        EXPECT_EQ(Stat(stat_names::kCacheAccesses), static_cast<float>(driver.draws.size()));
-        EXPECT_EQ(Purges(), twin.purges);
-        purges += twin.purges;
+        EXPECT_EQ(Stat(stat_names::kCacheAccesses), twin.accesses);
+        const auto dropped = std::count(driver.log.begin(), driver.log.end(), "Purge unnamed");
+        EXPECT_EQ(dropped, twin.purges);
+        purges += dropped;
     }
     EXPECT_GT(purges, 1000);
 }
@@ -212,9 +193,9 @@ TEST_F(DetailTest, OddSettingsAndMeshesAreDrawnSomehow) {
     const Size sizes[] = {{1, 1}, {1, 9}, {9, 1}, {2, 2}, {0, 0}};
     std::vector<GeoImage> odd(std::size(sizes));
     for (std::size_t i = 0; i < odd.size(); ++i) {
-        odd[i].SetSize(sizes[i].first, sizes[i].second);
-        for (int k = 0; k < sizes[i].first * sizes[i].second; ++k)
-            odd[i].samples[k] = {{1, static_cast<float>(k), 0}, {0, 0, 1}, 0, 0};
+        const auto [rows, columns] = sizes[i];
+        odd[i].SetSize(rows, columns);
+        std::fill_n(odd[i].samples, rows * columns, GeoImageSample{{1, 0, 0}, {0, 0, 1}, 0, 0});
         odd[i].Finish(true);
         odd[i].radius = 2;
         odd[i].error = 3;

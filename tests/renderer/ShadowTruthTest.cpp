@@ -92,8 +92,7 @@ protected:
         object->point = point;
         object->up = up;
         object->shadow = casts;
-        object->shaders[PassLight].push_back(Unlit({kShade, kShade, kShade, 1}));
-        object->shaders[PassLight].back().blend = BlendOpaque;
+        object->shaders[PassLight].push_back(Unlit({kShade, kShade, kShade, 1}, BlendOpaque));
 
         Body body{pos, mesh.radius, casts, {}};
         const Matrix frame = Matrix::Frame(pos, point, up);

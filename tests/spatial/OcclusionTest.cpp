@@ -1,5 +1,4 @@
 // The occlusion buffer against a twin that looks at every pixel, with random and hostile input.
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <limits>
@@ -283,21 +282,17 @@ TEST(Occlusion, LivesThroughAnyCameraViewportMeshAndMatrix) {
 }
 
 TEST(OcclusionDeathTest, AddingAndTestingKeepToTheirStates) {
-    const auto fails = [](const std::string& function, const std::string& condition) {
-        return testing::ContainsRegex("Occlusion\\.cpp:.*" + function + ".*" + condition);
-    };
-    const std::string setting = "Assertion `m_state == Setting' failed\\.";
+    const char* setting = "Assertion `m_state == Setting' failed\\.";
     GeoImage mesh;
     Occlusion buffer;
-    EXPECT_DEATH(
-        buffer.AddGeoImage(&mesh, {}, {}),
-        fails("void Occlusion::AddGeoImage\\(GeoImage\\*, const Shader&, vec3\\)", setting));
+    EXPECT_DEATH(buffer.AddGeoImage(&mesh, {}, {}),
+                 "Occlusion\\.cpp:[0-9]+: virtual void Occlusion::AddGeoImage\\(GeoImage\\*, const "
+                 "Shader&, vec3\\): Assertion `m_state == Setting' failed\\.");
     buffer.SetProjection({});
-    EXPECT_DEATH(buffer.TestTriangle({}, {}, {}),
-                 fails("bool Occlusion::TestTriangle", "Assertion `m_state == Testing' failed\\."));
+    EXPECT_DEATH(buffer.TestTriangle({}, {}, {}), "Assertion `m_state == Testing' failed\\.");
     buffer.Sync();
-    EXPECT_DEATH(buffer.AddTriangle({}, {}, {}), fails("", setting));
-    EXPECT_DEATH(buffer.AddTriangle(0, 0, 0, 0, 0, 0, 0), fails("", setting));
+    EXPECT_DEATH(buffer.AddTriangle({}, {}, {}), setting);
+    EXPECT_DEATH(buffer.AddTriangle(0, 0, 0, 0, 0, 0, 0), setting);
     buffer.Resize(5, 5);
-    EXPECT_DEATH(buffer.Sync(), fails("void Occlusion::Sync\\(\\)", setting));
+    EXPECT_DEATH(buffer.Sync(), setting);
 }
