@@ -4,15 +4,11 @@
 #include "app/CameraMotion.h"
 
 #include <limits>
-#include <list>
 #include <random>
-#include <vector>
 
 #include "app/Application.h"
-#include "geometry/GeoImage.h"
-#include "scene/Room.h"
+#include "scene/SceneFixture.h"
 #include "settings/Registry.h"
-#include "support/TempFile.h"
 
 namespace {
 
@@ -20,24 +16,16 @@ bool Near(const vec3& a, const vec3& b, float tolerance = 1e-5F) {
     return Length(a - b) <= tolerance;
 }
 
-class CameraMotionTest : public testing::Test {
+class CameraMotionTest : public SceneFixture {
 protected:
-    TempDir m_dir;
-    Registry m_registry{m_dir.File("registry")};
-    Room m_room;
-    std::list<Object> m_objects;
+    Registry m_registry{dir.File("registry")};
     Application m_app;
 
     CameraMotionTest() {
         m_registry.SetFloat("testRender/veloscale", 0.01F);
         m_app.registry = &m_registry;
-        m_app.currentRoom = &m_room;
-    }
-    Object& Add(Object& parent, const std::string& name, const vec3& point = {0, 0, 1}) {
-        Object& child = m_objects.emplace_back();
-        child.point = point;
-        parent.AddChild(name, &child);
-        return child;
+        Run("room r");
+        m_app.currentRoom = command->GetRoom("r");
     }
     // Whether the step asked for a frame.
     bool Step() {
@@ -102,9 +90,7 @@ TEST_F(CameraMotionTest, DegenerateViewsAndHostileNumbersLeaveTheCameraFinite) {
                             {{0, 0, 0}, {0, -5, 0}, {0, 1, 0}},
                             {{0, 0, 0}, {0, 0, -1}, {0, 0, 0}},
                             {{kHuge, kHuge, 0}, {-kHuge, 0, kHuge}, {kHuge, 0, kHuge}}};
-    Object& marker = Add(m_room, "_cam");
-    Add(marker, "p", {kHuge, kHuge, kHuge});
-    Add(marker, "c", {kHuge, kHuge, kHuge});
+    Run("object _cam/p\nset point 3e38,3e38,3e38\nobject _cam/c\nset point 3e38,3e38,3e38");
     for (const Camera& view : views) {
         for (const char* scale : {"nan", "1e38", "-inf"}) {
             m_registry.SetString("testRender/veloscale", scale);
@@ -130,16 +116,12 @@ TEST_F(CameraMotionTest, FliesTheDefaultPathOrThatOfTheMarkers) {
     EXPECT_TRUE(Near(m_app.camera.lookat, {0, 0, -0.5F}));
     EXPECT_EQ(m_app.frameNumber, 1);
 
-    m_app.currentRoom = &m_room;
-    Object& marker = Add(m_room, "_cam");
-    Add(marker, "c", {1, 2, 3});
-    Object& amplitude = Add(marker, "p", {0, 0, 0});
+    m_app.currentRoom = command->GetRoom("r");
+    Run("object _cam/c\nset point 1,2,3\nobject _cam/p\nset point 0,0,0");
     Step();
     EXPECT_EQ(m_app.camera.pos, (vec3{1, 2, 3}));
-    amplitude.point = {10, 0, 0};
-    Add(marker, "k", {1, 0, 0});
-    Add(marker, "o", {0.25F, 0, 0});
-    Add(marker, "t", {0, 100, 0});
+    Run("set point 10,0,0\nobject _cam/k\nset point 1,0,0\nobject _cam/o\nset point 0.25,0,0\n"
+        "object _cam/t\nset point 0,100,0");
     Step();
     EXPECT_TRUE(Near(m_app.camera.pos, {1 + 10 * std::sin(1.75F), 2, 3}));
     // The flight direction: a hundredth of path time ahead, weighted with a hundred.
@@ -149,53 +131,46 @@ TEST_F(CameraMotionTest, FliesTheDefaultPathOrThatOfTheMarkers) {
 
 TEST_F(CameraMotionTest, JiggleFliesTheLightsNamedWithAColon) {
     m_app.jiggle = true;
-    Light& plain = *m_room.GetLight("sun");
+    Run("light set sun pos 0,0,0");
     Step();
     EXPECT_FALSE(Step());
-    Light& first = *m_room.GetLight(":a");
-    Light& second = *m_room.GetLight(":b");
-    m_room.lights[":"] = nullptr;
-    first.pointat = {0.1F, 0.2F, 0.3F};
-    Object& marker = Add(m_room, ":b");
-    Add(marker, "c", {0, 0, 0});
-    Add(marker, "o", {0, 0, 0});
+    Run("light set :a pointat 0.1,0.2,0.3\nlight set :b pos 0,0,0\n"
+        "object :b/c\nset point 0,0,0\nobject :b/o\nset point 0,0,0");
+    auto& lights = m_app.currentRoom->lights;
     m_app.lightTime = 0.5F;
     EXPECT_TRUE(Step());
+    EXPECT_TRUE(Near(lights[":a"]->pos,
+                     {7 * std::sin(0.03F), 4 + 2 * std::sin(1.04F), 2 * std::sin(2.05F)}));
     EXPECT_TRUE(
-        Near(first.pos, {7 * std::sin(0.03F), 4 + 2 * std::sin(1.04F), 2 * std::sin(2.05F)}));
-    EXPECT_TRUE(Near(second.pos, {7 * std::sin(0.06F), 2 * std::sin(0.08F), 2 * std::sin(0.1F)}));
+        Near(lights[":b"]->pos, {7 * std::sin(0.06F), 2 * std::sin(0.08F), 2 * std::sin(0.1F)}));
     StepsToRest(100);
-    EXPECT_EQ(first.pointat, (vec3{0.1F, 0.2F, 0.3F})) << "the default keeps the aim point";
-    EXPECT_EQ(plain.pos, vec3());
+    EXPECT_EQ(lights[":a"]->pointat, (vec3{0.1F, 0.2F, 0.3F})) << "the default keeps the aim point";
+    EXPECT_EQ(lights["sun"]->pos, vec3());
 }
 
 TEST_F(CameraMotionTest, ShakesTheFirstChildAndThenEverySeventeenth) {
     m_app.jiggle = true;
-    Object& jiggler = Add(m_room, "jiggler");
-    GeoImage mesh;
-    mesh.radius = 2;
-    std::vector<Object*> children;
-    for (const char* name : {"a", "b", "c", "d", "e"}) {
-        children.push_back(&Add(jiggler, name));
-        children.back()->SetMesh(&mesh);
-    }
+    const std::string mesh = Mesh("mesh", std::sqrt(2.0F));  // of radius 2
+    for (const char* name : {"a", "b", "c", "d", "e"})
+        Run(std::string("object jiggler/") + name + "\nset mesh " + mesh);
+    const auto child = [this](const std::string& name) { return At("r", "jiggler/" + name); };
     std::srand(3);
     const auto change = [] { return static_cast<float>(std::rand() / 2147483648.0 - 0.5); };
     vec3 changes[4];
     for (auto& [x, y, z] : changes)
         x = change(), y = change(), z = change();
     std::srand(3);
-    const Object& below = Add(*children[0], "below");
-    m_objects.back().derivedCache.insert(this);
+    Run("object jiggler/a/below");
+    command->CurrentObject()->derivedCache.insert(this);
     EXPECT_TRUE(Step());
-    EXPECT_TRUE(Near(children[0]->pos, changes[0]));
-    EXPECT_TRUE(Near(children[0]->point, vec3{0, 0, 1} + changes[1]));
-    EXPECT_TRUE(Near(children[0]->up, vec3{0, 1, 0} + changes[2]));
-    EXPECT_TRUE(below.derivedCache.empty());
+    EXPECT_TRUE(Near(child("a")->pos, changes[0]));
+    EXPECT_TRUE(Near(child("a")->point, vec3{0, 0, 1} + changes[1]));
+    EXPECT_TRUE(Near(child("a")->up, vec3{0, 1, 0} + changes[2]));
+    EXPECT_TRUE(command->CurrentObject()->derivedCache.empty());
     StepsToRest(3);  // visits 5 to 19: number 17 is the third child
-    EXPECT_TRUE(Near(children[0]->pos, changes[0]));
-    EXPECT_TRUE(Near(children[2]->pos, changes[3]));
-    EXPECT_TRUE(children[1]->pos == vec3() && children[3]->pos == vec3());
+    EXPECT_TRUE(Near(child("a")->pos, changes[0]));
+    EXPECT_TRUE(Near(child("c")->pos, changes[3]));
+    EXPECT_TRUE(child("b")->pos == vec3() && child("d")->pos == vec3());
 }
 
 }  // namespace
