@@ -52,11 +52,11 @@ private:
 
 std::vector<unsigned long> Picture(ProgramRun& run) {
     EXPECT_TRUE(run.WaitForMoreFrames());
-    XImage* image = XGetImage(run.XDisplay(), run.TopWindow(), 0, 0, run.Width(), run.Height(),
-                              AllPlanes, ZPixmap);
+    XImage* image =
+        XGetImage(run.display, run.window, 0, 0, run.width, run.height, AllPlanes, ZPixmap);
     std::vector<unsigned long> pixels;
-    for (int i = 0; image != nullptr && i < run.Width() * run.Height(); ++i)
-        pixels.push_back(XGetPixel(image, i % run.Width(), i / run.Width()));
+    for (int i = 0; image != nullptr && i < run.width * run.height; ++i)
+        pixels.push_back(XGetPixel(image, i % run.width, i / run.width));
     if (image != nullptr) XDestroyImage(image);
     return pixels;
 }
@@ -93,7 +93,7 @@ TEST_F(DriverProgram, DrawsLinesWhereThereIsNoOpenGL) {
     const auto picture = Picture(run);
     ASSERT_FALSE(picture.empty());
     EXPECT_LT(std::count(picture.begin(), picture.end(), picture.front()), std::ssize(picture));
-    run.Press(XK_D);
+    run.Press({XK_D});
     EXPECT_TRUE(run.WaitForErr("Switching to driver GL\nSwitching to driver X\nNew driver = "));
     EXPECT_EQ(picture, Picture(run));
     Quit();
@@ -107,17 +107,17 @@ TEST_F(DriverProgram, SwitchingAHundredTimesKeepsThePicturesAndTheMemory) {
     std::vector<unsigned long> pictures[2] = {Picture(run), {}};
     long early = 0;
     for (int i = 1; i <= 100; ++i) {
-        run.Press(XK_D);
+        run.Press({XK_D});
         EXPECT_TRUE(run.WaitForMoreFrames());
         if (i == 1) pictures[1] = Picture(run);
         if (i % 33 == 0 || i == 100) {
             EXPECT_EQ(pictures[i % 2], Picture(run)) << i;
         }
-        if (i == 40) early = ResidentSize(run.Pid());
+        if (i == 40) early = ResidentSize(run.pid);
     }
     EXPECT_NE(pictures[0], pictures[1]) << "solids and lines";
     if (!kKeepsFreedMemory) {
-        EXPECT_LT(ResidentSize(run.Pid()), early + 4096);
+        EXPECT_LT(ResidentSize(run.pid), early + 4096);
     }
     Quit();
 }

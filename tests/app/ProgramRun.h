@@ -30,14 +30,19 @@ class ProgramRun {
 public:
     enum class Input { Pipe, Closed, Directory };
 
-    // home is used as HOME; "" runs without HOME. The arguments follow a window size that no other
-    // run on the same display has, by which the window is found.
+    // A size that no other run on the same display has: by it the window is found.
+    const int width = 200 + getpid() % 97;
+    const int height = 150 + getpid() / 97 % 89;
+    Display* const display = XOpenDisplay(nullptr);
+    Window window = 0;
+    pid_t pid = -1;
+
+    // home is used as HOME; "" runs without HOME. The arguments follow the window size.
     ProgramRun(const std::string& home, std::vector<std::string> arguments,
-               Input input = Input::Pipe)
-        : m_width(200 + getpid() % 97), m_height(150 + getpid() / 97 % 89) {
+               Input input = Input::Pipe) {
         arguments.insert(arguments.begin(),
-                         {PALLIX_PROGRAM, "-testRender/wW", std::to_string(m_width),
-                          "-testRender/wH", std::to_string(m_height)});
+                         {PALLIX_PROGRAM, "-testRender/wW", std::to_string(width), "-testRender/wH",
+                          std::to_string(height)});
         std::vector<char*> argv;
         for (std::string& argument : arguments)
             argv.push_back(argument.data());
@@ -48,8 +53,8 @@ public:
         fcntl(pipe[0], F_SETFL, O_NONBLOCK);  // as a terminal may be left by another program
         const std::string out = m_files.File("out");
         const std::string err = m_files.File("err");
-        m_pid = fork();
-        if (m_pid == 0) {
+        pid = fork();
+        if (pid == 0) {
             dup2(input == Input::Pipe ? pipe[0] : open("/", O_RDONLY | O_DIRECTORY), STDIN_FILENO);
             if (input == Input::Closed) close(STDIN_FILENO);
             dup2(open(out.c_str(), O_WRONLY | O_CREAT, 0600), STDOUT_FILENO);
@@ -60,27 +65,21 @@ public:
         }
         close(pipe[0]);
         m_input = pipe[1];
-        m_display = XOpenDisplay(nullptr);
     }
     // Kills the program when it still runs.
     ~ProgramRun() {
         CloseInput();
         if (!Ended()) {
-            kill(m_pid, SIGKILL);
-            waitpid(m_pid, nullptr, 0);
+            kill(pid, SIGKILL);
+            waitpid(pid, nullptr, 0);
         }
-        if (m_display != nullptr) XCloseDisplay(m_display);
+        if (display != nullptr) XCloseDisplay(display);
     }
     ProgramRun(const ProgramRun&) = delete;
     ProgramRun& operator=(const ProgramRun&) = delete;
 
     std::string Out() const { return m_files.Read("out"); }
     std::string Err() const { return m_files.Read("err"); }
-    pid_t Pid() const { return m_pid; }
-    int Width() const { return m_width; }
-    int Height() const { return m_height; }
-    Display* XDisplay() const { return m_display; }
-    Window TopWindow() const { return m_window; }
 
     // Types text into the program's standard input.
     void Type(const std::string& text) {
@@ -101,38 +100,40 @@ public:
         return WaitForOut("starting eventloop\n") && WaitUntil([&] { return FindWindow(); }) &&
                WaitForOut("\r");
     }
-    // Sends any event to the top-level window.
-    void Send(XEvent& event, long mask = KeyPressMask) {
-        event.xany.display = m_display;
-        event.xany.window = m_window;
-        XSendEvent(m_display, m_window, False, mask, &event);
-        XFlush(m_display);
+    // Sends any event to the top-level window; what is not flushed arrives with the next that is.
+    void Send(XEvent& event, long mask, bool flush = true) {
+        event.xany.display = display;
+        event.xany.window = window;
+        XSendEvent(display, window, False, mask, &event);
+        if (flush) XFlush(display);
     }
-    // Sends a press of the key with that symbol.
-    void Press(KeySym symbol) {
-        XEvent event{};
-        event.xkey.type = KeyPress;
-        event.xkey.root = DefaultRootWindow(m_display);
-        event.xkey.same_screen = True;
-        event.xkey.display = m_display;
-        event.xkey.keycode = XKeysymToKeycode(m_display, symbol);
-        if (XLookupKeysym(&event.xkey, 0) != symbol) event.xkey.state = ShiftMask;
-        Send(event);
+    // Sends presses of the keys with these symbols, in one burst.
+    void Press(std::initializer_list<KeySym> symbols) {
+        for (const KeySym symbol : symbols) {
+            XEvent event{};
+            event.xkey.type = KeyPress;
+            event.xkey.root = DefaultRootWindow(display);
+            event.xkey.same_screen = True;
+            event.xkey.display = display;
+            event.xkey.keycode = XKeysymToKeycode(display, symbol);
+            if (XLookupKeysym(&event.xkey, 0) != symbol) event.xkey.state = ShiftMask;
+            Send(event, KeyPressMask, false);
+        }
+        XFlush(display);
     }
     // Closes the window as a window manager does.
     void Close() {
         XEvent event{};
         event.xclient.type = ClientMessage;
-        event.xclient.message_type = XInternAtom(m_display, "WM_PROTOCOLS", False);
+        event.xclient.message_type = XInternAtom(display, "WM_PROTOCOLS", False);
         event.xclient.format = 32;
         event.xclient.data.l[0] =
-            static_cast<long>(XInternAtom(m_display, "WM_DELETE_WINDOW", False));
+            static_cast<long>(XInternAtom(display, "WM_DELETE_WINDOW", False));
         Send(event, NoEventMask);
     }
-    void Resize(int width, int height) {
-        XResizeWindow(m_display, m_window, static_cast<unsigned>(width),
-                      static_cast<unsigned>(height));
-        XFlush(m_display);
+    void Resize(unsigned wide, unsigned high) {
+        XResizeWindow(display, window, wide, high);
+        XFlush(display);
     }
     // Waits until standard output or error holds the text.
     bool WaitForOut(const std::string& text) {
@@ -144,37 +145,27 @@ public:
     // Asks for frames until the statistics line holds the text: a frame shows the view of the one
     // before, since it takes over a typed camera after it has printed its own.
     bool WaitForFrame(const std::string& text) {
-        return WaitUntil([&] {
-            Press(XK_x);
-            return Out().find(text) != std::string::npos;
-        });
+        return WaitDrawing([&] { return Out().find(text) != std::string::npos; });
     }
     // Asks for frames until two more have been shown.
     bool WaitForMoreFrames() {
-        const auto frames = [this] {
-            const std::string out = Out();
-            return std::count(out.begin(), out.end(), '\r');
-        };
-        const auto wanted = frames() + 2;
-        return WaitUntil([&] {
-            Press(XK_x);
-            return frames() >= wanted;
-        });
+        const auto wanted = Frames() + 2;
+        return WaitDrawing([&] { return Frames() >= wanted; });
     }
     // The windows in a window.
     std::vector<Window> Children(Window parent) {
         Window ignored = 0;
         Window* list = nullptr;
         unsigned count = 0;
-        XQueryTree(m_display, parent, &ignored, &ignored, &list, &count);
+        XQueryTree(display, parent, &ignored, &ignored, &list, &count);
         const std::vector<Window> children(list, list + count);
         if (list != nullptr) XFree(list);
         return children;
     }
-    bool HasSize(Window window, int width, int height) {
+    bool HasSize(Window of, int wide, int high) {
         XWindowAttributes is{};
-        XGetWindowAttributes(m_display, window, &is);
-        return is.width == width && is.height == height;
+        XGetWindowAttributes(display, of, &is);
+        return is.width == wide && is.height == high;
     }
     // Waits for the end: the exit status, or minus the signal.
     int Wait() {
@@ -184,17 +175,23 @@ public:
 
 private:
     TempDir m_files;
-    int m_width;
-    int m_height;
     int m_input = -1;
-    pid_t m_pid = -1;
     int m_status = 0;
-    Display* m_display = nullptr;
-    Window m_window = 0;
 
     bool Ended() {
-        if (m_pid > 0 && waitpid(m_pid, &m_status, WNOHANG) == m_pid) m_pid = -1;
-        return m_pid <= 0;
+        if (pid > 0 && waitpid(pid, &m_status, WNOHANG) == pid) pid = -1;
+        return pid <= 0;
+    }
+    std::ptrdiff_t Frames() const {
+        const std::string out = Out();
+        return std::count(out.begin(), out.end(), '\r');
+    }
+    template <class Condition>
+    bool WaitDrawing(Condition condition) {
+        return WaitUntil([&] {
+            Press({XK_x});
+            return condition();
+        });
     }
     template <class Condition>
     bool WaitUntil(Condition condition) {
@@ -208,16 +205,14 @@ private:
         }
     }
     bool FindWindow() {
-        for (const Window window : Children(DefaultRootWindow(m_display))) {
+        for (const Window found : Children(DefaultRootWindow(display))) {
             char* name = nullptr;
-            if (!XFetchName(m_display, window, &name) || name == nullptr) continue;
-            if (std::string_view(name) == "PALLIX rendering test" &&
-                HasSize(window, m_width, m_height)) {
-                m_window = window;
-            }
+            if (!XFetchName(display, found, &name) || name == nullptr) continue;
+            const bool titled = std::string_view(name) == "PALLIX rendering test";
             XFree(name);
+            if (titled && HasSize(found, width, height)) window = found;
         }
-        return m_window != 0;
+        return window != 0;
     }
 };
 
@@ -242,7 +237,7 @@ protected:
     }
     // Ends it with that key; the end must be clean.
     void Quit(KeySym key = XK_q) {
-        m_run->Press(key);
+        m_run->Press({key});
         EXPECT_EQ(0, m_run->Wait()) << m_run->Err();
         EXPECT_THAT(m_run->Err(), testing::Not(testing::ContainsRegex("GLError|Sanitizer")));
     }
