@@ -80,8 +80,8 @@ TEST_F(DriverProgram, DrawsLinesWhereThereIsNoOpenGL) {
     server.emplace("-extension GLX");
     ASSERT_TRUE(server->Started());
     ProgramRun& run = Start({"-driver", "gl", "-testRender/showfps", "0",
-                             home.Write("broken", "room z\nroom c\nnonsense"), home.File("missing"),
-                             "scenes/billboards"});
+                             home.Write("broken", "room z\nroom c\nnonsense"), "scenes/billboards",
+                             home.File("missing")});
     EXPECT_THAT(run.Err(), StartsWith("Error: Requested driver 'gl' does not exist.\n"
                                       "Available drivers:\n  GL - OpenGL backend\n"));
     EXPECT_THAT(run.Err(), HasSubstr("Driver gl creation failed\n"));

@@ -39,6 +39,13 @@ TEST(CommandValues, BooleansAndKeywords) {
         EXPECT_TRUE(ParseBool(yes)) << yes;
     for (const char* no : {"", "no", "on", "0", "2", "-1", " 1"})
         EXPECT_FALSE(ParseBool(no)) << no;
+    int next = 0;
+    for (const char* word :
+         {"opaque", "replace", "add", "blend", "mul", "haze", "filter", "subtract"})
+        EXPECT_EQ(ParseBlendFunc(word), next++);
+    next = 0;
+    for (const char* word : {"solid", "wire", "outline", "shadow", "wireshadow", "shell"})
+        EXPECT_EQ(ParseRenderFunc(word), next++);
     EXPECT_TRUE(ParseTestFunc("always") == TestAlways && ParseTestFunc("1") == TestAlways);
     EXPECT_TRUE(ParseTestFunc("never") == TestNever && ParseTestFunc(">") == TestGreater);
     EXPECT_TRUE(ParseFaces("all") == FacesAll && ParseFaces("back") == FacesBack);
