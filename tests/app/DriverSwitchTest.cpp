@@ -12,28 +12,29 @@
 #include "support/Capture.h"
 
 namespace {
-// What the factories of this test make; each test sets it.
-enum class Make { Nothing, WithoutVisual, Whole };
-
 class TestFactory : public DriverFactory {
 public:
+    char makes = 'D';  // a driver, 'V' one without a visual, '-' none
+
     explicit TestFactory(const char* name) : DriverFactory(name, name) { Register(this); }
     Driver* Make(Display* display) override {
-        if (makes == Make::Nothing) return nullptr;
-        return new IdleDriver(display, makes == Make::Whole);
+        return makes == '-' ? nullptr : new IdleDriver(display, makes == 'D');
     }
-    enum Make makes = Make::Whole;
 };
-TestFactory factoryA("A");
-TestFactory factoryB("B");
-TestFactory factoryC("C");
+TestFactory factories[] = {TestFactory("A"), TestFactory("B"), TestFactory("C")};
+
+// What A, B and C make from now on.
+void LetMake(const std::string& made) {
+    for (const std::size_t i : {0, 1, 2})
+        factories[i].makes = made[i];
+}
 
 class DriverSwitch : public ShellFixture {
 protected:
     void SetUp() override {
         ShellFixture::SetUp();
         app.driverName = "A";
-        factoryA.makes = factoryB.makes = factoryC.makes = Make::Whole;
+        LetMake("DDD");
     }
     // The messages of a switch.
     std::string Switch(bool expected) {
@@ -63,10 +64,9 @@ TEST_F(DriverSwitch, TakesTheNextNameWithItsSettingsAndAWindowOfItsOwn) {
 }
 
 TEST_F(DriverSwitch, PassesOverDriversThatDoNotWork) {
-    factoryB.makes = Make::Nothing;
+    LetMake("D-D");
     EXPECT_EQ("Switching to driver B\nSwitching to driver C\nNew driver = *\n", Switch(true));
-    factoryA.makes = Make::WithoutVisual;
-    factoryB.makes = Make::Whole;
+    LetMake("VDD");
     EXPECT_EQ(
         "Switching to driver A\nNew driver = *\ncould not obtain appropriate visual\n"
         "Switching to driver B\nNew driver = *\n",
@@ -76,22 +76,19 @@ TEST_F(DriverSwitch, PassesOverDriversThatDoNotWork) {
 }
 
 TEST_F(DriverSwitch, KeepsTheOldDriverUnlessItIsGoneWhenNoneWorks) {
-    factoryA.makes = factoryB.makes = factoryC.makes = Make::Nothing;
+    LetMake("---");
     Driver* const old = app.driver;
     EXPECT_EQ("Switching to driver B\nSwitching to driver C\nSwitching to driver A\n",
               Switch(true));
-    EXPECT_EQ(old, app.driver);
-    EXPECT_EQ("A", app.driverName);
+    EXPECT_TRUE(old == app.driver && app.driverName == "A");
     EXPECT_EQ(std::set<Driver*>{old}, app.database->Drivers());
-    factoryC.makes = Make::WithoutVisual;
+    LetMake("--V");
     EXPECT_EQ(
         "Switching to driver B\nSwitching to driver C\nNew driver = *\n"
         "could not obtain appropriate visual\nSwitching to driver A\n",
         Switch(false));
-    EXPECT_EQ(nullptr, app.driver);
-    EXPECT_EQ(0, IdleDriver::alive);
-    EXPECT_TRUE(app.database->Drivers().empty());
-    EXPECT_EQ("A", app.driverName);
+    EXPECT_TRUE(app.driver == nullptr && app.driverName == "A");
+    EXPECT_TRUE(app.database->Drivers().empty() && IdleDriver::alive == 0);
 }
 
 // What an aborted start with "-driver B" says; its registry file must stay as it was.
@@ -111,13 +108,13 @@ std::string AbortedStartUp() {
 }
 
 TEST_F(DriverSwitch, StartUpAbortsWithoutADriverOrAVisualAndSavesNothing) {
-    factoryB.makes = factoryC.makes = Make::Nothing;
+    LetMake("D--");
     EXPECT_EQ(
         "Creating registry: File exists\nDriver B creation failed\nDriver C creation failed\n"
         "Too many tries; aborting\n",
         AbortedStartUp())
         << "A comes before B and is not tried";
-    factoryB.makes = Make::WithoutVisual;
+    LetMake("DV-");
     EXPECT_EQ(
         "Creating registry: File exists\nRenderer = * Driver = *\n"
         "could not obtain appropriate visual\n",
