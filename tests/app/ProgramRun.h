@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <optional>
@@ -64,7 +65,7 @@ public:
             _exit(127);
         }
         close(pipe[0]);
-        m_input = pipe[1];
+        m_input = fdopen(pipe[1], "w");
     }
     // Kills the program when it still runs.
     ~ProgramRun() {
@@ -83,15 +84,12 @@ public:
 
     // Types text into the program's standard input.
     void Type(const std::string& text) {
-        for (std::size_t at = 0; at < text.size();) {
-            const ssize_t count = write(m_input, text.data() + at, text.size() - at);
-            if (count <= 0) return;
-            at += static_cast<std::size_t>(count);
-        }
+        fputs(text.c_str(), m_input);
+        fflush(m_input);
     }
     void CloseInput() {
-        if (m_input >= 0) close(m_input);
-        m_input = -1;
+        if (m_input != nullptr) fclose(m_input);
+        m_input = nullptr;
     }
     // Waits until the window is up and frames can be drawn. False when the program ended.
     bool WaitForWindow() {
@@ -175,7 +173,7 @@ public:
 
 private:
     TempDir m_files;
-    int m_input = -1;
+    FILE* m_input = nullptr;
     int m_status = 0;
 
     bool Ended() {
