@@ -1,4 +1,4 @@
-// Matrices, planes and depth order. Boxes against planes are tested as the renderer asks for them.
+// Matrices, planes and depth order against slow twins and hand-made cases.
 #include <gtest/gtest.h>
 
 #include <random>
@@ -73,6 +73,28 @@ TEST(Plane, MasksTellWhichPlanesHaveAPointOrAWholeSphereOutside) {
     EXPECT_NEAR(oblique.Value({1, 2, 3}), 0, 1e-6);
     EXPECT_NEAR(oblique.Value(oblique.Point()), 0, 1e-6);
     EXPECT_NEAR(oblique.Value(oblique.Point() + oblique.Normal() * 3), 3, 1e-6);
+}
+
+TEST(Plane, BoxIsOutsideOnlyBeyondOnePlane) {
+    Random random;
+    int rejected = 0;
+    for (int i = 0; i < 1000; ++i) {
+        const Matrix m = Matrix::Frame(random.Vector(3), random.Vector(1), random.Vector(1));
+        const vec3 low = random.Vector(1);
+        const Box box{low, low + vec3{1, 0.7F, 2}};
+        std::vector<Plane> planes;
+        bool beyondOnePlane = false;
+        for (int side = 0; side < 3; ++side) {
+            planes.push_back(Plane::Through(random.Vector(2), random.Vector(1)));
+            int corners = 0;
+            for (int c = 0; c < 8; ++c)
+                corners += planes.back().Value(m.Transform(box.Corner(c))) < 0;
+            beyondOnePlane |= corners == 8;
+        }
+        EXPECT_EQ(BoxTouchesInside(planes, box, m), !beyondOnePlane);
+        rejected += beyondOnePlane ? 1 : 0;
+    }
+    EXPECT_TRUE(rejected > 100 && rejected < 900) << rejected;
 }
 
 TEST(DepthOrder, FarthestSideFirstAndStable) {

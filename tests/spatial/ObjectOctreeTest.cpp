@@ -100,6 +100,30 @@ TEST(ObjectOctree, ChangesReachOneLevelUp) {
     EXPECT_EQ(max, vec3(20, 21, 20));
 }
 
+TEST(ObjectOctree, FindsChildrenBelowSplitNodesAndThoseThatHaveShrunkUnseen) {
+    Family family;
+    std::vector<Object> crowd(24);
+    for (int i = 0; i < 24; ++i) {
+        if (i % 2 == 0) crowd[i].pos = {10, 10, 10};
+        family.room.AddChild(std::to_string(i), &crowd[i]);
+    }
+    family.a.SetPosition({5, 5, 5});
+    vec3 min;
+    vec3 max;
+    family.room.ChildOctree().GetBounds(min, max, true);
+    ASSERT_NE(crowd[3].octreeLink, &family.room.ChildOctree());
+    EXPECT_EQ(CaptureStderr([&] { family.room.RemoveChild("3"); }), "");
+    EXPECT_EQ(crowd[3].octreeLink, nullptr);
+
+    family.a.radius = 20;
+    family.a.SetPosition({1, 1, 1});
+    ASSERT_EQ(family.a.octreeLink, &family.room.ChildOctree());
+    family.a.radius = 0;  // belongs further down now, where it is looked for first
+    const std::string report = CaptureStderr([&] { family.room.RemoveChild("a"); });
+    EXPECT_NE(report.find(" which it doesn't contain\nParent says"), std::string::npos) << report;
+    EXPECT_EQ(family.a.octreeLink, nullptr);
+}
+
 TEST(ObjectOctree, FarPositionsMakeNoNaN) {
     Family family;
     family.a.SetPosition({0, 3e30F, 4e30F});
