@@ -112,6 +112,7 @@ TEST_F(DisplayLists, ChangedMeshesAreRecordedAnew) {
 TEST_F(DisplayLists, RecordedReplayedAndDirectLookTheSame) {
     GeoImage sphere = SphereMesh(0.6F, 17, 17);
     Texture texture = FilledTexture(2, 2, {40, 80, 250});
+    texture.pixels[0] = 255;  // where a texel lies shows
     Shader textured = Lit();
     textured.texture = &texture;
     const Shader passes[] = {Unlit(kRed),

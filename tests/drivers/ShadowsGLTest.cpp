@@ -46,15 +46,17 @@ protected:
     }
 };
 
-// Culling off, a see-through texture, an alpha test: none of it holds for volumes.
+// Culling off, a see-through texture, either alpha test: none of it holds for volumes.
 TEST_F(ShadowsGL, FallWhateverWasDrawnBefore) {
     Texture clear = FilledTexture(1, 1, {255, 255, 255, 0});
-    Shader before = Unlit(kWhite);
-    before.texture = &clear;
-    before.faces = FacesAll;
-    before.atest = TestGreater;
+    Shader before[] = {Unlit(kRed), Unlit(kWhite), Unlit(kWhite)};
+    before[1].texture = &clear;
+    before[1].faces = FacesAll;
+    before[1].atest = TestGreater;
+    before[2].atest = TestLess;
+    before[2].athresh = 0.5F;
     std::set<std::string> pictures;
-    for (const Shader& pass : {Unlit(kRed), before}) {
+    for (const Shader& pass : before) {
         Draw(pass);
         ExpectShadow();
         pictures.insert(Pixels());

@@ -207,6 +207,10 @@ TEST_F(WallVisibility, SeenObjectsHideOthersUntilTheyChange) {
     drawnFrom(0);
     EXPECT_EQ(drawnFrom(0), 1U);
 
+    wall->visible = false;
+    EXPECT_EQ(drawnFrom(0), 1U);
+    EXPECT_EQ(driver.draws[0].modelView.Translation().z, -20) << "what is not shown hides nothing";
+    wall->visible = true;
     renderer.Set("P_occlusion", 0);
     EXPECT_EQ(drawnFrom(0), 2U);
     EXPECT_EQ(occlusion.log, "");
