@@ -101,6 +101,7 @@ private:
         }
         for (int i = 0; i < 8; ++i) {
             if (node.Child(i) == nullptr) continue;
+            EXPECT_TRUE(node.IsSplit());
             const std::vector<Object*> below = Visit(*node.Child(i));
             EXPECT_FALSE(below.empty()) << "an empty node was kept";
             contents.insert(contents.end(), below.begin(), below.end());
@@ -153,16 +154,19 @@ TEST(Octree, SplitsAtTheMeanUpperExtentAlongTheCheapestAxes) {
     // Axes that cut equally few are all divided.
     World tie;
     World flat;
+    World upright;  // y alone
     World cube;
     for (int i = 0; i < 24; ++i) {
         const float far = i % 2 == 0 ? 0 : 10;
         const float step = i < 12 ? 0 : 0.5F;
         tie.Add({far, step, step}, 1);
         flat.Add({step, step, far}, 1);
+        upright.Add({step, far, step}, 1);
         cube.Add({far, i % 4 < 2 ? 0.0F : 10.0F, i % 8 < 4 ? 0.0F : 10.0F}, 1);
     }
     EXPECT_EQ(tie.Counts(), (Slots{12, 0, 0, 6, 6}));
     EXPECT_EQ(flat.Counts(), (Slots{0, 12, 0, 0, 0, 12}));
+    EXPECT_EQ(upright.Counts(), (Slots{0, 12, 0, 12}));
     EXPECT_EQ(cube.Counts(), (Slots{0, 3, 3, 3, 3, 3, 3, 3, 3}));
     EXPECT_DEATH(world.tree.DoSplit(), "Octree\\.cpp.*void Octree::DoSplit\\(\\).*!m_issplit");
 }
