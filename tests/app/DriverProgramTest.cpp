@@ -1,6 +1,5 @@
 // The whole program on X servers of its own: one without OpenGL, and one on which drivers are
 // switched again and again.
-
 #include <algorithm>
 #include <cstdio>
 #include <fstream>
@@ -19,15 +18,14 @@ constexpr bool kKeepsFreedMemory = true;
 constexpr bool kKeepsFreedMemory = false;
 #endif
 
+const std::string kServer =
+    "echo $$; exec Xvfb -displayfd 1 -screen 0 800x600x24 -nolisten tcp -noreset ";
+
 // A server that no other test draws on, and the default display while it lives.
 class OwnServer {
 public:
     explicit OwnServer(const char* options) : m_default(std::getenv("DISPLAY")) {
-        const std::string command = std::string(
-                                        "echo $$; exec Xvfb -displayfd 1 -screen 0 "
-                                        "800x600x24 -nolisten tcp -noreset ") +
-                                    options + " 2>/dev/null";
-        m_output = popen(command.c_str(), "r");
+        m_output = popen((kServer + options + " 2>/dev/null").c_str(), "r");
         if (m_output == nullptr || std::fscanf(m_output, "%d %d", &m_pid, &m_number) != 2) return;
         setenv("DISPLAY", std::string(":").append(std::to_string(m_number)).c_str(), 1);
     }

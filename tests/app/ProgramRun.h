@@ -160,10 +160,8 @@ public:
         if (list != nullptr) XFree(list);
         return children;
     }
-    bool HasSize(Window of, int wide, int high) {
-        XWindowAttributes is{};
-        XGetWindowAttributes(display, of, &is);
-        return is.width == wide && is.height == high;
+    bool WaitForSize(Window of, int wide, int high) {
+        return WaitUntil([&] { return HasSize(of, wide, high); });
     }
     // Waits for the end: the exit status, or minus the signal.
     int Wait() {
@@ -201,6 +199,11 @@ private:
             if (last) return false;
             std::this_thread::sleep_for(std::chrono::milliseconds(5));
         }
+    }
+    bool HasSize(Window of, int wide, int high) {
+        XWindowAttributes is{};
+        XGetWindowAttributes(display, of, &is);
+        return is.width == wide && is.height == high;
     }
     bool FindWindow() {
         for (const Window found : Children(DefaultRootWindow(display))) {

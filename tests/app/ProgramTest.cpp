@@ -123,7 +123,7 @@ TEST_F(Program, StormsOfEventsEndWithTheLastSizeAndEveryKeyHandled) {
     EXPECT_TRUE(run.WaitForFrame("fov=33.0")) << run.Err();
     const std::vector<Window> children = run.Children(run.window);
     ASSERT_EQ(1U, children.size());
-    EXPECT_TRUE(run.HasSize(children[0], 222, 111));
+    EXPECT_TRUE(run.WaitForSize(children[0], 222, 111));
     // What follows the quit key in the same burst still counts.
     run.Press({XK_q, XK_r, XK_x});
     EXPECT_EQ(0, run.Wait()) << run.Err();
