@@ -65,13 +65,13 @@ struct Twin {
         return static_cast<std::uint32_t>((1 / d - near) *
                                           (kFar / (1 / double{camera.yon} - near)));
     }
-    std::pair<std::int64_t, std::int64_t> Place(const vec3& p) const {  // row, column in 16.16
+    RasterPoint Place(const vec3& p) const {
         const double d = std::max(-p.z, camera.hith);
-        return {static_cast<std::int64_t>(centreY - scaleY * p.y / d),
-                static_cast<std::int64_t>((centreX + scaleX * p.x / d) * 65536)};
+        return {static_cast<std::int64_t>((centreX + scaleX * p.x / d) * 65536),
+                static_cast<std::int64_t>(centreY - scaleY * p.y / d)};
     }
     unsigned Outside(const vec3& p) const {
-        const auto [y, x] = Place(p);
+        const auto [x, y] = Place(p);
         return (x < 0 ? 1 : 0) | (x > width * 65536 ? 2 : 0) | (y < 0 || p.z > 0 ? 4 : 0) |
                (y > height || p.z > 0 ? 8 : 0) | (-p.z < camera.hith ? 16 : 0);
     }
@@ -81,19 +81,17 @@ struct Twin {
     bool AnyPixel(const Triangle& t, Visit visit) {
         if ((Outside(t.a) & Outside(t.b) & Outside(t.c)) != 0) return false;
         std::array p{Place(t.a), Place(t.b), Place(t.c)};
-        std::stable_sort(p.begin(), p.end(), [](auto& u, auto& v) { return u.first < v.first; });
+        std::stable_sort(p.begin(), p.end(), [](auto& u, auto& v) { return u.y < v.y; });
         for (int y = 0; y < height; ++y) {
-            if (y < p[0].first || y > p[2].first) continue;
+            if (y < p[0].y || y > p[2].y) continue;
             const auto edge = [&](unsigned i, unsigned j) {
-                const std::int64_t rows = std::max<std::int64_t>(p[j].first - p[i].first, 1);
-                return p[i].second + (p[j].second - p[i].second) / rows * (y - p[i].first);
+                const std::int64_t rows = std::max<std::int64_t>(p[j].y - p[i].y, 1);
+                return p[i].x + (p[j].x - p[i].x) / rows * (y - p[i].y);
             };
-            auto reach = std::minmax({edge(0, 2), y < p[1].first ? edge(0, 1) : edge(1, 2)});
-            if (p[0].first == p[2].first) {
-                reach = std::minmax({p[0].second, p[1].second, p[2].second});
-            }
+            auto [low, high] = std::minmax({edge(0, 2), y < p[1].y ? edge(0, 1) : edge(1, 2)});
+            if (p[0].y == p[2].y) std::tie(low, high) = std::minmax({p[0].x, p[1].x, p[2].x});
             for (int x = 0; x < width; ++x) {
-                const bool covered = x <= reach.second >> 16 && x >= reach.first >> 16;
+                const bool covered = x >= low >> 16 && x <= high >> 16;
                 if (covered && visit(At(x, y))) return true;
             }
         }
@@ -122,6 +120,7 @@ struct Twin {
         const std::vector<int> rows = Lines(size, mesh.height);
         for (std::size_t r = 1; r < rows.size(); ++r) {
             for (std::size_t c = 1; c < columns.size(); ++c) {
+                // Corners of the cell, counted from the lower right one.
                 const auto at = [&](std::size_t up, std::size_t left) {
                     return m.Transform(mesh.At(rows[r - up], columns[c - left]).position);
                 };
