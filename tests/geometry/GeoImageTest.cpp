@@ -30,12 +30,6 @@ GeoImage BentGrid(int rows, int columns) {
     return mesh;
 }
 
-void ExpectNear(const vec3& a, const vec3& b, float tolerance) {
-    EXPECT_NEAR(a.x, b.x, tolerance);
-    EXPECT_NEAR(a.y, b.y, tolerance);
-    EXPECT_NEAR(a.z, b.z, tolerance);
-}
-
 std::string MeshFile(std::int64_t exponent, const std::string& stream) {
     return "sNMM" + Words({2, 0, exponent}) + OneByte(0) + Gzip(stream);
 }
@@ -43,8 +37,8 @@ std::string MeshFile(std::int64_t exponent, const std::string& stream) {
 TEST(GeoImage, FinishDerivesNormalsBoundsAndRadius) {
     GeoImage quad = BentGrid(2, 2);
     EXPECT_EQ(quad.ByteSize(), 32 * 4 + 72);
-    ExpectNear(quad.At(0, 1).normal, Normalise({0.1F, 0.1F, -2}), 1e-6F);
-    ExpectNear(quad.At(1, 1).normal, Normalise({0.1F, 0.1F, -1}), 1e-6F);
+    EXPECT_LT(Length(quad.At(0, 1).normal - Normalise({0.1F, 0.1F, -2})), 1e-6F);
+    EXPECT_LT(Length(quad.At(1, 1).normal - Normalise({0.1F, 0.1F, -1})), 1e-6F);
     quad.At(1, 1).position.z = 0;
     quad.AddToken(GeoImage::kDetailToken);
     quad.Finish(true);
@@ -62,7 +56,7 @@ TEST(GeoImage, FinishDerivesNormalsBoundsAndRadius) {
     for (int i = 0; i < 9; ++i)
         tiny.samples[i].position *= 1e-13F;
     tiny.Finish(true);
-    ExpectNear(tiny.At(0, 0).normal, BentGrid(3, 3).At(0, 0).normal, 1e-5F);
+    EXPECT_LT(Length(tiny.At(0, 0).normal - BentGrid(3, 3).At(0, 0).normal), 1e-5F);
     GeoImage point(3, 1);  // a collapsed row has no direction
     std::fill_n(point.samples, 3, GeoImageSample{});
     point.Finish(true);
@@ -110,8 +104,8 @@ TEST(GeoImage, SurvivesTheFile) {
         EXPECT_FALSE(loaded.HasToken(3));
         for (int i = 0; i < 54; ++i) {
             const GeoImageSample& sample = loaded.samples[i];
-            ExpectNear(sample.position, mesh.samples[i].position, 1e-6F);
-            ExpectNear(sample.normal, mesh.samples[i].normal, 1e-4F);
+            EXPECT_LT(Length(sample.position - mesh.samples[i].position), 1e-6F);
+            EXPECT_LT(Length(sample.normal - mesh.samples[i].normal), 1e-4F);
             EXPECT_TRUE(sample.u == mesh.samples[i].u && sample.v == mesh.samples[i].v);
         }
         EXPECT_NEAR(loaded.radius, mesh.radius, 1e-5);
@@ -163,7 +157,7 @@ TEST(GeoImage, ReadsOlderVersionsAndChannelLayouts) {
     ASSERT_TRUE(mesh.Load(dir.File("six")));
     EXPECT_EQ(mesh.error, 0);
     EXPECT_EQ(mesh.samples[0].position, vec3(1, 2, 0));
-    ExpectNear(mesh.samples[0].normal, vec3(0, 0.6F, 0.8F), 1e-6F);
+    EXPECT_LT(Length(mesh.samples[0].normal - vec3(0, 0.6F, 0.8F)), 1e-6F);
     EXPECT_EQ(mesh.samples[0].u, 0);
 
     body = StreamHeader(1, 1, 1, 3, 16) + std::string("\xFF\xFE\0\0\0\1", 6);

@@ -5,8 +5,8 @@
 
 #include <algorithm>
 #include <array>
-#include <map>
 #include <random>
+#include <set>
 #include <tuple>
 
 #include "geometry/GeoImage.h"
@@ -18,7 +18,7 @@ class Twin {
 public:
     Twin(const GeoImage& mesh, const vec3& point, bool positive) : m_mesh(mesh) {
         for (int r = 0; r + 1 < mesh.height; ++r) {
-            int last = 0;
+            bool last = false;  // what is seen edge-on or is no triangle takes it over
             for (int c = 0; c + 1 < mesh.width; ++c) {
                 const auto [p, q, b, s] = Corners(c, r);
                 Classify(c, r, 1, {p, q, b}, q - point, Cross(q - p, b - p), positive, last);
@@ -35,57 +35,45 @@ public:
 
 private:
     const GeoImage& m_mesh;
-    std::map<std::tuple<int, int, int>, int> m_flags;
+    std::set<std::tuple<int, int, int>> m_facing;  // column, row, triangle of the quad
 
     std::array<vec3, 4> Corners(int c, int r) const {
         return {S(c, r), S(c + 1, r), S(c, r + 1), S(c + 1, r + 1)};
     }
     vec3 S(int c, int r) const { return m_mesh.At(r, c).position; }
-    int Flag(int c, int r, int t) const {
-        const auto found = m_flags.find({c, r, t});
-        return found == m_flags.end() ? 0 : found->second;
-    }
+    bool Flag(int c, int r, int t) const { return m_facing.contains({c, r, t}); }
     void Classify(int c, int r, int t, const SilhouetteCap& k, const vec3& toQ, const vec3& normal,
-                  bool positive, int& last) {
+                  bool positive, bool& last) {
         if (!(k.a == k.b || k.b == k.c || k.c == k.a)) {
             ++solid;
             const float d = Dot(toQ, normal) * (positive ? 1.0F : -1.0F);
             if (d < 0) result.caps.push_back(k);
-            if (d != 0) last = d < 0 ? 1 : 0;
+            if (d != 0) last = d < 0;
         }
-        m_flags[{c, r, t}] = last;
+        if (last) m_facing.insert({c, r, t});
     }
-    void Edge(bool wanted, const vec3& from, const vec3& to) {
-        if (wanted && !(from == to)) result.edges.push_back({from, to});
+    // The edge between two triangles of which one faces the point, as that one runs along it.
+    void Shared(bool own, bool next, const SilhouetteEdge& ofOwn, const SilhouetteEdge& ofNext) {
+        if (own == next) return;
+        const SilhouetteEdge& edge = own ? ofOwn : ofNext;
+        if (!(edge.from == edge.to)) result.edges.push_back(edge);
     }
     void EmitQuad(int c, int r) {
         const auto [p, q, b, s] = Corners(c, r);
-        const int f1 = Flag(c, r, 1);
-        const int f2 = Flag(c, r, 2);
-        const int lastRow = m_mesh.height - 2;
-        const int lastColumn = m_mesh.width - 2;
-        if (!(r == 0 && m_mesh.wrapRows)) {
-            Edge(f1 && !Flag(c, r - 1, 2), q, p);
-            Edge(!f1 && Flag(c, r - 1, 2), p, q);
+        const bool f1 = Flag(c, r, 1);
+        const bool f2 = Flag(c, r, 2);
+        // Seams are paired from their far side.
+        if (r > 0 || !m_mesh.wrapRows) Shared(f1, Flag(c, r - 1, 2), {q, p}, {p, q});
+        if (r == m_mesh.height - 2) {
+            const bool first = m_mesh.wrapRows && Flag(c, 0, 1);
+            Shared(f2, first, {b, s}, {S(c + 1, 0), S(c, 0)});
         }
-        if (r == lastRow && m_mesh.wrapRows) {
-            Edge(f2 && !Flag(c, 0, 1), b, s);
-            Edge(!f2 && Flag(c, 0, 1), S(c + 1, 0), S(c, 0));
-        } else if (r == lastRow) {
-            Edge(f2, b, s);
+        if (c > 0 || !m_mesh.wrapColumns) Shared(f1, Flag(c - 1, r, 2), {p, b}, {b, p});
+        if (c == m_mesh.width - 2) {
+            const bool first = m_mesh.wrapColumns && Flag(0, r, 1);
+            Shared(f2, first, {s, q}, {S(0, r), S(0, r + 1)});
         }
-        if (!(c == 0 && m_mesh.wrapColumns)) {
-            Edge(f1 && !Flag(c - 1, r, 2), p, b);
-            Edge(!f1 && Flag(c - 1, r, 2), b, p);
-        }
-        if (c == lastColumn && m_mesh.wrapColumns) {
-            Edge(f2 && !Flag(0, r, 1), s, q);
-            Edge(!f2 && Flag(0, r, 1), S(0, r), S(0, r + 1));
-        } else if (c == lastColumn) {
-            Edge(f2, s, q);
-        }
-        Edge(f1 && !f2, b, q);
-        Edge(f2 && !f1, q, b);
+        Shared(f1, f2, {b, q}, {q, b});
     }
 };
 
