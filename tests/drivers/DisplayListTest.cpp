@@ -155,6 +155,41 @@ TEST_F(DisplayLists, RecordedReplayedAndDirectLookTheSame) {
     EXPECT_EQ(different.size(), std::size(passes));
 }
 
+// Two passes of one key may still differ in shape: what is replayed is the pass's own.
+TEST_F(DisplayLists, ListsOfAnotherShapeAreRecordedAnew) {
+    GeoImage sheet = SquareMesh(0.5F, 0);
+    const vec3 eye{0.3F, 0.4F, 2};
+    Light light;
+    light.pos = {1, 2, -6};  // the sheet turns its back to it
+    Shader behind = Of(RenderOutline, 2);
+    behind.faces = FacesBack;
+    struct Look {
+        Shader pass;
+        float shadowlen;
+        float offset;
+    };
+    const Look looks[] = {{Of(RenderOutline, 2), 1, 1},
+                          {behind, 1, 1},
+                          {Of(RenderShadow, 1), 1, 1},
+                          {Of(RenderShadow, 1), 1.5F, 1},
+                          {Of(RenderShadow, 1), 1.5F, 0}};
+    std::vector<std::string> pictures[2];
+    for (const int cached : {0, 1}) {
+        m_driver->Set("GL_dlistShadows", static_cast<float>(cached));
+        for (const Look& look : looks) {
+            m_driver->Set("D_shadowoffset", look.offset);
+            light.shadowlen = look.shadowlen;
+            StartFrame();
+            m_driver->AddLight(&light);
+            MoveTo(-eye);
+            m_driver->RunShader(&sheet, &look.pass, &eye, true);
+            pictures[cached].push_back(Pixels());
+        }
+    }
+    EXPECT_EQ(pictures[1], pictures[0]);
+    EXPECT_EQ(std::set<std::string>(pictures[0].begin(), pictures[0].end()).size(), 5U);
+}
+
 // New lists of volumes come from shadow passes; the stencil passes replay them, and record again
 // only what has become stale.
 TEST_F(DisplayLists, ShadowsReplayWhatShadowPassesRecord) {

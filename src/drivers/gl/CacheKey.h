@@ -1,7 +1,9 @@
-// What a piece of sent geometry was made from: two draws with equal keys send the same vertices.
+// What a piece of sent geometry was made from: two draws of equal keys and shapes send the same
+// vertices.
 // Knows nothing of OpenGL.
 #pragma once
 
+#include <array>
 #include <cmath>
 #include <cstdint>
 #include <functional>
@@ -26,6 +28,9 @@ struct CacheKey {
     vec3 point;
     // Approximate bytes in a display list; 0 until the geometry was sent. No part of the order.
     std::int64_t size = 0;
+    // What else the geometry depends on. No part of the order: a list of another shape is stale.
+    // Outline: whether faces to the eye count as lit; shadow volume: extrusion and near offset.
+    std::array<float, 2> shape{};
 
     // Whether the key can stand in an ordered container: a coordinate that is no number would
     // equal every other.

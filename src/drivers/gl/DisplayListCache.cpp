@@ -54,7 +54,7 @@ DisplayListCache::Found DisplayListCache::Find(const CacheKey& key) {
     if (found == nullptr) return {};
     ++m_counts.hits;
     DisplayList& list = *found;
-    if (!key.mesh->HasToken(list.name)) {
+    if (!key.mesh->HasToken(list.name) || list.key.shape != key.shape) {
         RemoveDList(key, list);
         return {.stale = true};
     }

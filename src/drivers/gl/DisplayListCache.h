@@ -30,9 +30,9 @@ class DisplayListCache {
 public:
     // Budget in approximate bytes; 0 switches trimming off and lets one list in at a time.
     void SetLimit(std::int64_t bytes) { m_limit = bytes; }
-    // The list that holds the present geometry of the key's mesh, which must be alive; null for
-    // none, where stale says that one was found but had to be removed. Counts an access. A list
-    // recorded for another mesh than the key's means that memory is corrupt: ends the program.
+    // The list that holds the key's shape of its mesh's present geometry. The mesh must be alive.
+    // Null for none, where stale says that one was found but had to be removed. Counts an access. A
+    // list recorded for another mesh than the key's means that memory is corrupt: ends the program.
     struct Found {
         DisplayList* list = nullptr;
         bool stale = false;

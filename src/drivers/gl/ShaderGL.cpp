@@ -157,6 +157,7 @@ bool DriverGL::MakeKey(GeoImage* mesh, const Shader& pass, const vec3* point, Ca
             if (point == nullptr) return false;
             key.primitive = PrimitiveOutline;
             key.point = *point;
+            key.shape = {pass.faces == FacesFront ? 1.0F : 0.0F, 0};
             cacheable = cacheable && m_cacheShadows;
             return true;
         case RenderShadow:
@@ -165,6 +166,7 @@ bool DriverGL::MakeKey(GeoImage* mesh, const Shader& pass, const vec3* point, Ca
             key.primitive = PrimitiveShadowVolume;
             // To the last bit what AddShadow is given, so that both meet in one list.
             key.point = m_modelView.RigidInverse().Transform(m_lightPosition);
+            key.shape = {m_lightExtrusion, m_shadowOffset};
             cacheable = cacheable && m_cacheShadows;
             return true;
         case RenderShell:

@@ -39,7 +39,7 @@ void DriverGL::StartShadows() {
 // The volume is recorded once and played twice, for its back and its front faces.
 void DriverGL::AddShadow(GeoImage* mesh, const vec3* lightPosition, float extrusion) {
     if (!m_shadowsOn || mesh == nullptr || lightPosition == nullptr) return;
-    const CacheKey key{mesh, PrimitiveShadowVolume, *lightPosition};
+    const CacheKey key{mesh, PrimitiveShadowVolume, *lightPosition, 0, {extrusion, m_shadowOffset}};
     const DisplayList* cached = ShadowList(key, extrusion);
     if (cached == nullptr) {
         glNewList(m_scratchList, GL_COMPILE);
