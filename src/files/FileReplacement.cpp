@@ -31,6 +31,19 @@ bool NoRoomBeside() {
            errno == ENAMETOOLONG;
 }
 
+// Takes the space before the old contents are touched. Where the file system cannot, writing may
+// still succeed.
+bool Reserve(int descriptor, std::size_t size) {
+    struct stat old {};
+    if (size == 0) return true;
+    if (fstat(descriptor, &old) != 0) return false;
+    const int error = posix_fallocate(descriptor, 0, static_cast<off_t>(size));
+    if (error == 0 || error == EINVAL || error == EOPNOTSUPP) return true;
+    // What was added is given back as well as it can be.
+    errno = ftruncate(descriptor, old.st_size) == 0 ? error : errno;
+    return false;
+}
+
 }  // namespace
 
 FileReplacement::~FileReplacement() {
@@ -74,15 +87,17 @@ bool FileReplacement::OpenBeside() {
 bool FileReplacement::OpenInPlace() {
     m_descriptor = open(m_path.c_str(), kWrite | O_CREAT, kNewFileMode);
     struct stat opened {};
-    return m_descriptor >= 0 && fstat(m_descriptor, &opened) == 0 && S_ISREG(opened.st_mode) &&
-           ftruncate(m_descriptor, 0) == 0;
+    return m_descriptor >= 0 && fstat(m_descriptor, &opened) == 0 && S_ISREG(opened.st_mode);
 }
 
 bool FileReplacement::Finish(std::string_view contents) {
-    bool done =
-        WriteBytes(m_descriptor, contents.data(), contents.size()) && fsync(m_descriptor) == 0;
+    const bool inPlace = m_temporary.empty();
+    bool done = (!inPlace || Reserve(m_descriptor, contents.size())) &&
+                WriteBytes(m_descriptor, contents.data(), contents.size()) &&
+                ftruncate(m_descriptor, static_cast<off_t>(contents.size())) == 0 &&
+                fsync(m_descriptor) == 0;
     done = close(std::exchange(m_descriptor, -1)) == 0 && done;
-    if (!done || m_temporary.empty()) return done;
+    if (!done || inPlace) return done;
     if (std::rename(m_temporary.c_str(), m_path.c_str()) != 0) return false;
     m_temporary.clear();
     return true;

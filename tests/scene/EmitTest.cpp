@@ -133,12 +133,19 @@ TEST_F(EmitTest, FilesThatCannotBeWrittenAreLeftAlone) {
     const std::string text = Emit();
     const std::string link = dir.File("link");
     std::filesystem::create_symlink("out", link);
-    EXPECT_EQ(
-        CaptureStderr([&] { WithFileSizeLimit(text.size() - 1, [&] { Run("emit " + link); }); }),
-        "Saving scene to file " + link + "...\nemit: Could not write file " + link +
-            ": File too large\n");
-    EXPECT_EQ(dir.Read("out"), text);
+    const auto emitWithoutRoom = [&] {
+        EXPECT_EQ(CaptureStderr(
+                      [&] { WithFileSizeLimit(text.size() - 1, [&] { Run("emit " + link); }); }),
+                  "Saving scene to file " + link + "...\nemit: Could not write file " + link +
+                      ": File too large\n");
+        EXPECT_EQ(dir.Read("out"), text);
+    };
+    emitWithoutRoom();
     EXPECT_EQ(dir.Count(), 3) << "the old file, the link and the pipe";
+    // A file of two names is written in place.
+    std::filesystem::create_hard_link(dir.File("out"), dir.File("twin"));
+    Run("object d");
+    emitWithoutRoom();
 }
 
 TEST_F(EmitTest, ReplacesTheFileThatALinkNamesAndKeepsItsMode) {
