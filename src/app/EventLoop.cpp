@@ -16,6 +16,8 @@
 
 namespace {
 constexpr long kAllEvents = 0x01FFFFFF;  // every event mask bit of the X protocol
+// How long a frame waits for a console command before events are looked at again, in milliseconds.
+constexpr int kFramePatience = 100;
 
 // Both windows select structure events; the render window's own only echo our resizes, and
 // following those too would make two quick resizes chase each other for ever.
@@ -27,8 +29,19 @@ void FollowResize(Application& app, const XConfigureEvent& event) {
                   static_cast<unsigned>(app.windowHeight));
 }
 
-// True when the event asks to quit.
+const KeyBinding* PressedKey(XKeyEvent& event) {
+    char character = 0;
+    const int count = XLookupString(&event, &character, 1, nullptr, nullptr);
+    return count > 0 ? FindKeyBinding(character) : nullptr;
+}
+
+bool IsQuit(const KeyBinding* binding) {
+    return binding != nullptr && binding->action == nullptr;
+}
+
+// True when the event asks to quit. That needs no lock: a console command may hold it for long.
 bool HandleEvent(Application& app, XEvent& event) {
+    if (event.type == KeyPress && IsQuit(PressedKey(event.xkey))) return true;
     const std::lock_guard exclusive(frameLock);
     const XButtonEvent& button = event.xbutton;
     switch (event.type) {
@@ -72,7 +85,8 @@ bool DrainUnmaskedEvents(Application& app) {
 void StepAndDraw(Application& app) {
     bool drawn = false;
     {
-        const std::lock_guard exclusive(frameLock);
+        if (!frameLock.TryLockFor(kFramePatience)) return;
+        const std::lock_guard exclusive(frameLock, std::adopt_lock);
         CameraStep(app);
         drawn = app.redrawRequested.exchange(false);
         if (drawn) RenderFrame(app);
@@ -82,10 +96,8 @@ void StepAndDraw(Application& app) {
 }  // namespace
 
 bool HandleKey(Application& app, XKeyEvent& event) {
-    char character = 0;
-    const int count = XLookupString(&event, &character, 1, nullptr, nullptr);
-    const KeyBinding* const binding = count > 0 ? FindKeyBinding(character) : nullptr;
-    if (binding != nullptr && binding->action == nullptr) return true;
+    const KeyBinding* const binding = PressedKey(event);
+    if (IsQuit(binding)) return true;
     app.redrawRequested = true;
     if (binding != nullptr) binding->action(app);
     return app.driver == nullptr;
