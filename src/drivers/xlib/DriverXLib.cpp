@@ -2,6 +2,7 @@
 #include "drivers/xlib/DriverXLib.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <cstdio>
 #include <numbers>
@@ -33,6 +34,13 @@ constexpr int kFunctions[BlendCount] = {GXnoop, GXcopy, GXor,          GXxor,
 std::uint16_t Channel(float diffuse, float emission) {
     const float scaled = (diffuse + emission) * 65536;
     return scaled > 0 ? static_cast<std::uint16_t>(std::min(scaled, 65535.0F)) : 0;
+}
+
+// The channel's highest bits, where the mask has its bits.
+unsigned long Placed(std::uint16_t channel, unsigned long mask) {
+    const int bits = std::popcount(mask);
+    if (bits == 0 || bits > 16) return 0;
+    return static_cast<unsigned long>(channel >> (16 - bits)) << std::countr_zero(mask);
 }
 
 int LineWidth(float thick) {
@@ -175,8 +183,14 @@ void DriverXLib::PrepareContext(int function, const Rgb16& color, int lineWidth,
     XChangeGC(m_display, m_context, GCFunction | GCForeground | GCLineWidth | GCCapStyle, &values);
 }
 
-// Asking the server costs a round trip, so answers are kept.
+// Pixels of most displays are made of the channels themselves. Elsewhere asking the server costs a
+// round trip, so answers are kept.
 unsigned long DriverXLib::Pixel(const Rgb16& color) {
+    const Visual* visual = DefaultVisual(m_display, m_screen);
+    if (visual->c_class == TrueColor) {
+        return Placed(color[0], visual->red_mask) | Placed(color[1], visual->green_mask) |
+               Placed(color[2], visual->blue_mask);
+    }
     const auto known = m_colors.find(color);
     if (known != m_colors.end()) return known->second;
     XColor wanted{};
@@ -184,7 +198,9 @@ unsigned long DriverXLib::Pixel(const Rgb16& color) {
     wanted.green = color[1];
     wanted.blue = color[2];
     wanted.flags = DoRed | DoGreen | DoBlue;
-    XAllocColor(m_display, DefaultColormap(m_display, m_screen), &wanted);
+    const bool allocated =
+        XAllocColor(m_display, DefaultColormap(m_display, m_screen), &wanted) != 0;
+    if (!allocated) return WhitePixel(m_display, m_screen);
     if (m_colors.size() >= kMostColors) m_colors.clear();
     return m_colors[color] = wanted.pixel;
 }

@@ -38,8 +38,8 @@ public:
         GC context;
     };
 
-    // Grid lines along rows and columns, in one request. sign: +1 leaves out samples whose surface
-    // shows its back, -1 those that show their front, 0 none.
+    // Grid lines along rows and columns, in as few requests as the server takes. sign: +1 leaves
+    // out samples whose surface shows its back, -1 those that show their front, 0 none.
     void DrawMesh(const Target& target, const GeoImage& mesh, const Matrix& modelView,
                   const LineProjection& projection, int sign);
     void DrawEdges(const Target& target, const SilhouetteResult& silhouette,
