@@ -9,6 +9,7 @@
 #include <set>
 #include <sstream>
 #include <string>
+#include <utility>
 
 #include "drivers/DriverFactory.h"
 #include "drivers/gl/GLError.h"
@@ -149,13 +150,19 @@ void DriverGL::SetWindow(Window window) {
     m_shadowOffset = Get("D_shadowoffset");
     m_cacheShadows = GetBool("GL_dlistShadows");
     m_lists.SetLimit(kListBudgetUnit * GetInt("GL_dlistSize"));
-    m_maxAnisotropy = 1;
+    ReadAnisotropy();
+}
+
+void DriverGL::ReadAnisotropy() {
+    const float before = std::exchange(m_maxAnisotropy, 1.0F);
     if (!m_hasAnisotropic) return;
     if (GetBool("GL_anisotropic")) {
         glGetFloatv(GL_MAX_TEXTURE_MAX_ANISOTROPY_EXT, &m_maxAnisotropy);
     }
     SetCapability("max anisotropy", m_maxAnisotropy);
     ReportGLError("SetWindow", "anisotropic");
+    // A texture takes the figure over when it becomes current.
+    if (m_maxAnisotropy != before) SetupTexture(nullptr);
 }
 
 void DriverGL::ProbeExtensions() {

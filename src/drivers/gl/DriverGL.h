@@ -1,7 +1,7 @@
 // The OpenGL 1.1 driver on GLX. Knows nothing of the renderer; OpenGL calls stay in this folder.
 // Sources by topic: DriverGL.cpp set-up, FrameGL.cpp frames, ShaderGL.cpp pass state,
 // GeometryGL.cpp vertices, DisplayListsGL.cpp recording, LightsGL.cpp, TexturesGL.cpp,
-// ShadowsGL.cpp.
+// ShadowsGL.cpp. DisplayListCache, StateGL and OcclusionGL are classes of their own.
 #pragma once
 
 #include "drivers/Driver.h"
@@ -17,7 +17,6 @@
 #include "drivers/gl/DisplayListCache.h"
 #include "drivers/gl/StateGL.h"
 #include "geometry/Silhouette.h"
-#include "scene/Camera.h"
 
 struct Color;
 struct Material;
@@ -90,7 +89,6 @@ private:
     // Array locking; both null where the extension is missing.
     void (*m_lockArrays)(GLint, GLsizei) = nullptr;
     void (*m_unlockArrays)() = nullptr;
-    Camera m_camera;
     Channels m_colorMask;
     Matrix m_modelView;
 
@@ -135,6 +133,7 @@ private:
     void ProbeExtensions();
     void ReadLightLimit();
     void ReadTextureSettings();
+    void ReadAnisotropy();
     int WindowHeight() const;
     void ApplyColorMask() const;
 

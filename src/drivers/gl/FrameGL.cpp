@@ -4,6 +4,7 @@
 #include "drivers/gl/DriverGL.h"
 #include "drivers/gl/GLError.h"
 #include "drivers/gl/OcclusionGL.h"
+#include "scene/Camera.h"
 
 namespace {
 
@@ -81,7 +82,6 @@ Texture DriverGL::GetFramebuffer() {
 }
 
 void DriverGL::SetupProjection(const Camera& camera) {
-    m_camera = camera;
     GetOcclusion()->SetProjection(camera);
     glFrontFace(GL_CCW);
     m_state.CullFace(GL_BACK);

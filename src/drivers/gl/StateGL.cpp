@@ -22,9 +22,11 @@ bool Change(std::optional<Value>& known, const Value& value) {
     return true;
 }
 
-// OpenGL keeps the old value when it refuses one.
+// What OpenGL makes of an illegal value is not relied on: the next legal one is sent in any case.
 bool ChangeWithin(std::optional<float>& known, float value, bool legal) {
-    return legal ? Change(known, value) : true;
+    if (legal) return Change(known, value);
+    known.reset();
+    return true;
 }
 
 GLenum LightName(int number) {
