@@ -6,7 +6,7 @@
 #include <unistd.h>
 
 #include <cstdio>
-#include <vector>
+#include <string>
 
 #include "files/FileAccess.h"
 #include "geometry/Texture.h"
@@ -23,33 +23,15 @@ FILE* OpenStream(int fd, const char* mode) {
     return file;
 }
 
-// Grey or RGB, first row at the top; alpha is dropped.
-std::vector<png_byte> UprightPixels(const Texture& picture, std::size_t kept) {
-    const auto width = static_cast<std::size_t>(picture.width);
-    const auto height = static_cast<std::size_t>(picture.height);
-    const auto channels = static_cast<std::size_t>(picture.channels);
-    std::vector<png_byte> pixels(width * height * kept);
-    png_byte* out = pixels.data();
-    for (std::size_t row = height; row-- > 0;) {
-        const std::uint8_t* in = picture.pixels + row * width * channels;
-        for (std::size_t column = 0; column < width; ++column, in += channels) {
-            for (std::size_t byte = 0; byte < kept; ++byte)
-                *out++ = in[byte];
-        }
-    }
-    return pixels;
-}
-
 void WritePNG(const Texture& picture, const std::string& path) {
     FILE* file = OpenStream(OpenForWriting(path, Links::Refuse), "w");
     if (!file) return;
-    const bool grey = picture.channels < 3;
     png_image image{};
     image.version = PNG_IMAGE_VERSION;
     image.width = static_cast<png_uint_32>(picture.width);
     image.height = static_cast<png_uint_32>(picture.height);
-    image.format = grey ? PNG_FORMAT_GRAY : PNG_FORMAT_RGB;
-    const std::vector<png_byte> pixels = UprightPixels(picture, grey ? 1 : 3);
+    image.format = picture.IsGrey() ? PNG_FORMAT_GRAY : PNG_FORMAT_RGB;
+    const std::string pixels = picture.UprightBytes();
     const bool written = png_image_write_to_stdio(&image, file, 0, pixels.data(), 0, nullptr) != 0;
     const bool closed = std::fclose(file) == 0;
     if (!written || !closed) unlink(path.c_str());  // half a picture is worse than none

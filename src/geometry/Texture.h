@@ -34,7 +34,10 @@ public:
     // The same from an open descriptor, which is closed unless it is standard input.
     bool Load(int fd);
     bool Save(const std::string& path, int codec) const;
-    // Binary PGM (1 or 2 channels) or PPM (3 or 4), last row first ("-": standard output).
+    bool IsGrey() const { return channels < 3; }
+    // One byte a pixel when grey, else three, last row first; alpha is left out.
+    std::string UprightBytes() const;
+    // Binary PGM when grey, else PPM, last row first ("-": standard output).
     // Follows no symbolic link and opens regular files only. False, silently, when it cannot open.
     bool SavePPM(const std::string& path) const;
     // Takes size, channels and pixels of another image; flags stay, uploads are emptied.

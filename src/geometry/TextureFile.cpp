@@ -70,25 +70,6 @@ void FillGrid(const Texture& image, Codec& grid) {
     }
 }
 
-// The whole file: capture writes many of them, each in one piece.
-std::string EncodePPM(const Texture& image) {
-    const std::size_t kept = image.channels <= 2 ? 1 : 3;
-    std::string file = kept == 1 ? "P5\n" : "P6\n";
-    file += std::to_string(image.width) + " " + std::to_string(image.height) + "\n255\n";
-    const std::size_t header = file.size();
-    const auto columns = static_cast<std::size_t>(image.width);
-    const auto step = static_cast<std::size_t>(image.channels);
-    file.resize(header + columns * static_cast<std::size_t>(image.height) * kept);
-    char* target = file.data() + header;
-    for (std::size_t row = static_cast<std::size_t>(image.height); row-- > 0;) {
-        const std::uint8_t* pixel = image.pixels + row * columns * step;
-        for (std::size_t x = 0; x < columns; ++x, pixel += step, target += kept) {
-            std::memcpy(target, pixel, kept);
-        }
-    }
-    return file;
-}
-
 }  // namespace
 
 bool Texture::Load(const std::string& path) {
@@ -137,10 +118,26 @@ bool Texture::Save(const std::string& path, int codec) const {
     return saved;
 }
 
+std::string Texture::UprightBytes() const {
+    const std::size_t kept = IsGrey() ? 1 : 3;
+    const auto columns = static_cast<std::size_t>(width);
+    const auto step = static_cast<std::size_t>(channels);
+    std::string bytes(columns * static_cast<std::size_t>(height) * kept, '\0');
+    char* target = bytes.data();
+    for (std::size_t row = static_cast<std::size_t>(height); row-- > 0;) {
+        const std::uint8_t* pixel = pixels + row * columns * step;
+        for (std::size_t x = 0; x < columns; ++x, pixel += step, target += kept) {
+            std::memcpy(target, pixel, kept);
+        }
+    }
+    return bytes;
+}
+
 bool Texture::SavePPM(const std::string& path) const {
     const int fd = OpenForWriting(path, Links::Refuse);
     if (fd < 0) return false;
-    const std::string file = EncodePPM(*this);
+    const std::string size = std::to_string(width) + " " + std::to_string(height);
+    const std::string file = (IsGrey() ? "P5\n" : "P6\n") + size + "\n255\n" + UprightBytes();
     WriteBytes(fd, file.data(), file.size());
     CloseFile(fd);
     return true;
