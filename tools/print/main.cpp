@@ -23,7 +23,7 @@ namespace {
 struct FileHeader {
     std::string magic;
     std::int32_t version = 0;
-    std::int32_t exponent = 0;
+    std::int32_t exponent = 16;  // where a version says nothing of it
     std::int32_t codec = 0;
     std::int32_t channels = 0;
     std::int32_t bits = 0;
@@ -63,7 +63,7 @@ bool ReadHeader(const std::string& path, FileHeader& header) {
     header.magic.assign(bytes.begin(), bytes.begin() + 4);
     if (header.magic == "sNMM" || header.magic == "sTX2")
         header.version = ReadBigEndian32(&bytes[4]);
-    header.exponent = ReadBigEndian32(&bytes[12]);
+    if (header.version > 0) header.exponent = ReadBigEndian32(&bytes[12]);
     ReadStreamHeader(fd, HeaderLength(header), header);
     close(fd);
     if (readable && (header.magic == "sNMM" || header.magic.starts_with("sTX"))) return true;
