@@ -12,16 +12,6 @@
 
 namespace {
 
-static_assert(sizeof(Material) == 17 * sizeof(float), "materials are compared as bytes");
-
-bool Same(const Material& a, const Material& b) {
-    return std::memcmp(&a, &b, sizeof a) == 0;
-}
-
-bool Same(const Color& a, const Color& b) {
-    return std::memcmp(&a, &b, sizeof a) == 0;
-}
-
 // By its emission an unlit pass shows its colour alone.
 Material ShownMaterial(const Shader& pass) {
     if (pass.lit) return pass.material;
@@ -43,7 +33,7 @@ void SetBlend(int blend) {
 
 void SetMaterial(const Material& before, const Material& now) {
     const auto set = [&](GLenum name, const Color& old, const Color& color) {
-        if (!Same(old, color)) glMaterialfv(GL_FRONT_AND_BACK, name, &color.r);
+        if (old != color) glMaterialfv(GL_FRONT_AND_BACK, name, &color.r);
     };
     set(GL_AMBIENT, before.ambient, now.ambient);
     set(GL_DIFFUSE, before.diffuse, now.diffuse);
@@ -205,10 +195,10 @@ void Floor::Load(const RecordedFrame& frame) {
         before = step.state;
     }
     for (Step& step : m_steps) {
-        step.changed = !Same(before.material, step.state.material) ||
-                       before.lit != step.state.lit || before.smooth != step.state.smooth ||
-                       before.depth != step.state.depth || before.faces != step.state.faces ||
-                       before.blend != step.state.blend || before.texture != step.state.texture;
+        step.changed = before.material != step.state.material || before.lit != step.state.lit ||
+                       before.smooth != step.state.smooth || before.depth != step.state.depth ||
+                       before.faces != step.state.faces || before.blend != step.state.blend ||
+                       before.texture != step.state.texture;
         before = step.state;
     }
 }

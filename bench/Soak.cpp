@@ -1,7 +1,8 @@
 // A long flight that changes everything on the way: scenes, drivers, meshes, settings. Fails when
-// a cache leaves its bounds or memory grows. Prints a CSV row every thousand frames; bare_kb and
-// bare_rss_kb are what the heap held and the process occupied the last time when there was no scene
-// and no OpenGL. Usage: soak [FRAMES] (in the root of the source tree, with a display)
+// a cache leaves its bounds or memory grows. Prints a CSV row every thousand frames; rss_kb
+// is the most that was resident since the last row; bare_rss_kb and bare_kb are what was resident
+// and what the heap held when there was no scene and no OpenGL, the last time. Usage: soak [FRAMES]
+// (in the root of the source tree, with a display)
 #include <malloc.h>
 #include <unistd.h>
 
@@ -108,6 +109,7 @@ public:
         for (int frame = 1; frame <= frames; ++frame) {
             Change(frame);
             Draw();
+            m_now.resident = std::max(m_now.resident, ResidentKilobytes());
             if (!CachesAreBounded(frame)) return false;
             if (frame % kFramesPerRow == 0 || frame == frames / 4 || frame == frames)
                 PrintRow(frame);
@@ -224,7 +226,6 @@ private:
     void PrintRow(int frame) {
         const Statistics& drawn = m_app.renderer->Stats();
         const Statistics& sent = m_app.driver->Stats();
-        m_now.resident = ResidentKilobytes();
         m_peak = {std::max(m_peak.resident, m_now.resident), std::max(m_peak.bare, m_now.bare),
                   std::max(m_peak.bareResident, m_now.bareResident)};
         std::fprintf(m_csv, "%d,%ld,%ld,%ld,%.0f,%.0f,%.0f,%.0f\n", frame, m_now.resident,
@@ -233,6 +234,7 @@ private:
                      Statistic(sent, stat_names::kCacheEntries),
                      Statistic(sent, stat_names::kCacheSize) / 1024);
         std::fflush(m_csv);
+        m_now.resident = 0;
     }
 };
 

@@ -4,13 +4,11 @@
 
 // Test sources include their framework before this header: the macros of X clash with it.
 
-#include <chrono>
 #include <cmath>
 #include <cstddef>
 #include <map>
 #include <sstream>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 
@@ -37,9 +35,8 @@ public:
     Occlusion* occlusion = nullptr;  // made ready for the frame by SetupProjection
     int viewWidth = 640;
     int viewHeight = 480;
-    int finishMilliseconds = 0;  // time that Finish takes
-    Statistics reported;         // recorded by Finish
-    Texture framebuffer;         // what GetFramebuffer returns
+    Statistics reported;  // recorded by Finish
+    Texture framebuffer;  // what GetFramebuffer returns
 
     // maxLights is published as the capability, unless negative; shadows likewise when true.
     explicit RecordingDriver(int maxLights = 8, bool shadows = false) : Driver(nullptr) {
@@ -78,7 +75,6 @@ public:
         Note(std::string("Clear") + (depth ? " depth" : "") + (color ? " color" : ""));
     }
     void Finish() override {
-        std::this_thread::sleep_for(std::chrono::milliseconds(finishMilliseconds));
         m_stats = reported;
         Note("Finish");
     }
