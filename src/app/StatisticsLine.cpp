@@ -3,19 +3,14 @@
 #include "app/StatisticsLine.h"
 
 #include <cstdio>
-#include <limits>
 
 #include "settings/StatisticNames.h"
+#include "spatial/Truncate.h"
 
 namespace {
 
-// Truncated toward zero; what no int can hold becomes the nearest one, not-a-number becomes 0.
 int Count(const Statistics& statistics, const char* name) {
-    using Limits = std::numeric_limits<int>;
-    const double value = Statistic(statistics, name);
-    if (value >= Limits::max()) return Limits::max();
-    if (value <= Limits::min()) return Limits::min();
-    return value == value ? static_cast<int>(value) : 0;
+    return Truncated(Statistic(statistics, name));
 }
 
 // Hits in per cent, entries and size of a cache. A cache that nobody asked shows the quotient 0/0.

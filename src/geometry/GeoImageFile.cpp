@@ -16,6 +16,7 @@
 #include "geometry/BigEndian.h"
 #include "geometry/Codec.h"
 #include "files/FileAccess.h"
+#include "spatial/Truncate.h"
 
 namespace {
 
@@ -26,14 +27,6 @@ constexpr double kFixedOne = 65536;
 constexpr std::int32_t kFixedExponent = 16;
 constexpr std::uint8_t kWrapColumnsBit = 1;
 constexpr std::uint8_t kWrapRowsBit = 2;
-
-// Toward zero; what no int32 holds is limited to its range, NaN gives 0.
-std::int32_t Truncate(double value) {
-    if (std::isnan(value)) return 0;
-    constexpr double low = std::numeric_limits<std::int32_t>::min();
-    constexpr double high = std::numeric_limits<std::int32_t>::max();
-    return static_cast<std::int32_t>(std::clamp(value, low, high));
-}
 
 struct Header {
     std::int32_t error = 0;                  // version 0 carries none
@@ -182,7 +175,7 @@ void FillGrid(const GeoImage& mesh, double scale, Codec& grid) {
                                   s.normal.y * kFixedOne, s.normal.z * kFixedOne,
                                   s.u * kFixedOne,        s.v * kFixedOne};
         for (std::size_t c = 0; c < 8; ++c)
-            grid.data[c][i] = Truncate(values[c]);
+            grid.data[c][i] = Truncated(values[c]);
     }
 }
 
@@ -228,7 +221,7 @@ bool GeoImage::Save(const std::string& path, int codec) const {
     std::uint8_t header[17];
     std::memcpy(header, kMagic, 4);
     WriteBigEndian32(header + 4, kVersion);
-    WriteBigEndian32(header + 8, Truncate(error * kFixedOne));
+    WriteBigEndian32(header + 8, Truncated(error * kFixedOne));
     WriteBigEndian32(header + 12, exponent);
     header[16] = static_cast<std::uint8_t>((wrapColumns ? kWrapColumnsBit : 0) |
                                            (wrapRows ? kWrapRowsBit : 0));

@@ -1,4 +1,5 @@
-// Visibility tests of one view. Every test errs on the visible side but for the size threshold.
+// Visibility tests of one view. They err on the visible side, but for the size threshold and the
+// rim of spheres, whose front is tested as an inscribed polygon.
 #include "renderer/Culler.h"
 
 #include "geometry/GeoImage.h"

@@ -5,11 +5,11 @@
 #include "drivers/Driver.h"
 #include "geometry/GeoImage.h"
 #include "scene/Object.h"
+#include "spatial/Truncate.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
-#include <limits>
 
 namespace {
 
@@ -17,14 +17,6 @@ constexpr int kBilinear = 1;
 // The cache is trimmed between frames only. Odd settings could fill the memory within one: from
 // here on, twice the largest budget, meshes are drawn as they are.
 constexpr std::int64_t kMostBytes = std::int64_t{2} << 30;
-
-// Toward zero; what no int holds is limited to its range, NaN gives 0.
-int Truncated(float value) {
-    using Limits = std::numeric_limits<int>;
-    if (std::isnan(value)) return 0;
-    return static_cast<int>(
-        std::clamp(double{value}, double{Limits::min()}, double{Limits::max()}));
-}
 
 float SampleCount(const GeoImage& mesh) {
     return static_cast<float>(std::int64_t{mesh.width} * mesh.height);

@@ -18,7 +18,6 @@ constexpr float kBlueWeight = 0.114F;
 
 constexpr float kSpotFloor = 0.1F;        // least cosine that a spot's focus is applied to
 constexpr float kNoSpotAngle = 180;       // degrees
-constexpr float kDistanceGuard = 1e-12F;  // keeps directions finite at the light itself
 
 // What the lit shaders of a list give back of each colour.
 bool LightResponse(const std::vector<Shader>& shaders, Color& response) {
@@ -34,11 +33,6 @@ bool LightResponse(const std::vector<Shader>& shaders, Color& response) {
         anyLit = true;
     }
     return anyLit;
-}
-
-vec3 Direction(const vec3& v) {
-    const float length = Length(v) + kDistanceGuard;
-    return {v.x / length, v.y / length, v.z / length};
 }
 
 }  // namespace

@@ -6,13 +6,8 @@
 
 namespace {
 
-// Keeps the division defined for zero vectors; far below the resolution of a unit length.
-constexpr float kTinyLength = 1e-12F;
-
-vec3 Unit(const vec3& v) {
-    const float length = Length(v) + kTinyLength;
-    return {v.x / length, v.y / length, v.z / length};
-}
+// Rounding leaves unit vectors closer to 1 than this.
+constexpr double kUnitTolerance = 1e-5;
 
 bool IsZero(const vec3& v) {
     return v == vec3{};
@@ -35,6 +30,10 @@ void SetColumn(Matrix& m, int column, const vec3& v) {
 
 double ColumnDot(const Matrix& m, int a, int b) {
     return m[4 * a] * m[4 * b] + m[4 * a + 1] * m[4 * b + 1] + m[4 * a + 2] * m[4 * b + 2];
+}
+
+bool IsUnit(const Matrix& m, int column) {
+    return std::fabs(ColumnDot(m, column, column) - 1) < kUnitTolerance;
 }
 
 void ScaleColumn(Matrix& m, int column, double factor) {
@@ -93,9 +92,9 @@ Matrix Matrix::RigidInverse() const {
 }
 
 Matrix Matrix::Frame(const vec3& pos, const vec3& point, const vec3& up) {
-    vec3 z = Unit(point);
-    vec3 x = Unit(Cross(up, z));
-    vec3 y = Unit(Cross(z, x));
+    vec3 z = Direction(point);
+    vec3 x = Direction(Cross(up, z));
+    vec3 y = Direction(Cross(z, x));
     const bool upright = !IsZero(y);
     if (!upright) {
         // No upright direction is left. Any other axis will do; it need not be perpendicular.
@@ -112,7 +111,8 @@ Matrix Matrix::Frame(const vec3& pos, const vec3& point, const vec3& up) {
     SetColumn(frame, 1, y);
     SetColumn(frame, 2, z);
     SetColumn(frame, 3, pos);
-    if (upright) Orthonormalise(frame);
+    // Tiny directions give short axes, which stay as they are.
+    if (upright && IsUnit(frame, 0) && IsUnit(frame, 2)) Orthonormalise(frame);
     return frame;
 }
 

@@ -57,6 +57,13 @@ inline vec3 Cross(const vec3& a, const vec3& b) {
 inline float Length(const vec3& a) {
     return std::sqrt(Dot(a, a));
 }
+// Along a, with a length just below 1: the shorter a, the shorter, so that the division is defined
+// for the zero vector, too. What is guarded against lies far below the resolution of a unit length.
+inline vec3 Direction(const vec3& a) {
+    constexpr float kTinyLength = 1e-12F;
+    const float length = Length(a) + kTinyLength;
+    return {a.x / length, a.y / length, a.z / length};
+}
 // Unit vector along a; the zero vector stays zero, so that no NaN enters the scene.
 inline vec3 Normalise(const vec3& a) {
     const float length = Length(a);
