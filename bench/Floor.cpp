@@ -4,7 +4,6 @@
 #include <GL/glext.h>
 #include <GL/glu.h>
 
-#include <cstring>
 #include <map>
 
 #include "geometry/GeoImage.h"

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "drivers/gl/DriverGL.h"
+#include "scene/Camera.h"
 #include "scene/Light.h"
 #include "scene/Shader.h"
 
