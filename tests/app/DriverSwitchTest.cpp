@@ -11,6 +11,8 @@
 #include "scene/SceneLock.h"
 #include "support/Capture.h"
 
+#include <X11/keysym.h>
+
 namespace {
 class TestFactory : public DriverFactory {
 public:
@@ -121,12 +123,19 @@ TEST_F(DriverSwitch, StartUpAbortsWithoutADriverOrAVisualAndSavesNothing) {
         AbortedStartUp());
 }
 
-TEST_F(DriverSwitch, ShutDownSavesButReleasesNothingThatARunningCommandUses) {
+TEST_F(DriverSwitch, QuittingSavesButReleasesNothingThatARunningCommandUses) {
     app.registry->SetString("own", "word");
     app.driver->Set("GL_mblur%", 0.75F);
     app.shell.ediverg = 2;
     std::unique_lock command(frameLock, std::defer_lock);
     std::thread([&] { command.lock(); }).join();
+    XSync(app.display, True);
+    XEvent press{};
+    press.xkey.type = KeyPress;
+    press.xkey.display = app.display;
+    press.xkey.keycode = XKeysymToKeycode(app.display, XK_q);
+    XPutBackEvent(app.display, &press);
+    EventLoop(app);  // ends by the key although no frame can be drawn
     EXPECT_EQ("A console command is still running; its scene is not released\n",
               CaptureStderr([&] { EXPECT_FALSE(ShutDown(app, 20)); }));
     app.registry = nullptr;  // deleted, and so written

@@ -38,6 +38,8 @@ TEST(Matrix, FramesOfObjects) {
         EXPECT_EQ(frame.RigidInverse().Translation(), vec3(-1, -2, -3));
         EXPECT_EQ(Axis(frame, 0), vec3(1, 0, 0));
     }
+    const Matrix tiny = Matrix::Frame({}, {0, 0, 1e-12F}, {0, 1, 0});
+    EXPECT_EQ(Axis(tiny, 2), vec3(0, 0, 0.5F)) << "short directions leave short axes";
     // Along the diagonal the spare axis is the diagonal itself.
     EXPECT_EQ(Axis(Matrix::Frame({}, {1, 1, 1}, {}), 2), vec3(0, 0, 1));
 }
