@@ -6,6 +6,7 @@
 
 #include <map>
 
+#include "drivers/gl/BlendFactors.h"
 #include "geometry/GeoImage.h"
 #include "geometry/Texture.h"
 
@@ -16,18 +17,6 @@ Material ShownMaterial(const Shader& pass) {
     if (pass.lit) return pass.material;
     const Color black{0, 0, 0, 1};
     return {black, pass.material.diffuse, black, 0, pass.material.diffuse};
-}
-
-void SetBlend(int blend) {
-    constexpr GLenum kFactors[BlendCount][2] = {{GL_ONE, GL_ZERO},
-                                                {GL_ONE, GL_ZERO},
-                                                {GL_ONE, GL_ONE},
-                                                {GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA},
-                                                {GL_ZERO, GL_SRC_COLOR},
-                                                {GL_SRC_ALPHA, GL_ONE},
-                                                {GL_SRC_ALPHA, GL_SRC_COLOR},
-                                                {GL_ZERO, GL_ONE_MINUS_SRC_COLOR}};
-    glBlendFunc(kFactors[blend][0], kFactors[blend][1]);
 }
 
 void SetMaterial(const Material& before, const Material& now) {
@@ -207,7 +196,9 @@ void Floor::SetState(const State& before, const State& now) const {
         Switch(GL_TEXTURE_2D, now.texture != 0);
         if (now.texture != 0) glBindTexture(GL_TEXTURE_2D, now.texture);
     }
-    if (before.blend != now.blend) SetBlend(now.blend);
+    if (before.blend != now.blend) {
+        glBlendFunc(kBlendFactors[now.blend].source, kBlendFactors[now.blend].destination);
+    }
     if (before.smooth != now.smooth) glShadeModel(now.smooth ? GL_SMOOTH : GL_FLAT);
     if (before.depth != now.depth) glDepthMask(now.depth);
     if (before.faces != now.faces || before.lit != now.lit) SetFaces(now);

@@ -37,10 +37,14 @@ bool Reserve(int descriptor, std::size_t size) {
     struct stat old {};
     if (size == 0) return true;
     if (fstat(descriptor, &old) != 0) return false;
-    const int error = posix_fallocate(descriptor, 0, static_cast<off_t>(size));
-    if (error == 0 || error == EINVAL || error == EOPNOTSUPP) return true;
+    // Not posix_fallocate: where it has to do without the file system's help, it reads the file.
+    int error = EINTR;
+    while (error == EINTR)
+        error = fallocate(descriptor, 0, 0, static_cast<off_t>(size)) == 0 ? 0 : errno;
+    if (error == 0) return true;
+    if (error == EOPNOTSUPP || error == ENOSYS) return true;
     // What was added is given back as well as it can be.
-    errno = ftruncate(descriptor, old.st_size) == 0 ? error : errno;
+    if (ftruncate(descriptor, old.st_size) == 0) errno = error;
     return false;
 }
 

@@ -2,29 +2,13 @@
 #include <cstdio>
 #include <iostream>
 
+#include "drivers/gl/BlendFactors.h"
 #include "drivers/gl/DriverGL.h"
 #include "drivers/gl/GLError.h"
 #include "geometry/GeoImage.h"
 #include "scene/Shader.h"
 
 namespace {
-
-struct BlendFactors {
-    GLenum source;
-    GLenum destination;
-};
-
-// By BlendFunc; the first stands for opaque, which is no blend function of a pass.
-constexpr BlendFactors kBlendFactors[BlendCount] = {
-    {GL_NONE, GL_NONE},
-    {GL_ONE, GL_ZERO},
-    {GL_ONE, GL_ONE},
-    {GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA},
-    {GL_ZERO, GL_SRC_COLOR},
-    {GL_SRC_ALPHA, GL_ONE},
-    {GL_SRC_ALPHA, GL_SRC_COLOR},
-    {GL_ZERO, GL_ONE_MINUS_SRC_COLOR},
-};
 
 // Shows its emission alone, whatever the ambient light is. One for the process.
 Material& UnlitMaterial() {

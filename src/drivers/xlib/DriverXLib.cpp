@@ -36,11 +36,16 @@ std::uint16_t Channel(float diffuse, float emission) {
     return scaled > 0 ? static_cast<std::uint16_t>(std::min(scaled, 65535.0F)) : 0;
 }
 
-// The channel's highest bits, where the mask has its bits.
-unsigned long Placed(std::uint16_t channel, unsigned long mask) {
-    const int bits = std::popcount(mask);
-    if (bits == 0 || bits > 16) return 0;
-    return static_cast<unsigned long>(channel >> (16 - bits)) << std::countr_zero(mask);
+// Whether a pixel is made of the channels' high bytes, as on nearly all displays. Coarser ones
+// round in ways of their own.
+bool HasByteChannels(const Visual& visual) {
+    return visual.c_class == TrueColor && visual.bits_per_rgb == 8 &&
+           std::popcount(visual.red_mask) == 8 && std::popcount(visual.green_mask) == 8 &&
+           std::popcount(visual.blue_mask) == 8;
+}
+
+unsigned long HighByte(std::uint16_t channel, unsigned long mask) {
+    return static_cast<unsigned long>(channel >> 8) << std::countr_zero(mask);
 }
 
 int LineWidth(float thick) {
@@ -183,13 +188,12 @@ void DriverXLib::PrepareContext(int function, const Rgb16& color, int lineWidth,
     XChangeGC(m_display, m_context, GCFunction | GCForeground | GCLineWidth | GCCapStyle, &values);
 }
 
-// Pixels of most displays are made of the channels themselves. Elsewhere asking the server costs a
-// round trip, so answers are kept.
+// Asking the server costs a round trip, so answers are kept where it has to be asked.
 unsigned long DriverXLib::Pixel(const Rgb16& color) {
-    const Visual* visual = DefaultVisual(m_display, m_screen);
-    if (visual->c_class == TrueColor) {
-        return Placed(color[0], visual->red_mask) | Placed(color[1], visual->green_mask) |
-               Placed(color[2], visual->blue_mask);
+    const Visual& visual = *DefaultVisual(m_display, m_screen);
+    if (HasByteChannels(visual)) {
+        return HighByte(color[0], visual.red_mask) | HighByte(color[1], visual.green_mask) |
+               HighByte(color[2], visual.blue_mask);
     }
     const auto known = m_colors.find(color);
     if (known != m_colors.end()) return known->second;
