@@ -29,24 +29,12 @@ void FollowResize(Application& app, const XConfigureEvent& event) {
                   static_cast<unsigned>(app.windowHeight));
 }
 
-const KeyBinding* PressedKey(XKeyEvent& event) {
-    char character = 0;
-    const int count = XLookupString(&event, &character, 1, nullptr, nullptr);
-    return count > 0 ? FindKeyBinding(character) : nullptr;
-}
-
-bool IsQuit(const KeyBinding* binding) {
-    return binding != nullptr && binding->action == nullptr;
-}
-
-// True when the event asks to quit. That needs no lock: a console command may hold it for long.
+// True when the event asks to quit.
 bool HandleEvent(Application& app, XEvent& event) {
-    if (event.type == KeyPress && IsQuit(PressedKey(event.xkey))) return true;
+    if (event.type == KeyPress) return HandleKey(app, event.xkey);
     const std::lock_guard exclusive(frameLock);
     const XButtonEvent& button = event.xbutton;
     switch (event.type) {
-        case KeyPress:
-            return HandleKey(app, event.xkey);
         case ButtonPress:
         case ButtonRelease:
             HandleMouse(app, button.button, event.type == ButtonPress, button.x, button.y);
@@ -96,8 +84,12 @@ void StepAndDraw(Application& app) {
 }  // namespace
 
 bool HandleKey(Application& app, XKeyEvent& event) {
-    const KeyBinding* const binding = PressedKey(event);
-    if (IsQuit(binding)) return true;
+    char character = 0;
+    const int count = XLookupString(&event, &character, 1, nullptr, nullptr);
+    const KeyBinding* const binding = count > 0 ? FindKeyBinding(character) : nullptr;
+    // Needs no lock, which a console command may hold for long.
+    if (binding != nullptr && binding->action == nullptr) return true;
+    const std::lock_guard exclusive(frameLock);
     app.redrawRequested = true;
     if (binding != nullptr) binding->action(app);
     return app.driver == nullptr;
