@@ -1,6 +1,8 @@
 // Textures: formats, filters, the moments of upload, copies of the window.
 #include "GLFixture.h"
 
+#include <GL/glext.h>
+
 namespace {
 
 class TexturesGL : public GLFixture {
@@ -108,6 +110,10 @@ TEST_F(TexturesGL, UploadsOnceUntilPurgedReloadedOrReset) {
     m_driver->Set("GL_texfilt", 1);
     StartFrame();
     EXPECT_THAT(Show(texture), IsColor(1, 0, 1)) << "a setting changed";
+    m_driver->Set("GL_anisotropic", 1);
+    StartFrame();
+    Show(texture);
+    EXPECT_GT(Parameter(GL_TEXTURE_MAX_ANISOTROPY_EXT), 1) << "though it stayed current";
 }
 
 TEST_F(TexturesGL, PurgeTakesAddressesOfFreedTextures) {
