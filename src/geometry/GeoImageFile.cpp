@@ -1,37 +1,25 @@
-// Mesh files: a header in plain big-endian words, then a codec stream of the grid.
-// Must not know how streams are coded nor what uses the mesh.
+// Mesh files: conversion between the samples and the integers of the codec stream.
+// Must not know how headers and streams are coded nor what uses the mesh.
 #include "geometry/GeoImage.h"
-
-#include <unistd.h>
 
 #include <algorithm>
 #include <cfloat>
 #include <cmath>
 #include <cstdio>
-#include <cstring>
 #include <limits>
 #include <numbers>
 #include <utility>
 
-#include "geometry/BigEndian.h"
 #include "geometry/Codec.h"
 #include "files/FileAccess.h"
+#include "geometry/FileHeader.h"
+#include "geometry/GridFile.h"
 #include "spatial/Truncate.h"
 
 namespace {
 
-constexpr char kMagic[] = {'s', 'N', 'M', 'M'};
-constexpr std::int32_t kVersion = 2;
 // Normals, texture coordinates and the error are 16.16 fixed point.
 constexpr double kFixedOne = 65536;
-constexpr std::int32_t kFixedExponent = 16;
-constexpr std::uint8_t kWrapColumnsBit = 1;
-constexpr std::uint8_t kWrapRowsBit = 2;
-
-struct Header {
-    std::int32_t error = 0;                  // version 0 carries none
-    std::int32_t exponent = kFixedExponent;  // of version 0: as all other channels
-};
 
 // Which stream channels hold normal and texture coordinate; -1: not in the stream.
 struct Layout {
@@ -121,35 +109,26 @@ void ConvertGrid(const Codec& grid, const Layout& layout, double scale, GeoImage
 }
 
 // Everything before the stream. Wrap flags are taken over at once, all else only on success.
-bool ReadHeader(int fd, const char* path, GeoImage& mesh, Header& header) {
-    std::uint8_t bytes[4];
-    if (ReadBytes(fd, bytes, 4) != 4 || std::memcmp(bytes, kMagic, 4) != 0) {
-        std::fprintf(stderr, "GeoImage::Load: file %s not a PALLIX GeoImage\n", path);
-        return false;
-    }
-    ReadBytes(fd, bytes, 4);
-    const std::int32_t version = ReadBigEndian32(bytes);
-    if (version > kVersion) {
-        std::fprintf(stderr,
-                     "GeoImage::Load: file %s version %d, I only know version %d and lower\n", path,
-                     version, kVersion);
-        return false;
-    }
-    if (version >= 1) {
-        std::uint8_t exponent[4];
-        if (ReadBytes(fd, bytes, 4) <= 0 || ReadBytes(fd, exponent, 4) <= 0) {
+bool TakeHeader(int fd, const char* path, GeoImage& mesh, MeshHeader& header) {
+    header.wrapColumns = mesh.wrapColumns;
+    header.wrapRows = mesh.wrapRows;
+    switch (ReadHeader(fd, header)) {
+        case HeaderFault::None:
+            mesh.wrapColumns = header.wrapColumns;
+            mesh.wrapRows = header.wrapRows;
+            return true;
+        case HeaderFault::Version:
+            std::fprintf(stderr,
+                         "GeoImage::Load: file %s version %d, I only know version %d and lower\n",
+                         path, header.version, MeshHeader::kVersion);
+            return false;
+        case HeaderFault::Short:
             std::fprintf(stderr, "GeoImage::Load: read of %s failed in header\n", path);
             return false;
-        }
-        header.error = ReadBigEndian32(bytes);
-        header.exponent = ReadBigEndian32(exponent);
+        default:
+            std::fprintf(stderr, "GeoImage::Load: file %s not a PALLIX GeoImage\n", path);
+            return false;
     }
-    if (version == 2) {
-        ReadBytes(fd, bytes, 1);
-        mesh.wrapColumns = (bytes[0] & kWrapColumnsBit) != 0;
-        mesh.wrapRows = (bytes[0] & kWrapRowsBit) != 0;
-    }
-    return true;
 }
 
 // Largest E for which the coordinate m x 2^E stays within int32; 0 for a mesh in one point.
@@ -188,9 +167,9 @@ bool GeoImage::Load(const std::string& path) {
         std::fprintf(stderr, "GeoImage::Load: could not open file %s\n", path.c_str());
         return false;
     }
-    Header header;
+    MeshHeader header;
     Codec grid;
-    const bool read = ReadHeader(fd, path.c_str(), *this, header) && grid.Load(fd);
+    const bool read = TakeHeader(fd, path.c_str(), *this, header) && grid.Load(fd);
     CloseFile(fd);
     if (!read) return false;
 
@@ -212,24 +191,12 @@ bool GeoImage::Load(const std::string& path) {
 }
 
 bool GeoImage::Save(const std::string& path, int codec) const {
-    const int fd = OpenForWriting(path, Links::Follow);
-    if (fd < 0) {
-        std::fprintf(stderr, "GeoImage::Save: could not open file %s\n", path.c_str());
-        return false;
-    }
-    const std::int32_t exponent = PositionExponent(*this);
-    std::uint8_t header[17];
-    std::memcpy(header, kMagic, 4);
-    WriteBigEndian32(header + 4, kVersion);
-    WriteBigEndian32(header + 8, Truncated(error * kFixedOne));
-    WriteBigEndian32(header + 12, exponent);
-    header[16] = static_cast<std::uint8_t>((wrapColumns ? kWrapColumnsBit : 0) |
-                                           (wrapRows ? kWrapRowsBit : 0));
-    WriteBytes(fd, header, sizeof header);
+    MeshHeader header;
+    header.error = Truncated(error * kFixedOne);
+    header.exponent = PositionExponent(*this);
+    header.wrapColumns = wrapColumns;
+    header.wrapRows = wrapRows;
     Codec grid;
-    FillGrid(*this, std::ldexp(1.0, exponent), grid);
-    const bool saved = grid.Save(fd, codec);
-    CloseFile(fd);
-    if (!saved && path != "-" && unlink(path.c_str()) != 0) std::perror("GeoImage::Save");
-    return saved;
+    FillGrid(*this, std::ldexp(1.0, header.exponent), grid);
+    return WriteGridFile("GeoImage::Save", path, header, grid, codec);
 }

@@ -1,51 +1,40 @@
-// Texture files (a small header, then a codec stream) and the PPM writer.
-// Must not know how streams are coded nor what uses the image.
+// Texture files (conversion between pixels and the codec stream) and the PPM writer.
+// Must not know how headers and streams are coded nor what uses the image.
 #include "geometry/Texture.h"
-
-#include <unistd.h>
 
 #include <cstdio>
 #include <cstring>
 #include <vector>
 
-#include "geometry/BigEndian.h"
 #include "geometry/Codec.h"
+#include "geometry/FileHeader.h"
+#include "geometry/GridFile.h"
 #include "files/FileAccess.h"
 
 namespace {
 
-constexpr char kMagicPlain[] = "sTXT";    // no version, no flags
-constexpr char kMagicVersion[] = "sTX2";  // a version, and flags from version 1 on
-constexpr std::int32_t kVersion = 1;
-constexpr std::uint8_t kFilterBit = 1;
-constexpr std::uint8_t kMipmapBit = 2;
-
-bool ReadHeader(int fd, Texture& image) {
-    char magic[5] = {};
-    if (ReadBytes(fd, magic, 4) < 0) {
-        std::perror("Texture::Load");
-        return false;
+// Everything before the stream. Flags are taken over at once, all else only on success.
+bool TakeHeader(int fd, Texture& image) {
+    TextureHeader header;
+    header.filter = image.filter;
+    header.mipmap = image.mipmap;
+    switch (ReadHeader(fd, header)) {
+        case HeaderFault::None:
+            image.filter = header.filter;
+            image.mipmap = header.mipmap;
+            return true;
+        case HeaderFault::Unreadable:
+            std::perror("Texture::Load");
+            return false;
+        case HeaderFault::Version:
+            std::fprintf(stderr,
+                         "Texture::Load: file version %d, I only know version %d and lower\n",
+                         header.version, TextureHeader::kVersion);
+            return false;
+        default:
+            std::fprintf(stderr, "Texture::Load: file not a Texture - %s?\n", header.magic);
+            return false;
     }
-    std::int32_t version = 0;
-    std::uint8_t bytes[4];
-    if (std::strcmp(magic, kMagicVersion) == 0) {
-        ReadBytes(fd, bytes, 4);
-        version = ReadBigEndian32(bytes);
-    } else if (std::strcmp(magic, kMagicPlain) != 0) {
-        std::fprintf(stderr, "Texture::Load: file not a Texture - %s?\n", magic);
-        return false;
-    }
-    if (version > kVersion) {
-        std::fprintf(stderr, "Texture::Load: file version %d, I only know version %d and lower\n",
-                     version, kVersion);
-        return false;
-    }
-    if (version >= 1) {
-        ReadBytes(fd, bytes, 1);
-        image.filter = (bytes[0] & kFilterBit) != 0;
-        image.mipmap = (bytes[0] & kMipmapBit) != 0;
-    }
-    return true;
 }
 
 // The top eight bits of every value, channels interleaved.
@@ -83,7 +72,7 @@ bool Texture::Load(const std::string& path) {
 
 bool Texture::Load(int fd) {
     Codec grid;
-    const bool read = ReadHeader(fd, *this) && grid.Load(fd);
+    const bool read = TakeHeader(fd, *this) && grid.Load(fd);
     CloseFile(fd);
     if (!read) return false;
     if (grid.channels > 4) {
@@ -100,22 +89,12 @@ bool Texture::Load(int fd) {
 }
 
 bool Texture::Save(const std::string& path, int codec) const {
-    const int fd = OpenForWriting(path, Links::Follow);
-    if (fd < 0) {
-        std::fprintf(stderr, "Texture::Save: could not open file %s\n", path.c_str());
-        return false;
-    }
-    std::uint8_t header[9];
-    std::memcpy(header, kMagicVersion, 4);
-    WriteBigEndian32(header + 4, kVersion);
-    header[8] = static_cast<std::uint8_t>((filter ? kFilterBit : 0) | (mipmap ? kMipmapBit : 0));
-    WriteBytes(fd, header, sizeof header);
+    TextureHeader header;
+    header.filter = filter;
+    header.mipmap = mipmap;
     Codec grid;
     FillGrid(*this, grid);
-    const bool saved = grid.Save(fd, codec);
-    CloseFile(fd);
-    if (!saved && path != "-" && unlink(path.c_str()) != 0) std::perror("Texture::Save");
-    return saved;
+    return WriteGridFile("Texture::Save", path, header, grid, codec);
 }
 
 std::string Texture::UprightBytes() const {
