@@ -1,5 +1,5 @@
 // A node of a room's object tree, kept in step with its parent's octree.
-// Structural upkeep (octree, radii) is in spatial/ObjectOctree.cpp, records in scene/Object.cpp.
+// Structural upkeep (octree, radii) is in ObjectOctree.cpp, the record itself in Object.cpp.
 #pragma once
 
 #include <map>

@@ -20,6 +20,14 @@ void SceneDatabase::RemoveDriver(Driver* driver) {
     m_drivers.erase(driver);
 }
 
+Settings* SceneDatabase::SettingOwner(std::string_view name) const {
+    for (Renderer* renderer : m_renderers)
+        if (renderer->Declares(name)) return renderer;
+    for (Driver* driver : m_drivers)
+        if (driver->Declares(name)) return driver;
+    return nullptr;
+}
+
 GeoImage* SceneDatabase::GetMesh(const std::string& name, bool force) {
     GeoImage* mesh = m_meshes.Acquire(name, force);
     m_names[mesh] = name;

@@ -4,6 +4,7 @@
 #include <map>
 #include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "geometry/ResourceManager.h"
@@ -12,6 +13,7 @@
 class Driver;
 class Object;
 class Renderer;
+class Settings;
 
 // Used under the scene lock (commands) and under the frame lock (everything). Deletions reach the
 // renderers at once; drivers, whose graphics context belongs to the main thread, through a queue.
@@ -24,6 +26,9 @@ public:
     void RemoveDriver(Driver* driver);
     const std::set<Renderer*>& Renderers() const { return m_renderers; }
     const std::set<Driver*>& Drivers() const { return m_drivers; }
+
+    // The renderer or driver that declares the setting; null for a name that none knows.
+    Settings* SettingOwner(std::string_view name) const;
 
     // The shared resource of that name, or null (its loader has printed why). force reloads.
     // Counts no user; records the name, under the null pointer too.

@@ -25,6 +25,7 @@ public:
     float& Declare(std::string_view name, float min, float max, float step,
                    std::string_view description);
 
+    bool Declares(std::string_view name) const { return m_settings.contains(name); }
     // The value; an undeclared name prints one line on standard error and yields 0.
     float Get(std::string_view name) const;
     bool GetBool(std::string_view name) const;  // Get > 0.5

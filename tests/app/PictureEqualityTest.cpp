@@ -90,8 +90,9 @@ protected:
     // With a new driver, which holds no lists yet.
     Pictures Fly(const SettingList& settings) {
         for (const auto& [name, value] : kPlain + settings) {
-            const bool drivers = name.starts_with("GL");
-            (drivers ? static_cast<Settings&>(*app.driver) : *app.renderer).Set(name, value);
+            Settings* owner = app.database->SettingOwner(name);
+            EXPECT_TRUE(owner) << "nobody has a setting " << name;
+            if (owner) owner->Set(name, value);
         }
         m_drawn.clear();
         m_sent.clear();

@@ -4,6 +4,7 @@
 #include "renderer/Renderer.h"
 #include "scene/CommandValues.h"
 #include "settings/Settings.h"
+#include "support/RecordingDriver.h"
 
 namespace {
 
@@ -152,6 +153,14 @@ TEST_F(CommandPropertyTest, SettingsAreListedShownAndChanged) {
         database->AddRenderer(&renderer);
     EXPECT_EQ(CaptureStdout([&] { Run("r_set P_LODscale 2\nr_set P_LODscale\nd_set P_LODscale"); }),
               "\n\n\nValue of P_LODscale: 2\n\nValue of P_LODscale: 2\n");
+    RecordingDriver driver;
+    driver.Declare("G", 0, 1, 1, "") = 0;
+    database->AddDriver(&driver);
+    EXPECT_EQ(CaptureStdout([&] { Run("d_set G 1"); }), "\n");
+    EXPECT_EQ(driver.Get("G"), 1);
+    EXPECT_EQ(database->SettingOwner("G"), &driver);
+    EXPECT_TRUE(database->SettingOwner("P_LODscale"));
+    EXPECT_FALSE(database->SettingOwner("P_LODscal"));
     command.reset();
 }
 
