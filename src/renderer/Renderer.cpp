@@ -2,6 +2,7 @@
 // Knows nothing of what is drawn.
 #include "renderer/Renderer.h"
 
+#include "renderer/RendererSettings.h"
 #include "drivers/Driver.h"
 #include "scene/Light.h"
 #include "scene/Object.h"
@@ -10,6 +11,8 @@
 #include <cassert>
 #include <cmath>
 #include <numbers>
+
+using namespace renderer_settings;
 
 namespace {
 
@@ -23,27 +26,27 @@ struct Declaration {
 };
 
 constexpr Declaration kSettings[] = {
-    {"F", 0, 0, 0, 0, "Rendering features"},
-    {"F_blend", 0, 1, 1, 1, "Enable blended effect passes"},
-    {"F_functs", 0, 1, 1, 1, "Enable mesh functors (reflections and other effects)"},
-    {"F_shadows", 0, 1, 1, 0, "Enable shadows"},
-    {"P", 0, 0, 0, 0, "Performance/quality tweaks"},
-    {"P_LODmax", 0, 20, 0.1F, 1, "Maximum mesh detail (>1 = add more detail!)"},
-    {"P_LODmaxPolys", -1, 10, 0.1F, -1, "Maximum polys allowed in a mesh (10^; -1 = Inf)"},
-    {"P_LODscale", 0, 1000, 0.1F, 1, "Global mesh detail scale"},
-    {"P_LODcache", 0, 16, 1, 12, "Number of entries in the LOD cache (exponential)"},
-    {"P_LODcachesize", 0, 1048576, 1024, 32768, "Size of LOD cache (in kilobytes)"},
-    {"P_LODdrain", 0, 1, 0.01F, 0.1F, "Ratio of extra to drain from LOD cache on full"},
-    {"P_LODstep", 1, 64, 1, 8, "Granularity of LOD cache (higher = finer)"},
-    {"P_shaderDetail", 0, 1000, 1, 4, "Maximum number of detail levels per object pass"},
-    {"P_shadowLOD", 0, 2, 0.1F, 1, "Shadow detail (relative to global detail)"},
-    {"P_LODmaxShadow", 0, 20, 0.1F, 1, "Maximum shadow detail"},
-    {"P_LODmaxShadowPolys", -1, 10, 0.1F, -1, "Maximum polys allowed in a shadow (10^; -1 = Inf)"},
-    {"P_mipmesh", 0, 1, 1, 1, "Whether to mipmap mesh LOD decimation"},
-    {"P_occlusion", 0, 1, 1, 1, "Whether to use the occlusion buffer (if available)"},
-    {"P_virtlights", 0, 1, 1, 1, "Virtualize lights instead of doing multipass"},
-    {"R", 0, 0, 0, 0, "Renderer debugging settings"},
-    {"R_recordvis", 0, 1, 1, 0, "Record the visibility stream"},
+    {kFeatures, 0, 0, 0, 0, "Rendering features"},
+    {kBlend, 0, 1, 1, 1, "Enable blended effect passes"},
+    {kFunctors, 0, 1, 1, 1, "Enable mesh functors (reflections and other effects)"},
+    {kShadows, 0, 1, 1, 0, "Enable shadows"},
+    {kTweaks, 0, 0, 0, 0, "Performance/quality tweaks"},
+    {kMaxDetail, 0, 20, 0.1F, 1, "Maximum mesh detail (>1 = add more detail!)"},
+    {kMaxSamples, -1, 10, 0.1F, -1, "Maximum polys allowed in a mesh (10^; -1 = Inf)"},
+    {kDetailScale, 0, 1000, 0.1F, 1, "Global mesh detail scale"},
+    {kCacheEntries, 0, 16, 1, 12, "Number of entries in the LOD cache (exponential)"},
+    {kCacheKilobytes, 0, 1048576, 1024, 32768, "Size of LOD cache (in kilobytes)"},
+    {kCacheDrain, 0, 1, 0.01F, 0.1F, "Ratio of extra to drain from LOD cache on full"},
+    {kDetailSteps, 1, 64, 1, 8, "Granularity of LOD cache (higher = finer)"},
+    {kShaderBudget, 0, 1000, 1, 4, "Maximum number of detail levels per object pass"},
+    {kShadowDetail, 0, 2, 0.1F, 1, "Shadow detail (relative to global detail)"},
+    {kMaxShadowDetail, 0, 20, 0.1F, 1, "Maximum shadow detail"},
+    {kMaxShadowSamples, -1, 10, 0.1F, -1, "Maximum polys allowed in a shadow (10^; -1 = Inf)"},
+    {kMipmesh, 0, 1, 1, 1, "Whether to mipmap mesh LOD decimation"},
+    {kOcclusion, 0, 1, 1, 1, "Whether to use the occlusion buffer (if available)"},
+    {kVirtualLights, 0, 1, 1, 1, "Virtualize lights instead of doing multipass"},
+    {kDebugging, 0, 0, 0, 0, "Renderer debugging settings"},
+    {kRecordVisibility, 0, 1, 1, 0, "Record the visibility stream"},
 };
 
 constexpr std::size_t kUsualTreeDepth = 32;  // deeper trees let the matrix stack grow once
@@ -82,9 +85,9 @@ void Renderer::ForgetObject(Object* object) {
 // Brings the cache below its bounds, both of which it may have outgrown in the frame before. What
 // goes is left to chance. The frame reports the entries before and the bytes after the first trim.
 void Renderer::CleanGeoImageCache() {
-    const float drain = Get("P_LODdrain");
+    const float drain = Get(kCacheDrain);
     const float kept = drain >= 0 ? 1 - drain : 1;  // of a bound that was exceeded
-    const int maxEntries = 1 << GetInt("P_LODcache");
+    const int maxEntries = 1 << GetInt(kCacheEntries);
     m_counters.cacheEntries = std::ssize(m_lodEntries);
     if (m_counters.cacheEntries > maxEntries) {
         const int keep = static_cast<int>(kept * static_cast<float>(maxEntries));
@@ -118,7 +121,7 @@ void Renderer::CleanGeoImageCache() {
     }
     m_counters.cacheSize = total;
 
-    const std::int64_t maxBytes = std::int64_t{GetInt("P_LODcachesize")} << 10;
+    const std::int64_t maxBytes = std::int64_t{GetInt(kCacheKilobytes)} << 10;
     if (total <= maxBytes) return;
     const std::int64_t average = total / std::ssize(m_lodEntries);
     const double excess = static_cast<double>(total) - double{kept} * static_cast<double>(maxBytes);

@@ -1,6 +1,7 @@
 // The order of work of one frame: snapshot, view, lights, passes, blended objects, statistics.
 #include "renderer/Renderer.h"
 
+#include "renderer/RendererSettings.h"
 #include "drivers/Driver.h"
 #include "scene/Light.h"
 #include "scene/Object.h"
@@ -10,6 +11,8 @@
 #include <algorithm>
 #include <cmath>
 #include <utility>
+
+using namespace renderer_settings;
 
 namespace {
 
@@ -28,18 +31,18 @@ int Truncated(float value, float limit) {
 
 void Renderer::BeginFrame(Driver* driver) {
     m_driver = driver;
-    m_lodMax = Get("P_LODmax");
-    m_lodScale = Get("P_LODscale");
-    const int lodStep = GetInt("P_LODstep");
+    m_lodMax = Get(kMaxDetail);
+    m_lodScale = Get(kDetailScale);
+    const int lodStep = GetInt(kDetailSteps);
     if (lodStep != m_lodStep) ForgetLevels();  // their keys would mean another detail now
     m_lodStep = lodStep;
-    m_shadowLOD = Get("P_shadowLOD");
-    m_lodMaxShadow = Get("P_LODmaxShadow");
-    m_blendEnabled = GetBool("F_blend");
-    m_shaderDetail = GetInt("P_shaderDetail");
-    m_mipmesh = GetBool("P_mipmesh");
-    m_maxPolys = SampleBudget(Get("P_LODmaxPolys"));
-    m_maxShadowPolys = SampleBudget(Get("P_LODmaxShadowPolys"));
+    m_shadowLOD = Get(kShadowDetail);
+    m_lodMaxShadow = Get(kMaxShadowDetail);
+    m_blendEnabled = GetBool(kBlend);
+    m_shaderDetail = GetInt(kShaderBudget);
+    m_mipmesh = GetBool(kMipmesh);
+    m_maxPolys = SampleBudget(Get(kMaxSamples));
+    m_maxShadowPolys = SampleBudget(Get(kMaxShadowSamples));
     m_stats.clear();
     m_counters = Counters();
     CleanGeoImageCache();
@@ -60,7 +63,7 @@ void Renderer::Render(Room* room, Camera camera) {
 }
 
 void Renderer::FinishFrame() {
-    if (GetBool("F_blend") && !m_blendObjects.empty()) {
+    if (GetBool(kBlend) && !m_blendObjects.empty()) {
         DrawBlendObjects();
         m_counters.passes += 1;
     }
@@ -86,7 +89,7 @@ void Renderer::SetupView() {
     const Matrix eye = Matrix::Frame(m_camera.pos, m_camera.pos - m_camera.lookat, m_camera.up);
     m_matrixStack.assign(1, eye.RigidInverse());
     m_driver->SetupProjection(m_camera);
-    m_viewCuller.Begin(static_cast<float>(m_viewHeight), m_camera.fov, GetBool("R_recordvis"));
+    m_viewCuller.Begin(static_cast<float>(m_viewHeight), m_camera.fov, GetBool(kRecordVisibility));
     m_viewCuller.SetMatrix(m_matrixStack.front());
     AddFrustumPlanes();
 }
@@ -124,12 +127,12 @@ void Renderer::SortLights(const Room& room) {
     }
     m_driver->SetAmbient(ambient.r, ambient.g, ambient.b, ambient.a);
     m_maxLights = Truncated(m_driver->GetCapability("maxlights"), kMostLights);
-    m_virtualLights = GetBool("P_virtlights") &&
+    m_virtualLights = GetBool(kVirtualLights) &&
                       std::ssize(m_plainLights) > static_cast<std::ptrdiff_t>(m_maxLights);
 }
 
 bool Renderer::ShadowsOn() const {
-    return GetBool("F_shadows") && m_driver->HasCapability("shadows");
+    return GetBool(kShadows) && m_driver->HasCapability("shadows");
 }
 
 int Renderer::CountPasses() const {
@@ -165,7 +168,7 @@ void Renderer::RenderLightBatches(Room* room, const LightList& lights, bool shad
 void Renderer::RenderFirstPass(Room* room, bool moreFollow) {
     VisibleSet& entry = m_visCache[room];
     m_lastVisible.Swap(entry);
-    Occlusion* occlusion = GetBool("P_occlusion") ? m_driver->GetOcclusion() : nullptr;
+    Occlusion* occlusion = GetBool(kOcclusion) ? m_driver->GetOcclusion() : nullptr;
     if (occlusion) DrawCachedVisible(m_lastVisible, occlusion, moreFollow);
     m_inverseView = m_matrixStack.front().RigidInverse();
     Traverse(room, moreFollow, entry, true);

@@ -16,8 +16,8 @@ constexpr float kRedWeight = 0.299F;
 constexpr float kGreenWeight = 0.587F;
 constexpr float kBlueWeight = 0.114F;
 
-constexpr float kSpotFloor = 0.1F;        // least cosine that a spot's focus is applied to
-constexpr float kNoSpotAngle = 180;       // degrees
+constexpr float kSpotFloor = 0.1F;   // least cosine that a spot's focus is applied to
+constexpr float kNoSpotAngle = 180;  // degrees
 
 // What the lit shaders of a list give back of each colour.
 bool LightResponse(const std::vector<Shader>& shaders, Color& response) {

@@ -74,9 +74,9 @@ TEST_F(FrameLoopTest, CallsTheDriverInOrder) {
     Run("object quad\nset mesh " + Mesh("quad") +
         "\nset pos 0,0,-5\n"
         "shader set lit 0\nset shade base");
-    m_driver.Call(At("r", "quad")->mesh, "quad");
+    m_driver.Name(At("r", "quad")->mesh, "quad");
     GeoImage* released = database->GetMesh(Mesh("mesh"), false);
-    m_driver.Call(released, "released");
+    m_driver.Name(released, "released");
     database->ReleaseMesh(released);
     m_driver.reported = {{"cache accesses", 4}, {"cache hits", 3}, {"cache entries", 7}};
     EXPECT_EQ(Calls(),

@@ -17,7 +17,7 @@ struct FrameTest : RendererFixture {
     GeoImage* mesh = scene.Quad(1);
 
     FrameTest() {
-        driver.Call(mesh, "mesh");
+        driver.Name(mesh, "mesh");
         LookFrom({0, 0, 5});
     }
     std::vector<BlendFunc> Blends() const {
@@ -34,7 +34,7 @@ TEST_F(FrameTest, DrawsOpaquePassesThenBlendedOnesUnderLightsOfTheirOwn) {
     Light* key = scene.AddLight("key", {0, 5, 0});
     key->global = {0.1F, 0.2F, 0.3F, 0.5F};
     scene.AddLight("off", {0, 5, 0})->active = false;
-    driver.Call(key, "key");
+    driver.Name(key, "key");
     Object* both = scene.AddLit(scene.room, "both", mesh, {0, 0, 0});
     both->shaders[PassBase].push_back(BlendShader(BlendOpaque, false));
     for (const float z : {-1.0F, -3.0F}) {

@@ -9,10 +9,10 @@ namespace {
 struct LightTest : RendererFixture {
     GeoImage* ball = scene.Sphere(1);
 
-    LightTest() : RendererFixture(2, true) { driver.Call(ball, "ball"); }
+    LightTest() : RendererFixture(2, true) { driver.Name(ball, "ball"); }
     Light* AddLight(const std::string& name, const vec3& pos) {
         Light* light = scene.AddLight(name, pos);
-        driver.Call(light, name);
+        driver.Name(light, name);
         return light;
     }
     // Names of the lights that the first pass was drawn under, in the order of loading.

@@ -56,8 +56,8 @@ TEST_F(SceneDatabaseTest, DriversHearOfAReleaseLaterOnTheirOwnThread) {
     database->AddDriver(&gone);
     GeoImage* mesh = database->GetMesh(Mesh("sheet"), false);
     Texture* texture = database->GetTexture(Image("image"), false);
-    driver.Call(mesh, "sheet");
-    driver.Call(texture, "image");
+    driver.Name(mesh, "sheet");
+    driver.Name(texture, "image");
     database->ReleaseMesh(mesh);
     database->ReleaseTexture(texture);
     database->RemoveDriver(&gone);

@@ -45,7 +45,7 @@ public:
     }
 
     // The name under which a mesh or light appears in the log.
-    void Call(const void* thing, std::string name) { m_names[thing] = std::move(name); }
+    void Name(const void* thing, std::string name) { m_names[thing] = std::move(name); }
     // The recorded lines with one line break each; starts a new log.
     std::string TakeLog() {
         std::string text;
