@@ -20,6 +20,7 @@
 
 #include "app/Application.h"
 #include "app/CameraMotion.h"
+#include "app/DriverSwitch.h"
 #include "app/EventLoop.h"
 #include "app/FrameLoop.h"
 #include "app/HeapPolicy.h"
@@ -172,7 +173,8 @@ private:
     }
 
     void Switch() {
-        if (!SwitchDriver(m_app)) std::abort();
+        SwitchDriver(m_app);
+        if (m_app.driver == nullptr) std::abort();
     }
 
     void NextScene() {

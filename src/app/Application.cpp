@@ -17,11 +17,11 @@
 #include "scene/SceneDatabase.h"
 #include "scene/SceneFile.h"
 #include "settings/Registry.h"
+#include "settings/ShellKeys.h"
 
 namespace {
 constexpr const char* kSettingsDirectory = "/.Pallix";
 constexpr const char* kRegistryFile = "/registry";
-constexpr const char* kDriverKey = "driver";
 constexpr const char* kDefaultScene = "scenes/test1";
 
 bool OpenRegistry(Application& app) {
@@ -50,11 +50,12 @@ void TakeArguments(Application& app, int argc, char** argv) {
 }
 
 void ChooseDriverName(Application& app) {
-    if (!app.registry->Has(kDriverKey)) {
+    if (!app.registry->Has(shell_keys::kDriver)) {
         const std::set<std::string> names = DriverFactory::Names();
-        app.registry->SetString(kDriverKey, names.empty() ? std::string() : *names.begin());
+        app.registry->SetString(shell_keys::kDriver,
+                                names.empty() ? std::string() : *names.begin());
     }
-    app.driverName = app.registry->GetString(kDriverKey);
+    app.driverName = app.registry->GetString(shell_keys::kDriver);
 }
 
 bool OpenDisplay(Application& app) {
@@ -98,7 +99,7 @@ bool LoadScenes(Application& app) {
 void SaveSettings(Application& app) {
     app.renderer->SaveTo(*app.registry);
     if (app.driver != nullptr) app.driver->SaveTo(*app.registry);
-    app.registry->SetString(kDriverKey, app.driverName);
+    app.registry->SetString(shell_keys::kDriver, app.driverName);
     StoreShellValues(*app.registry, app.shell);
     StoreWindowSize(*app.registry, app.windowWidth, app.windowHeight);
 }

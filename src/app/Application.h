@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "app/FrameGraph.h"
 #include "app/FrameState.h"
 #include "scene/Camera.h"
 #include "scene/SceneFile.h"
@@ -72,6 +73,7 @@ struct Application {
     float lightTime = 0;
     int shakeVisits = 0;  // children visited by the jiggler, modulo its interval
     FrameState frame;
+    FrameGraph graph;
 
     // Wraps rather than overflows.
     void AdvanceFrameNumber(int steps) {

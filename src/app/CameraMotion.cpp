@@ -10,6 +10,7 @@
 #include "scene/Room.h"
 #include "scene/ScenePath.h"
 #include "settings/Registry.h"
+#include "settings/ShellKeys.h"
 
 namespace {
 
@@ -64,7 +65,7 @@ void Straighten(Application& app, const dvec3& view, const dvec3& moved) {
 void MoveCamera(Application& app) {
     const dvec3 velocity(app.velocity);
     if (Length(velocity) > kVisibleSpeed) app.redrawRequested = true;
-    const dvec3 step = double{app.registry->GetFloat("testRender/veloscale")} * velocity;
+    const dvec3 step = double{app.registry->GetFloat(shell_keys::kVelocityScale)} * velocity;
     const dvec3 start(app.camera.pos);
     dvec3 pos = start;
     dvec3 lookat(app.camera.lookat);
@@ -95,8 +96,7 @@ void AnimateLights(Application& app) {
     }
 }
 
-// Moved at random by up to a quarter of the radius on each axis. The calls of rand stay in the
-// order x, y, z: runs repeat.
+// Moved at random by up to a quarter of the radius on each axis, x first, then y, then z.
 vec3 Shaken(const vec3& from, double radius) {
     const auto change = [radius] {
         return kShakeRange * (std::rand() / kRandomRange * radius - 0.5 * radius);

@@ -1,10 +1,10 @@
-// Replacing the driver and the render window while the program runs.
-// Must not know any driver by name.
+// Replacing the driver and the render window. Must not know any driver by name.
+#include "app/DriverSwitch.h"
+
 #include <iostream>
 #include <string>
 
 #include "app/Application.h"
-#include "app/EventLoop.h"
 #include "app/HeapPolicy.h"
 #include "app/Windows.h"
 #include "drivers/Driver.h"
@@ -40,7 +40,7 @@ bool ReplaceRenderWindow(Application& app) {
 }
 }  // namespace
 
-bool SwitchDriver(Application& app) {
+void SwitchDriver(Application& app) {
     const std::string oldName = app.driverName;
     bool drawable = true;
     // Every name has one chance, the current one last: a driver that cannot be made now will not
@@ -55,9 +55,8 @@ bool SwitchDriver(Application& app) {
         ReturnFreeMemory();  // the lists and textures of the old driver
         TakeDriver(app, driver);
         drawable = ReplaceRenderWindow(app);
-        if (drawable) return true;
+        if (drawable) return;
     }
     app.driverName = oldName;
     if (!drawable) DropDriver(app);
-    return drawable;
 }

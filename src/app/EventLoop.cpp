@@ -11,6 +11,7 @@
 #include "app/CameraMotion.h"
 #include "app/FrameLoop.h"
 #include "app/KeyBindings.h"
+#include "app/MouseInput.h"
 #include "app/ShellSettings.h"
 #include "scene/SceneLock.h"
 

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <iterator>
 
+#include "app/FrameState.h"
 #include "drivers/Driver.h"
 #include "geometry/GeoImage.h"
 #include "scene/Camera.h"
@@ -36,40 +37,12 @@ float ColumnRate(const FrameState& frame, int column) {
     return Plotted(frame.rates[static_cast<unsigned>(entry)]);
 }
 
-void MakeGraph(FrameState& frame) {
-    frame.graphMesh = std::make_unique<GeoImage>(2, FrameState::kRingSize);
-    frame.graphTexture = std::make_unique<Texture>();
-    if (frame.graphTexture->SetSize(2, 2, 4)) {
-        std::copy(std::begin(kTexels), std::end(kTexels), frame.graphTexture->pixels);
+std::unique_ptr<Texture> MakeTexture() {
+    auto texture = std::make_unique<Texture>();
+    if (texture->SetSize(2, 2, 4)) {
+        std::copy(std::begin(kTexels), std::end(kTexels), texture->pixels);
     }
-}
-
-void FollowRates(FrameState& frame) {
-    float last = 0;
-    for (int column = 0; column < FrameState::kRingSize; ++column) {
-        const float rate = ColumnRate(frame, column);
-        if (rate > frame.graphScale) last = rate;
-    }
-    const float followed = kScaleKept * frame.graphScale + (1 - kScaleKept) * last;
-    frame.graphScale = std::max(followed, kMinScale);
-}
-
-void FillMesh(FrameState& frame, float reference, float aspect) {
-    GeoImage& mesh = *frame.graphMesh;
-    for (int column = 0; column < FrameState::kRingSize; ++column) {
-        const float rate = ColumnRate(frame, column);
-        const float x = (static_cast<float>(column) / 128 - aspect) * kNear;
-        const bool above = rate > reference;
-        for (const bool upper : {false, true}) {
-            const float shown = upper ? std::max(rate, reference) : std::min(rate, reference);
-            GeoImageSample& sample = mesh.At(upper ? 1 : 0, column);
-            sample.position = {x, (shown * 0.5F / frame.graphScale - 1) * kNear, -kNear};
-            sample.normal = {0, 0, 1};
-            sample.u = static_cast<float>(column) / FrameState::kRingSize;
-            sample.v = upper == above ? 1 : 0;
-        }
-    }
-    mesh.Finish(false);
+    return texture;
 }
 
 Shader GraphShader(Texture* texture) {
@@ -84,12 +57,44 @@ Shader GraphShader(Texture* texture) {
 
 }  // namespace
 
-float GraphReference(const FrameState& frame) {
+FrameGraph::FrameGraph() = default;
+FrameGraph::~FrameGraph() = default;
+
+void FrameGraph::FollowRates(const FrameState& frame) {
+    float last = 0;
+    for (int column = 0; column < FrameState::kRingSize; ++column) {
+        const float rate = ColumnRate(frame, column);
+        if (rate > m_scale) last = rate;
+    }
+    m_scale = std::max(kScaleKept * m_scale + (1 - kScaleKept) * last, kMinScale);
+}
+
+void FrameGraph::FillMesh(const FrameState& frame, float reference, float aspect) {
+    for (int column = 0; column < FrameState::kRingSize; ++column) {
+        const float rate = ColumnRate(frame, column);
+        const float x = (static_cast<float>(column) / 128 - aspect) * kNear;
+        const bool above = rate > reference;
+        for (const bool upper : {false, true}) {
+            const float shown = upper ? std::max(rate, reference) : std::min(rate, reference);
+            GeoImageSample& sample = m_mesh->At(upper ? 1 : 0, column);
+            sample.position = {x, (shown * 0.5F / m_scale - 1) * kNear, -kNear};
+            sample.normal = {0, 0, 1};
+            sample.u = static_cast<float>(column) / FrameState::kRingSize;
+            sample.v = upper == above ? 1 : 0;
+        }
+    }
+    m_mesh->Finish(false);
+}
+
+float FrameGraph::Reference(const FrameState& frame) {
     return frame.AverageRate(Plotted);
 }
 
-void DrawFrameGraph(FrameState& frame, Driver& driver, float reference, float aspect) {
-    if (!frame.graphMesh) MakeGraph(frame);
+void FrameGraph::Draw(const FrameState& frame, Driver& driver, float reference, float aspect) {
+    if (!m_mesh) {
+        m_mesh = std::make_unique<GeoImage>(2, FrameState::kRingSize);
+        m_texture = MakeTexture();
+    }
     FollowRates(frame);
     FillMesh(frame, Plotted(reference), aspect);
     Camera view;
@@ -97,8 +102,8 @@ void DrawFrameGraph(FrameState& frame, Driver& driver, float reference, float as
     view.hith = kNear;
     driver.SetupProjection(view);
     driver.LoadMatrix(Matrix());
-    const Shader shader = GraphShader(frame.graphTexture.get());
+    const Shader shader = GraphShader(m_texture.get());
     const vec3 eye;
     // Not cacheable: what is recorded for this mesh would be stale in the next frame.
-    driver.RunShader(frame.graphMesh.get(), &shader, &eye, false);
+    driver.RunShader(m_mesh.get(), &shader, &eye, false);
 }

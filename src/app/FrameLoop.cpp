@@ -8,7 +8,6 @@
 
 #include "app/Application.h"
 #include "app/FrameCapture.h"
-#include "app/FrameGraph.h"
 #include "app/StatisticsLine.h"
 #include "drivers/Driver.h"
 #include "renderer/Renderer.h"
@@ -90,9 +89,10 @@ void DrawEyes(Application& app) {
 }
 
 void DrawGraph(Application& app) {
-    const float reference = app.shell.ratecap ? app.shell.caprate : GraphReference(app.frame);
+    const float reference =
+        app.shell.ratecap ? app.shell.caprate : FrameGraph::Reference(app.frame);
     const float aspect = static_cast<float>(app.windowWidth) / static_cast<float>(app.windowHeight);
-    DrawFrameGraph(app.frame, *app.driver, reference, aspect);
+    app.graph.Draw(app.frame, *app.driver, reference, aspect);
 }
 
 // Brings the frame time closer to the capture rate through the detail of the meshes.

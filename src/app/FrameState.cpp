@@ -5,9 +5,6 @@
 #include <algorithm>
 #include <cmath>
 
-#include "geometry/GeoImage.h"
-#include "geometry/Texture.h"
-
 namespace {
 
 constexpr double kMinDetail = 0.0001;
@@ -17,9 +14,6 @@ constexpr double kDropShare = 0.3;
 constexpr double kRaiseShare = 0.2;
 
 }  // namespace
-
-FrameState::FrameState() = default;
-FrameState::~FrameState() = default;
 
 void FrameState::AddFrameTime(int milliseconds) {
     smoothedFrameTime = static_cast<int>((std::int64_t{milliseconds} + smoothedFrameTime) / 2);

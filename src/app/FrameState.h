@@ -1,13 +1,9 @@
-// What the frame loop keeps from frame to frame: rates, times and the graph's drawing data.
+// What the frame loop keeps from frame to frame: times, and the rates that follow from them.
 #pragma once
 
 #include <array>
 #include <cstdint>
 #include <functional>
-#include <memory>
-
-class GeoImage;
-class Texture;
 
 struct FrameState {
     static constexpr int kRingSize = 64;
@@ -18,12 +14,6 @@ struct FrameState {
     std::int64_t recordedTime = 0;         // milliseconds of rendering while recording
     unsigned lastTime = 0;                 // milliseconds, end of the previous frame's bookkeeping
     bool firstFrame = true;
-    float graphScale = 60;                // frames per second that reach half way up the view
-    std::unique_ptr<GeoImage> graphMesh;  // created when the graph is first drawn
-    std::unique_ptr<Texture> graphTexture;
-
-    FrameState();
-    ~FrameState();
 
     // Mixes a frame's time into the smoothed one and enters the rate that follows from it. A frame
     // shorter than a millisecond can make that rate infinite.

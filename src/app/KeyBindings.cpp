@@ -4,7 +4,7 @@
 #include <algorithm>
 
 #include "app/Application.h"
-#include "app/EventLoop.h"
+#include "app/DriverSwitch.h"
 #include "drivers/Driver.h"
 #include "renderer/Renderer.h"
 
@@ -89,7 +89,7 @@ constexpr KeyBinding kBindings[] = {
     {'o', [](Application& app) { app.renderer->Toggle("P_occlusion"); },
      "occlusion culling on/off"},
     {'s', [](Application& app) { app.renderer->Toggle("F_shadows"); }, "shadows on/off"},
-    {'D', [](Application& app) { SwitchDriver(app); }, "next driver"},
+    {'D', SwitchDriver, "next driver"},
     {'f', [](Application& app) { Flip(app.shell.showStats); }, "frame-rate graph on/off"},
     {'k', [](Application& app) { Flip(app.recording); }, "recording on/off"},
     {'p', [](Application& app) { Flip(app.paused); }, "camera path on/off"},

@@ -1,4 +1,4 @@
-// The keys of the window in one table: what a key is, what it does, how help describes it.
+// The keys of the window in one table: what a key is, what it does, how the guide describes it.
 #pragma once
 
 #include <span>
@@ -8,10 +8,10 @@ struct Application;
 struct KeyBinding {
     char key;                      // as the keyboard map of the X server gives it
     void (*action)(Application&);  // null: quits
-    const char* help;              // one line, without the key
+    const char* help;              // its line of the user's guide, without the key
 };
 
-// All bindings, in the order in which help lists them.
+// All bindings, in the order of the guide.
 std::span<const KeyBinding> KeyBindings();
 // The binding of the character; null when it has none.
 const KeyBinding* FindKeyBinding(char key);

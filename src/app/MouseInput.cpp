@@ -1,10 +1,11 @@
-// Mouse control of the camera: turning, sliding and flying while a button is held.
-// Must not know of the window beyond its height and where the pointer is put back.
+// Mouse control of the camera. Must not know of the window beyond its height and where the pointer
+// is put back.
+#include "app/MouseInput.h"
+
 #include <algorithm>
 #include <cmath>
 
 #include "app/Application.h"
-#include "app/EventLoop.h"
 #include "app/KeyBindings.h"
 
 namespace {

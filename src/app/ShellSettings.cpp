@@ -5,52 +5,93 @@
 #include <cstdlib>
 #include <iostream>
 #include <string>
+#include <variant>
 
 #include "app/Application.h"
 #include "settings/Registry.h"
+#include "settings/ShellKeys.h"
 
 namespace {
 // Largest side of a window in pixels; X would answer a larger or empty one with a fatal error.
 constexpr long kMaxWindowSize = 16384;
 
-constexpr const char* kWidth = "testRender/wW";
-constexpr const char* kHeight = "testRender/wH";
-constexpr const char* kCaptureDirectory = "testRender/capt";
-constexpr const char* kVelocityScale = "testRender/veloscale";
-constexpr const char* kCaptureRate = "testRender/caprate";
-constexpr const char* kBaseDetail = "testRender/baseLOD";
-constexpr const char* kRateCap = "testRender/ratecap";
-constexpr const char* kEyeMask = "testRender/emask";
-constexpr const char* kEyeDivergence = "testRender/ediverg";
-constexpr const char* kEyeDistance = "testRender/edist";
-constexpr const char* kAnaglyph = "testRender/anaglyph";
-constexpr const char* kShowStats = "testRender/showfps";
+using EyeMask = bool[3];
+
+// A switch that is on for any text that begins with a whole number other than 0.
+struct WholeNumberSwitch {
+    bool ShellValues::*value;
+};
+
+struct ShellKey {
+    const char* key;
+    std::variant<float ShellValues::*, bool ShellValues::*, EyeMask ShellValues::*,
+                 WholeNumberSwitch>
+        value;
+    const char* echo = nullptr;  // what standard output calls a value that was read; null: nothing
+};
+
+constexpr ShellKey kShellKeys[] = {
+    {shell_keys::kCaptureRate, &ShellValues::caprate, "caprate"},
+    {shell_keys::kBaseDetail, &ShellValues::baseLOD, "baseLOD"},
+    {shell_keys::kRateCap, &ShellValues::ratecap, "ratecap"},
+    {shell_keys::kEyeMask, &ShellValues::emask, "emask"},
+    {shell_keys::kEyeDivergence, &ShellValues::ediverg},
+    {shell_keys::kEyeDistance, &ShellValues::edist},
+    {shell_keys::kAnaglyph, &ShellValues::anaglyph},
+    {shell_keys::kShowStats, WholeNumberSwitch{&ShellValues::showStats}},
+};
 
 long GetInteger(const Registry& registry, const char* key) {
     return std::strtol(registry.GetString(key).c_str(), nullptr, 10);
 }
 
-void ReadFloat(const Registry& registry, const char* key, float& value) {
-    if (registry.Has(key)) value = registry.GetFloat(key);
-}
+// Takes over one value that the registry has, by its type.
+struct Reader {
+    const Registry& registry;
+    const ShellKey& entry;
+    ShellValues& values;
 
-void ReadBool(const Registry& registry, const char* key, bool& value) {
-    if (registry.Has(key)) value = registry.GetBool(key);
-}
-
-template <class T>
-void Echo(const Registry& registry, const char* key, const char* name, T value) {
-    if (registry.Has(key)) std::cout << name << " = " << value << '\n';
-}
-
-void ReadEyeMask(const Registry& registry, bool (&mask)[3]) {
-    if (!registry.Has(kEyeMask)) return;
-    const std::string text = registry.GetString(kEyeMask);
-    for (std::size_t i = 0; i < 3; ++i) {
-        mask[i] = i < text.size() && text[i] == '1';
-        std::cout << "emask" << i << " = " << mask[i] << '\n';
+    void operator()(float ShellValues::*value) const {
+        values.*value = registry.GetFloat(entry.key);
+        Echo(values.*value);
     }
-}
+    void operator()(bool ShellValues::*value) const {
+        values.*value = registry.GetBool(entry.key);
+        Echo(values.*value);
+    }
+    void operator()(EyeMask ShellValues::*value) const {
+        const std::string text = registry.GetString(entry.key);
+        for (std::size_t i = 0; i < std::size(values.*value); ++i) {
+            (values.*value)[i] = i < text.size() && text[i] == '1';
+            Echo((values.*value)[i], std::to_string(i));
+        }
+    }
+    void operator()(WholeNumberSwitch whole) const {
+        values.*whole.value = GetInteger(registry, entry.key) != 0;
+    }
+
+private:
+    template <class T>
+    void Echo(T value, const std::string& index = "") const {
+        if (entry.echo != nullptr) std::cout << entry.echo << index << " = " << value << '\n';
+    }
+};
+
+struct Writer {
+    Registry& registry;
+    const char* key;
+    const ShellValues& values;
+
+    void operator()(float ShellValues::*value) const { registry.SetFloat(key, values.*value); }
+    void operator()(bool ShellValues::*value) const { registry.SetBool(key, values.*value); }
+    void operator()(EyeMask ShellValues::*value) const {
+        std::string text;
+        for (const bool on : values.*value)
+            text += on ? '1' : '0';
+        registry.SetString(key, text);
+    }
+    void operator()(WholeNumberSwitch whole) const { (*this)(whole.value); }
+};
 }  // namespace
 
 int ClampWindowSize(long size) {
@@ -58,44 +99,33 @@ int ClampWindowSize(long size) {
 }
 
 void StoreShellDefaults(Registry& registry) {
-    if (!registry.Has(kCaptureDirectory)) registry.SetString(kCaptureDirectory, "/tmp");
-    if (!registry.Has(kVelocityScale)) registry.SetFloat(kVelocityScale, 0.01F);
+    if (!registry.Has(shell_keys::kCaptureDirectory)) {
+        registry.SetString(shell_keys::kCaptureDirectory, "/tmp");
+    }
+    if (!registry.Has(shell_keys::kVelocityScale)) {
+        registry.SetFloat(shell_keys::kVelocityScale, 0.01F);
+    }
 }
 
 void ReadShellValues(const Registry& registry, ShellValues& values) {
-    ReadFloat(registry, kCaptureRate, values.caprate);
-    Echo(registry, kCaptureRate, "caprate", values.caprate);
-    ReadFloat(registry, kBaseDetail, values.baseLOD);
-    Echo(registry, kBaseDetail, "baseLOD", values.baseLOD);
-    ReadBool(registry, kRateCap, values.ratecap);
-    Echo(registry, kRateCap, "ratecap", values.ratecap);
-    ReadEyeMask(registry, values.emask);
-    ReadFloat(registry, kEyeDivergence, values.ediverg);
-    ReadFloat(registry, kEyeDistance, values.edist);
-    ReadBool(registry, kAnaglyph, values.anaglyph);
-    if (registry.Has(kShowStats)) values.showStats = GetInteger(registry, kShowStats) != 0;
+    for (const ShellKey& entry : kShellKeys) {
+        if (registry.Has(entry.key)) std::visit(Reader{registry, entry, values}, entry.value);
+    }
 }
 
 void ReadWindowSize(const Registry& registry, int& width, int& height) {
-    if (registry.Has(kWidth)) width = ClampWindowSize(GetInteger(registry, kWidth));
-    if (registry.Has(kHeight)) height = ClampWindowSize(GetInteger(registry, kHeight));
+    for (const auto& [key, side] :
+         {std::pair{shell_keys::kWidth, &width}, {shell_keys::kHeight, &height}}) {
+        if (registry.Has(key)) *side = ClampWindowSize(GetInteger(registry, key));
+    }
 }
 
 void StoreShellValues(Registry& registry, const ShellValues& values) {
-    registry.SetBool(kRateCap, values.ratecap);
-    registry.SetFloat(kCaptureRate, values.caprate);
-    registry.SetFloat(kBaseDetail, values.baseLOD);
-    std::string mask;
-    for (const bool on : values.emask)
-        mask += on ? '1' : '0';
-    registry.SetString(kEyeMask, mask);
-    registry.SetFloat(kEyeDivergence, values.ediverg);
-    registry.SetFloat(kEyeDistance, values.edist);
-    registry.SetBool(kAnaglyph, values.anaglyph);
-    registry.SetBool(kShowStats, values.showStats);
+    for (const ShellKey& entry : kShellKeys)
+        std::visit(Writer{registry, entry.key, values}, entry.value);
 }
 
 void StoreWindowSize(Registry& registry, int width, int height) {
-    registry.SetInt(kWidth, width);
-    registry.SetInt(kHeight, height);
+    registry.SetInt(shell_keys::kWidth, width);
+    registry.SetInt(shell_keys::kHeight, height);
 }

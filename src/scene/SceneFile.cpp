@@ -6,6 +6,7 @@
 #include "scene/Command.h"
 #include "scene/Room.h"
 #include "settings/Registry.h"
+#include "settings/ShellKeys.h"
 
 #include <filesystem>
 #include <fstream>
@@ -48,8 +49,8 @@ bool LoadRoom(const std::string& file, SceneSelection selection) {
 
 bool LoadScene(const std::string& file, SceneSelection selection) {
     if (!LoadRoom(file, selection)) return false;
-    selection.recname =
-        selection.registry.GetString("testRender/capt") + '/' + file.substr(file.rfind('/') + 1);
+    selection.recname = selection.registry.GetString(shell_keys::kCaptureDirectory) + '/' +
+                        file.substr(file.rfind('/') + 1);
     std::cout << "recname = " << selection.recname << std::endl;
     return true;
 }

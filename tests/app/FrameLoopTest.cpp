@@ -189,21 +189,22 @@ TEST(FrameStateTest, RatesAndDetailFollowFrameTimes) {
 TEST(FrameGraphTest, DrawsBarsBetweenRateAndReference) {
     RecordingDriver driver;
     FrameState state;
+    FrameGraph graph;
     state.rates.fill(20);
     state.rates[4] = 80;  // the oldest
     state.rates[3] = 70;  // the newest
     state.writeIndex = 4;
-    DrawFrameGraph(state, driver, 40, 2);
-    EXPECT_FLOAT_EQ(state.graphScale, 0.95F * 60 + 0.05F * 70) << "the last rate above the scale";
+    graph.Draw(state, driver, 40, 2);
+    EXPECT_FLOAT_EQ(graph.Scale(), 0.95F * 60 + 0.05F * 70) << "the last rate above the scale";
     const Shader& shader = driver.draws.at(0).shader;
     EXPECT_TRUE(!shader.lit && !shader.depth && shader.faces == FacesAll);
-    ASSERT_EQ(shader.texture, state.graphTexture.get());
+    ASSERT_NE(shader.texture, nullptr);
     const GeoImage& mesh = *driver.draws[0].mesh;
     ASSERT_TRUE(mesh.width == 64 && mesh.height == 2);
     // The lower and the upper end as rates, and v at the lower.
     const auto bar = [&](int column) {
         const auto rate = [&](int row) {
-            return (mesh.At(row, column).position.y * 10 + 1) * 2 * state.graphScale;
+            return (mesh.At(row, column).position.y * 10 + 1) * 2 * graph.Scale();
         };
         return vec3{rate(0), rate(1), mesh.At(0, column).v};
     };
@@ -215,13 +216,13 @@ TEST(FrameGraphTest, DrawsBarsBetweenRateAndReference) {
     EXPECT_FLOAT_EQ(last.position.x, (63 / 128.0F - 2) * 0.1F);
 
     state.rates = {kInfinite, -kInfinite, kNaN, -5, 3e38F};
-    for (const float reference : {GraphReference(state), kNaN, -kInfinite, 3e38F}) {
-        DrawFrameGraph(state, driver, reference, 1.3F);
-        EXPECT_TRUE(std::isfinite(state.graphScale) && std::isfinite(mesh.radius));
+    for (const float reference : {FrameGraph::Reference(state), kNaN, -kInfinite, 3e38F}) {
+        graph.Draw(state, driver, reference, 1.3F);
+        EXPECT_TRUE(std::isfinite(graph.Scale()) && std::isfinite(mesh.radius));
     }
     state.rates.fill(0);
     for (int i = 0; i < 3000; ++i)
-        DrawFrameGraph(state, driver, 0, 1);
+        graph.Draw(state, driver, 0, 1);
     EXPECT_TRUE(std::isfinite(mesh.radius)) << "the scale must not fall to zero";
 }
 

@@ -4,7 +4,7 @@
 #include <cmath>
 
 #include "ShellFixture.h"
-#include "app/EventLoop.h"
+#include "app/MouseInput.h"
 
 namespace {
 class Mouse : public ShellFixture {

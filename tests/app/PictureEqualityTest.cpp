@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "ShellFixture.h"
-#include "app/EventLoop.h"
+#include "app/DriverSwitch.h"
 #include "app/FrameLoop.h"
 #include "geometry/Texture.h"
 #include "scene/Room.h"
@@ -97,7 +97,7 @@ protected:
         m_drawn.clear();
         m_sent.clear();
         Pictures pictures;
-        CaptureStderr([&] { EXPECT_TRUE(SwitchDriver(app)); });
+        CaptureStderr([&] { SwitchDriver(app); });
         for (int frame = 0; frame < kFrames; ++frame) {
             app.camera = CameraAt(frame);
             EXPECT_EQ(CaptureStderr([&] { CaptureStdout([&] { RenderFrame(app); }); }), "");
