@@ -4,7 +4,7 @@ BUILD_PACKAGES="g++ cmake ninja-build libx11-dev libgl-dev libglx-dev libglu1-me
 zlib1g-dev libpng-dev libcli11-dev"
 RUN_PACKAGES="libgl1-mesa-dri"
 HEADLESS_PACKAGES="xvfb xdotool"
-TEST_PACKAGES="libgtest-dev libgmock-dev xvfb xdotool libgl1-mesa-dri"
+TEST_PACKAGES="libgtest-dev libgmock-dev libxfixes-dev xvfb xdotool libgl1-mesa-dri"
 BENCH_PACKAGES="libbenchmark-dev xvfb libgl1-mesa-dri"
 
 # need_packages NAME...: installs what is missing, as root or through sudo.

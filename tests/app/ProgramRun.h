@@ -82,6 +82,17 @@ public:
     std::string Out() const { return m_files.Read("out"); }
     std::string Err() const { return m_files.Read("err"); }
 
+    // The number of frames shown so far, and the statistics line of the last one.
+    std::ptrdiff_t Frames() const {
+        const std::string out = Out();
+        return std::count(out.begin(), out.end(), '\r');
+    }
+    std::string LastFrame() const {
+        const std::string out = Out();
+        const std::size_t end = out.rfind('\r');
+        return out.substr(0, end).substr(out.find_last_of("\r\n", end - 1) + 1);
+    }
+
     // Types text into the program's standard input.
     void Type(const std::string& text) {
         fputs(text.c_str(), m_input);
@@ -133,6 +144,18 @@ public:
         XResizeWindow(display, window, wide, high);
         XFlush(display);
     }
+    // Waits until the condition holds; false when the program ends or much time passes without.
+    template <class Condition>
+    bool WaitUntil(Condition condition) {
+        // Sanitizers and software OpenGL on a busy machine take their time.
+        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+        for (;;) {
+            const bool last = Ended() || std::chrono::steady_clock::now() > end;
+            if (condition()) return true;
+            if (last) return false;
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
+    }
     // Waits until standard output or error holds the text.
     bool WaitForOut(const std::string& text) {
         return WaitUntil([&] { return Out().find(text) != std::string::npos; });
@@ -178,27 +201,12 @@ private:
         if (pid > 0 && waitpid(pid, &m_status, WNOHANG) == pid) pid = -1;
         return pid <= 0;
     }
-    std::ptrdiff_t Frames() const {
-        const std::string out = Out();
-        return std::count(out.begin(), out.end(), '\r');
-    }
     template <class Condition>
     bool WaitDrawing(Condition condition) {
         return WaitUntil([&] {
             Press({XK_x});
             return condition();
         });
-    }
-    template <class Condition>
-    bool WaitUntil(Condition condition) {
-        // Sanitizers and software OpenGL on a busy machine take their time.
-        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-        for (;;) {
-            const bool last = Ended() || std::chrono::steady_clock::now() > end;
-            if (condition()) return true;
-            if (last) return false;
-            std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        }
     }
     bool HasSize(Window of, int wide, int high) {
         XWindowAttributes is{};
