@@ -11,6 +11,7 @@
 #include "app/StatisticsLine.h"
 #include "drivers/Driver.h"
 #include "renderer/Renderer.h"
+#include "renderer/RendererSettings.h"
 #include "scene/Command.h"
 #include "scene/Room.h"
 #include "scene/SceneDatabase.h"
@@ -18,7 +19,6 @@
 
 namespace {
 
-constexpr const char* kDetailScale = "P_LODscale";
 constexpr double kSettledDetail = 0.001;  // smaller changes of the detail scale need no frame
 
 // Wraps about every 50 days: only differences mean anything.
@@ -97,10 +97,10 @@ void DrawGraph(Application& app) {
 
 // Brings the frame time closer to the capture rate through the detail of the meshes.
 void SteerDetail(Application& app) {
-    const float now = app.renderer->Get(kDetailScale);
+    const float now = app.renderer->Get(renderer_settings::kDetailScale);
     const float next = SteeredDetailScale(now, app.shell.caprate, app.frame.smoothedFrameTime);
     if (std::fabs(double{next} - double{now}) > kSettledDetail) app.redrawRequested = true;
-    app.renderer->Set(kDetailScale, next);
+    app.renderer->Set(renderer_settings::kDetailScale, next);
 }
 
 void Capture(Application& app) {
@@ -131,7 +131,8 @@ void RenderFrame(Application& app) {
 
     PrepareDriver(app);
     if (!app.shell.ratecap) {
-        app.renderer->Set(kDetailScale, std::isnan(app.shell.baseLOD) ? 1 : app.shell.baseLOD);
+        app.renderer->Set(renderer_settings::kDetailScale,
+                          std::isnan(app.shell.baseLOD) ? 1 : app.shell.baseLOD);
     }
     DrawEyes(app);
     if (app.shell.showStats) DrawGraph(app);
@@ -142,8 +143,8 @@ void RenderFrame(Application& app) {
     summary.rate = app.frame.AverageRate();
     summary.rateCapped = app.shell.ratecap;
     summary.caprate = app.shell.caprate;
-    summary.lodScale = app.renderer->Get(kDetailScale);
-    summary.shadows = app.renderer->GetBool("F_shadows");
+    summary.lodScale = app.renderer->Get(renderer_settings::kDetailScale);
+    summary.shadows = app.renderer->GetBool(renderer_settings::kShadows);
     PrintStatisticsLine(summary, app.renderer->Stats(), app.driver->Stats());
     FinishBookkeeping(app);
 }

@@ -7,6 +7,7 @@
 #include "app/DriverSwitch.h"
 #include "drivers/Driver.h"
 #include "renderer/Renderer.h"
+#include "renderer/RendererSettings.h"
 
 namespace {
 constexpr char kEscape = 27;
@@ -85,10 +86,12 @@ constexpr KeyBinding kBindings[] = {
     {'w', [](Application& app) { app.driver->Toggle("D_wireframe"); }, "wireframe on/off"},
     {'{', [](Application& app) { Step(*app.driver, kShadow, -kShadowStep); }, "shadow offset down"},
     {'}', [](Application& app) { Step(*app.driver, kShadow, kShadowStep); }, "shadow offset up"},
-    {'m', [](Application& app) { app.renderer->Toggle("P_mipmesh"); }, "mesh mipmapping on/off"},
-    {'o', [](Application& app) { app.renderer->Toggle("P_occlusion"); },
+    {'m', [](Application& app) { app.renderer->Toggle(renderer_settings::kMipmesh); },
+     "mesh mipmapping on/off"},
+    {'o', [](Application& app) { app.renderer->Toggle(renderer_settings::kOcclusion); },
      "occlusion culling on/off"},
-    {'s', [](Application& app) { app.renderer->Toggle("F_shadows"); }, "shadows on/off"},
+    {'s', [](Application& app) { app.renderer->Toggle(renderer_settings::kShadows); },
+     "shadows on/off"},
     {'D', SwitchDriver, "next driver"},
     {'f', [](Application& app) { Flip(app.shell.showStats); }, "frame-rate graph on/off"},
     {'k', [](Application& app) { Flip(app.recording); }, "recording on/off"},
