@@ -31,11 +31,11 @@ class GeoImage {
 public:
     // Largest number of samples of one mesh; a grid is 32 bytes a sample.
     static constexpr std::int64_t kMaxSamples = std::int64_t{1} << 24;
-    // Tokens of derived data live in one set with OpenGL list names, which count up from 1:
-    // these two are values that no list name reaches. The detail token stands for the levels of one
-    // renderer: a mesh is drawn by one at a time.
+    // Tokens of derived data live in one set with OpenGL list names, which count up from 1: the
+    // face normals have the highest value, and each renderer's detail cache one of its own from
+    // the next one down, where no list name reaches.
     static constexpr std::uint32_t kFaceNormalToken = 0xFFFFFFFFU;
-    static constexpr std::uint32_t kDetailToken = 0xFFFFFFFEU;
+    static constexpr std::uint32_t kHighestDetailToken = 0xFFFFFFFEU;
 
     std::int32_t width = 0;             // samples per row
     std::int32_t height = 0;            // rows

@@ -42,8 +42,6 @@ public:
     // Whether the volume that the mesh's box sweeps when pushed away from a light (object
     // coordinates) by length may reach into the view. A null mesh has none.
     bool ShadowVolumeVisible(const GeoImage* mesh, const vec3& light, float length) const;
-    // Forgets an object that is about to go.
-    void Forget(Object* object) { m_rejected.Erase(object); }
 
     const std::vector<Plane>& Planes() const { return m_planes; }
 

@@ -24,20 +24,6 @@ public:
         ++m_count;
         return true;
     }
-    // Whether the entry was there. Later entries of the run move up, so that no probe stops short.
-    bool Erase(const T* entry) {
-        std::size_t hole = Find(entry);
-        if (!entry || !m_slots[hole]) return false;
-        for (std::size_t next = Next(hole); m_slots[next]; next = Next(next)) {
-            const std::size_t home = Home(m_slots[next]);
-            if (((next - home) & Mask()) < ((next - hole) & Mask())) continue;
-            m_slots[hole] = m_slots[next];
-            hole = next;
-        }
-        m_slots[hole] = nullptr;
-        --m_count;
-        return true;
-    }
     // Keeps the memory, unless most of it lay idle: emptying costs no more than filling did.
     void Clear() {
         if (m_slots.size() > kFewest && 8 * m_count < m_slots.size()) {

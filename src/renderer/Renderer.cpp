@@ -5,7 +5,6 @@
 #include "renderer/RendererSettings.h"
 #include "drivers/Driver.h"
 #include "scene/Light.h"
-#include "scene/Object.h"
 #include "scene/Room.h"
 
 #include <cassert>
@@ -64,6 +63,10 @@ Renderer::Renderer() {
 
 Renderer::~Renderer() = default;
 
+void Renderer::ForgetMesh(GeoImage* mesh) {
+    m_details.Forget(mesh);
+}
+
 void Renderer::ForgetObject(Object* object) {
     // A room is looked up by its address alone: it may be half destroyed already.
     for (auto entry = m_visCache.begin(); entry != m_visCache.end();) {
@@ -74,60 +77,25 @@ void Renderer::ForgetObject(Object* object) {
             ++entry;
         }
     }
-    m_viewCuller.Forget(object);
-    m_lightCuller.Forget(object);
-    // Between frames the deferred lists are empty, so that deleting a big scene searches nothing.
-    const auto isObject = [object](const DepthKey& entry) { return entry.object == object; };
-    if (m_drawnObjects.Erase(object)) std::erase_if(m_litObjects, isObject);
-    if (m_objectLights.erase(object) != 0) std::erase_if(m_blendObjects, isObject);
+    m_lists.Forget(object);
 }
 
-// Brings the cache below its bounds, both of which it may have outgrown in the frame before. What
-// goes is left to chance. The frame reports the entries before and the bytes after the first trim.
+// Brings the cache below its bounds, both of which it may have outgrown in the frame before. The
+// frame reports the entries before and the bytes after the first trim.
 void Renderer::CleanGeoImageCache() {
-    const float drain = Get(kCacheDrain);
-    const float kept = drain >= 0 ? 1 - drain : 1;  // of a bound that was exceeded
-    const int maxEntries = 1 << GetInt(kCacheEntries);
-    m_counters.cacheEntries = std::ssize(m_lodEntries);
-    if (m_counters.cacheEntries > maxEntries) {
-        const int keep = static_cast<int>(kept * static_cast<float>(maxEntries));
-        for (std::int64_t entries = m_counters.cacheEntries; entries > keep; --entries)
-            EvictLODEntry();
-    }
-
-    // While each entry has its level, the bytes are known. Otherwise entries of meshes without
-    // levels go, and an entry that lost its level alone is given an empty one.
-    std::int64_t total = m_lodBytes;
-    if (m_lodUneven) {
-        total = 0;
-        for (std::size_t i = 0; i < m_lodEntries.size();) {
-            const auto [key, mesh] = m_lodEntries[i];
+    const auto purge = [this](GeoImage* level) { m_driver->Purge(level); };
+    const float kept = m_settings.keptShare;
+    const auto mostLevels = m_settings.mostLevels;
+    m_counters.cacheEntries = std::ssize(m_details.Entries());
+    m_details.TrimEntries(mostLevels, static_cast<int>(kept * static_cast<float>(mostLevels)),
+                          purge);
+    if (!m_details.IsEven()) {
+        for (const auto& [key, mesh] : m_details.Entries())
             assert(mesh != __null);
-            const auto levels = m_lodCache.find(mesh);
-            if (levels == m_lodCache.end()) {
-                m_lodEntries[i] = m_lodEntries.back();
-                m_lodEntries.pop_back();
-                continue;
-            }
-            const auto [level, added] = levels->second.try_emplace(key);
-            if (added) m_lodBytes += level->second.ByteSize();
-            total += level->second.ByteSize();
-            ++i;
-        }
-        std::size_t levelCount = 0;
-        for (const auto& [mesh, levels] : m_lodCache)
-            levelCount += levels.size();
-        m_lodUneven = levelCount != m_lodEntries.size();
     }
-    m_counters.cacheSize = total;
-
-    const std::int64_t maxBytes = std::int64_t{GetInt(kCacheKilobytes)} << 10;
-    if (total <= maxBytes) return;
-    const std::int64_t average = total / std::ssize(m_lodEntries);
-    const double excess = static_cast<double>(total) - double{kept} * static_cast<double>(maxBytes);
-    auto count = static_cast<std::int64_t>(excess / static_cast<double>(average));
-    for (; count > 0 && !m_lodEntries.empty(); --count)
-        EvictLODEntry();
+    m_counters.cacheSize = m_details.Settle();
+    m_details.TrimBytes(m_counters.cacheSize, m_settings.mostBytes,
+                        double{kept} * static_cast<double>(m_settings.mostBytes), purge);
 }
 
 // Loads one light alone and leaves in m_lightCuller the space in which casters matter: what lies
@@ -135,8 +103,8 @@ void Renderer::CleanGeoImageCache() {
 // what lies outside a spot.
 vec3 Renderer::SetupLight(const Light* light) {
     assert(m_matrixStack.size() == 1);
-    const Matrix& view = m_matrixStack.front();
-    m_lightCuller.Begin(static_cast<float>(m_viewHeight), m_camera.fov, false);
+    const Matrix& view = ViewMatrix();
+    m_lightCuller.Begin(static_cast<float>(m_view.height), m_view.camera.fov, false);
     const vec3 position = view.Transform(light->pos);
     m_driver->LoadMatrix(view);
     m_driver->ClearLights();
@@ -157,7 +125,7 @@ void Renderer::AddFacingPlanes(const vec3& lightPosition) {
 
 // A narrow spot is bounded by the half-space before it and a square pyramid around its cone.
 void Renderer::AddSpotPlanes(const Light& light, const vec3& lightPosition) {
-    const Matrix& view = m_matrixStack.front();
+    const Matrix& view = ViewMatrix();
     const vec3 direction = light.pointat - light.pos;
     if (light.angle == kHemisphereAngle) {
         m_lightCuller.AddPlane(lightPosition, view.Rotate(direction));

@@ -7,102 +7,74 @@
 #include "scene/Object.h"
 #include "scene/Room.h"
 #include "settings/StatisticNames.h"
+#include "spatial/Truncate.h"
 
 #include <algorithm>
-#include <cmath>
-#include <utility>
+#include <cstddef>
+#include <optional>
 
 using namespace renderer_settings;
 
 namespace {
 
-constexpr float kMostLights = 1e6F;  // keeps the driver's figure within an int
-
-// A budget is declared as a decimal logarithm; negative stays as it is, for no limit.
-float SampleBudget(float setting) {
-    return setting >= 0 ? std::pow(10.0F, setting) : setting;
-}
-
-int Truncated(float value, float limit) {
-    return value > -limit ? static_cast<int>(std::min(value, limit)) : 0;
-}
+constexpr double kMostLights = 1e6;  // keeps the driver's figure within an int
+constexpr Color kNoAmbient{0, 0, 0, 1};
 
 }  // namespace
 
 void Renderer::BeginFrame(Driver* driver) {
     m_driver = driver;
-    m_lodMax = Get(kMaxDetail);
-    m_lodScale = Get(kDetailScale);
-    const int lodStep = GetInt(kDetailSteps);
-    if (lodStep != m_lodStep) ForgetLevels();  // their keys would mean another detail now
-    m_lodStep = lodStep;
-    m_shadowLOD = Get(kShadowDetail);
-    m_lodMaxShadow = Get(kMaxShadowDetail);
-    m_blendEnabled = GetBool(kBlend);
-    m_shaderDetail = GetInt(kShaderBudget);
-    m_mipmesh = GetBool(kMipmesh);
-    m_maxPolys = SampleBudget(Get(kMaxSamples));
-    m_maxShadowPolys = SampleBudget(Get(kMaxShadowSamples));
+    const int lastSteps = m_settings.detailSteps;
+    m_settings = FrameSettings(*this);
+    if (m_settings.detailSteps != lastSteps) m_details.Clear();  // their keys had another meaning
     m_stats.clear();
-    m_counters = Counters();
+    m_counters = FrameCounters();
     CleanGeoImageCache();
-    m_drawnObjects.Clear();
-    m_viewCuller.SetOcclusion(nullptr);
+    m_lists.drawn.Clear();
 }
 
 void Renderer::Render(Room* room, Camera camera) {
     if (!room) return;
-    m_camera = camera;
+    m_view.camera = camera;
     SetupView();
     m_driver->ClearLights();
     SortLights(*room);
-    m_numPasses = CountPasses();
-    RenderLightBatches(room, m_plainLights, !m_shadowLights.empty());
-    if (!m_shadowLights.empty() && !m_litObjects.empty()) RenderShadows(room, m_shadowLights);
-    m_counters.passes = m_numPasses;
+    RenderLightBatches(room);
+    if (!m_lists.shadowLights.empty() && !m_lists.lit.IsEmpty()) RenderShadows(room);
+    m_counters.passes = m_view.passes;
 }
 
 void Renderer::FinishFrame() {
-    if (GetBool(kBlend) && !m_blendObjects.empty()) {
+    if (GetBool(kBlend) && !m_lists.blended.IsEmpty()) {
         DrawBlendObjects();
         m_counters.passes += 1;
     }
-    DropFrameLists();
+    m_lists.Clear();
     m_viewCuller.End();
     PublishStatistics();
-}
-
-// Lights and objects may be deleted between frames: nothing here may outlive the frame.
-void Renderer::DropFrameLists() {
-    m_litObjects.clear();
-    m_blendObjects.clear();
-    m_objectLights.clear();
-    m_lightSets.clear();
-    m_plainLights.clear();
-    m_shadowLights.clear();
 }
 
 void Renderer::SetupView() {
     int x = 0;
     int y = 0;
-    m_driver->GetViewport(x, y, m_viewWidth, m_viewHeight);
-    const Matrix eye = Matrix::Frame(m_camera.pos, m_camera.pos - m_camera.lookat, m_camera.up);
+    m_driver->GetViewport(x, y, m_view.width, m_view.height);
+    const Camera& camera = m_view.camera;
+    const Matrix eye = Matrix::Frame(camera.pos, camera.pos - camera.lookat, camera.up);
     m_matrixStack.assign(1, eye.RigidInverse());
-    m_driver->SetupProjection(m_camera);
-    m_viewCuller.Begin(static_cast<float>(m_viewHeight), m_camera.fov, GetBool(kRecordVisibility));
-    m_viewCuller.SetMatrix(m_matrixStack.front());
+    m_driver->SetupProjection(camera);
+    m_viewCuller.Begin(static_cast<float>(m_view.height), camera.fov, GetBool(kRecordVisibility));
     AddFrustumPlanes();
 }
 
 // The camera looks along -z. The first plane lies hith BEHIND the eye, so that meshes around the
 // eye are kept; nothing bounds the view in the distance.
 void Renderer::AddFrustumPlanes() {
-    const float tangent = HalfViewTangent(m_camera.fov);
-    const float wide = tangent * m_camera.aspect * static_cast<float>(m_viewWidth) /
-                       static_cast<float>(m_viewHeight);
+    const float tangent = HalfViewTangent(m_view.camera.fov);
+    const float wide = tangent * m_view.camera.aspect * static_cast<float>(m_view.width) /
+                       static_cast<float>(m_view.height);
     const float slant = -tangent * wide;
     const vec3 eye;
-    m_viewCuller.AddPlane({0, 0, m_camera.hith}, {0, 0, -1});
+    m_viewCuller.AddPlane({0, 0, m_view.camera.hith}, {0, 0, -1});
     m_viewCuller.AddPlane(eye, {tangent, 0, slant});
     m_viewCuller.AddPlane(eye, {-tangent, 0, slant});
     m_viewCuller.AddPlane(eye, {0, wide, slant});
@@ -110,53 +82,51 @@ void Renderer::AddFrustumPlanes() {
 }
 
 void Renderer::SortLights(const Room& room) {
-    m_litObjects.clear();
-    m_plainLights.clear();
-    m_shadowLights.clear();
+    m_lists.lit.Clear();
     Color ambient = room.ambient;
-    LightList& enabled = m_lightSets.emplace_back();
-    const bool shadows = ShadowsOn();
+    LightList& enabled = m_lists.BeginLights();
+    const bool shadows = GetBool(kShadows) && m_driver->HasCapability("shadows");
     for (const auto& [name, light] : room.lights) {
         if (!light || !light->active) continue;
         enabled.push_back(light);
-        (shadows && light->shadows ? m_shadowLights : m_plainLights).push_back(light);
+        (shadows && light->shadows ? m_lists.shadowLights : m_lists.plainLights).push_back(light);
         ambient.r += light->global.r;
         ambient.g += light->global.g;
         ambient.b += light->global.b;
         ambient.a += light->global.a;
     }
     m_driver->SetAmbient(ambient.r, ambient.g, ambient.b, ambient.a);
-    m_maxLights = Truncated(m_driver->GetCapability("maxlights"), kMostLights);
-    m_virtualLights = GetBool(kVirtualLights) &&
-                      std::ssize(m_plainLights) > static_cast<std::ptrdiff_t>(m_maxLights);
-}
-
-bool Renderer::ShadowsOn() const {
-    return GetBool(kShadows) && m_driver->HasCapability("shadows");
+    const double most = m_driver->GetCapability("maxlights");
+    m_view.maxLights = Truncated(std::min(most, kMostLights));
+    m_view.virtualLights = GetBool(kVirtualLights) &&
+                           std::ssize(m_lists.plainLights) > std::ptrdiff_t{m_view.maxLights};
+    m_view.passes = CountPasses();
 }
 
 int Renderer::CountPasses() const {
-    if (m_maxLights <= 0) return 1;
-    const int shadowPasses = static_cast<int>(m_shadowLights.size());
-    if (m_virtualLights || m_plainLights.empty()) return shadowPasses + 1;
-    return shadowPasses + (static_cast<int>(m_plainLights.size()) - 1) / m_maxLights + 1;
+    if (m_view.maxLights <= 0) return 1;
+    const int shadowPasses = static_cast<int>(m_lists.shadowLights.size());
+    const int plain = static_cast<int>(m_lists.plainLights.size());
+    if (m_view.virtualLights || plain == 0) return shadowPasses + 1;
+    return shadowPasses + (plain - 1) / m_view.maxLights + 1;
 }
 
-void Renderer::RenderLightBatches(Room* room, const LightList& lights, bool shadowsFollow) {
+void Renderer::RenderLightBatches(Room* room) {
+    const LightList& lights = m_lists.plainLights;
     auto next = lights.begin();
-    for (bool firstPass = true; firstPass || (next != lights.end() && !m_litObjects.empty());
+    for (bool firstPass = true; firstPass || (next != lights.end() && !m_lists.lit.IsEmpty());
          firstPass = false) {
         m_driver->ClearLights();
-        m_driver->LoadMatrix(m_matrixStack.front());
+        m_driver->LoadMatrix(ViewMatrix());
         const auto batch = next;
-        if (m_virtualLights) {
+        if (m_view.virtualLights) {
             next = lights.end();  // every object selects its own
         } else {
             while (next != lights.end() && m_driver->AddLight(*next))
                 ++next;
         }
         if (firstPass) {
-            RenderFirstPass(room, shadowsFollow || next != lights.end());
+            RenderFirstPass(room, !m_lists.shadowLights.empty() || next != lights.end());
         } else if (next == batch) {
             return;  // the driver takes none of the rest
         } else {
@@ -170,23 +140,39 @@ void Renderer::RenderFirstPass(Room* room, bool moreFollow) {
     m_lastVisible.Swap(entry);
     Occlusion* occlusion = GetBool(kOcclusion) ? m_driver->GetOcclusion() : nullptr;
     if (occlusion) DrawCachedVisible(m_lastVisible, occlusion, moreFollow);
-    m_inverseView = m_matrixStack.front().RigidInverse();
+    m_inverseView = ViewMatrix().RigidInverse();
     Traverse(room, moreFollow, entry, true);
     m_lastVisible.Clear();
-    m_driver->SetAmbient(0, 0, 0, 1);  // later passes add light only
+    // Later passes add light only.
+    m_driver->SetAmbient(kNoAmbient.r, kNoAmbient.g, kNoAmbient.b, kNoAmbient.a);
+}
+
+void Renderer::SelectLights(const vec3& position, const LightList& lights,
+                            const ShaderList& shaders) {
+    m_driver->LoadMatrix(ViewMatrix());
+    m_driver->ClearLights();
+    const std::optional<Color> response = LightResponse(shaders);
+    if (!response) return;
+    if (std::ssize(lights) <= m_view.maxLights) {
+        for (const Light* light : lights)
+            m_driver->AddLight(light);
+        return;
+    }
+    RankLights(lights, ViewMatrix(), position, *response, m_rankedLights);
+    // Of thousands of lights only those that the driver takes are ever put in order.
+    while (!m_rankedLights.empty() && m_driver->AddLight(lights[m_rankedLights.front().index]))
+        DropFront(m_rankedLights);
 }
 
 // Blended surfaces get selected lights, never the batches of the passes before.
 void Renderer::DrawBlendObjects() {
-    for (const DepthKey& entry : m_blendObjects) {
-        if (!entry.object) continue;
+    m_lists.blended.ForEach([this](const DepthKey& entry) {
         const ShaderList& shaders = entry.object->ShaderList(PassBlend);
-        SelectLights(entry.matrix.Translation(), *m_objectLights.at(entry.object), m_maxLights,
-                     shaders);
+        SelectLights(entry.matrix.Translation(), m_lists.LightsOf(entry.object), shaders);
         m_driver->LoadMatrix(entry.matrix);
         DrawShaderList(entry.object, shaders, entry.matrix,
                        {.first = false, .spreadEmission = false, .occlusion = nullptr});
-    }
+    });
 }
 
 void Renderer::PublishStatistics() {

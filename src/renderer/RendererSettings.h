@@ -5,7 +5,7 @@
 namespace renderer_settings {
 inline constexpr const char* kFeatures = "F";  // heads the features in a listing
 inline constexpr const char* kBlend = "F_blend";
-inline constexpr const char* kFunctors = "F_functs";
+inline constexpr const char* kFunctors = "F_functs";  // kept for who sets it; nothing reads it
 inline constexpr const char* kShadows = "F_shadows";
 
 inline constexpr const char* kTweaks = "P";  // heads performance against quality
@@ -20,7 +20,7 @@ inline constexpr const char* kShaderBudget = "P_shaderDetail";
 inline constexpr const char* kShadowDetail = "P_shadowLOD";
 inline constexpr const char* kMaxShadowDetail = "P_LODmaxShadow";
 inline constexpr const char* kMaxShadowSamples = "P_LODmaxShadowPolys";
-inline constexpr const char* kMipmesh = "P_mipmesh";
+inline constexpr const char* kMipmesh = "P_mipmesh";  // likewise: every level is made one way
 inline constexpr const char* kOcclusion = "P_occlusion";
 inline constexpr const char* kVirtualLights = "P_virtlights";
 

@@ -6,10 +6,10 @@
 #include "scene/Object.h"
 #include "scene/Room.h"
 
-void Renderer::RenderShadows(Room* room, const LightList& lights) {
+void Renderer::RenderShadows(Room* room) {
     std::int64_t& volumes = m_counters.shadowVolumes.emplace(m_counters.shadowVolumes.value_or(0));
-    for (const Light* light : lights) {
-        m_casters.clear();
+    for (const Light* light : m_lists.shadowLights) {
+        m_lists.casters.Clear();
         const vec3 position = SetupLight(light);
         if (light->shadowlen > 0) {
             m_driver->StartShadows();
@@ -21,10 +21,8 @@ void Renderer::RenderShadows(Room* room, const LightList& lights) {
         m_driver->SetShadowTest(false);
         DrawCasterShaders(light->shaders);
     }
-    m_casters.clear();
 }
 
-// Returns the number of volumes drawn for the object and everything below it.
 std::int64_t Renderer::DrawShadowCasters(Object* object, const vec3& lightPosition, float shadowlen,
                                          bool hasShade) {
     if (!object || !object->active) return 0;
@@ -38,7 +36,7 @@ std::int64_t Renderer::DrawShadowCasters(Object* object, const vec3& lightPositi
     m_lightCuller.SetMatrix(modelView);
     std::int64_t volumes = 0;
     if (mayCast && m_lightCuller.TestMesh(object)) {
-        if ((hasShade && object->shadow) || hasShaders) m_casters.emplace(modelView, object);
+        if ((hasShade && object->shadow) || hasShaders) m_lists.casters.Add(modelView, object);
         if (object->shadow && CastShadow(object, modelView, lightPosition, shadowlen)) ++volumes;
     }
     VisitVisibleChildren(m_lightCuller, object, [&](Object* child) {
@@ -51,8 +49,7 @@ std::int64_t Renderer::DrawShadowCasters(Object* object, const vec3& lightPositi
 // The mesh is chosen as for a plain shader: the object's own shaders do not shape its shadow.
 bool Renderer::CastShadow(Object* object, const Matrix& modelView, const vec3& lightPosition,
                           float shadowlen) {
-    GeoImage* mesh =
-        GetGeoImage(object, Shader(), modelView, m_shadowLOD, m_lodMaxShadow, m_maxShadowPolys);
+    GeoImage* mesh = GetGeoImage(object->mesh, modelView, m_settings.shadow);
     if (!mesh) return false;
     const vec3 light = modelView.RigidInverse().Transform(lightPosition);
     m_viewCuller.SetMatrix(modelView);
@@ -64,9 +61,9 @@ bool Renderer::CastShadow(Object* object, const Matrix& modelView, const vec3& l
 
 void Renderer::DrawCasterShaders(const ShaderList& shade) {
     const PassMode mode{.first = false, .spreadEmission = false, .occlusion = nullptr};
-    for (const DepthKey& caster : m_casters) {
+    m_lists.casters.ForEach([&](const DepthKey& caster) {
         m_driver->LoadMatrix(caster.matrix);
-        if (!shade.empty()) DrawShaderList(caster.object, shade, caster.matrix, mode);
+        DrawShaderList(caster.object, shade, caster.matrix, mode);
         DrawShaderList(caster.object, caster.object->ShaderList(PassShadow), caster.matrix, mode);
-    }
+    });
 }

@@ -45,25 +45,22 @@ void Renderer::Traverse(Object* object, bool moreFollow, VisibleSet& cacheEntry,
 
 void Renderer::DrawVisible(Object* object, bool moreFollow, VisibleSet& cacheEntry, bool record) {
     const Matrix& modelView = m_matrixStack.back();
-    if (record) RecordVisible(object, cacheEntry);
+    if (record) {
+        cacheEntry.Add(object, modelView);
+        object->derivedCache.insert(&m_visCache);
+    }
     bool drawn = DrawObject(object, modelView, moreFollow, nullptr);
-    if (m_blendEnabled && !object->ShaderList(PassBlend).empty()) {
+    if (m_settings.blend && !object->ShaderList(PassBlend).empty()) {
         drawn = true;
-        m_blendObjects.emplace(modelView, object);
-        m_objectLights[object] = &m_lightSets.back();
+        m_lists.AddBlended(modelView, object);
     }
     if (drawn) m_counters.rendered += 1;
-}
-
-void Renderer::RecordVisible(Object* object, VisibleSet& cacheEntry) {
-    cacheEntry.Add(object, m_matrixStack.back());
-    object->derivedCache.insert(&m_visCache);
 }
 
 // Fills the occlusion buffer with what was seen a frame ago and has not changed since; the walk
 // that follows is tested against it.
 void Renderer::DrawCachedVisible(VisibleSet& cached, Occlusion* occlusion, bool moreFollow) {
-    const Matrix moved = m_matrixStack.front() * m_inverseView;
+    const Matrix moved = ViewMatrix() * m_inverseView;
     cached.ForEach([&](Object* object, const Matrix& before) {
         if (!object->visible || !object->derivedCache.contains(&m_visCache)) return;
         const Matrix modelView = moved * before;

@@ -53,8 +53,6 @@ void SceneDatabase::ReleaseMesh(GeoImage* mesh) {
 void SceneDatabase::ReleaseTexture(Texture* texture) {
     if (!m_textures.Release(texture)) return;
     m_names.erase(texture);
-    for (Renderer* renderer : m_renderers)
-        renderer->ForgetTexture(texture);
     m_releasedTextures.push_back(texture);
 }
 

@@ -40,9 +40,9 @@ TEST(GeoImage, FinishDerivesNormalsBoundsAndRadius) {
     EXPECT_LT(Length(quad.At(0, 1).normal - Normalise({0.1F, 0.1F, -2})), 1e-6F);
     EXPECT_LT(Length(quad.At(1, 1).normal - Normalise({0.1F, 0.1F, -1})), 1e-6F);
     quad.At(1, 1).position.z = 0;
-    quad.AddToken(GeoImage::kDetailToken);
+    quad.AddToken(GeoImage::kHighestDetailToken);
     quad.Finish(true);
-    EXPECT_FALSE(quad.HasToken(GeoImage::kDetailToken));
+    EXPECT_FALSE(quad.HasToken(GeoImage::kHighestDetailToken));
     for (int i = 0; i < 4; ++i)
         EXPECT_EQ(quad.samples[i].normal, vec3(0, 0, -1));
     EXPECT_EQ(quad.boundsMin, vec3(0, 0, 0));

@@ -112,14 +112,13 @@ TEST(DepthOrder, FarthestSideFirstAndStable) {
         return m;
     };
     DepthList list;
-    list.emplace(at(-10), &first);
-    list.emplace(at(-6), &big);  // its far side is at -11
-    list.emplace(at(-10), &second);
-    list.emplace(at(-20), nullptr);
-    list.emplace(at(std::nan("")), &big);
-    list.emplace(at(-10), nullptr);
+    list.Add(at(-10), &first);
+    list.Add(at(-6), &big);  // its far side is at -11
+    list.Add(at(-10), &second);
+    list.Add(at(-20), nullptr);
+    list.Add(at(std::nan("")), &big);
+    list.Add(at(-10), nullptr);
     std::vector<Object*> order;
-    for (const DepthKey& key : list)
-        order.push_back(key.object);
+    list.ForEach([&](const DepthKey& key) { order.push_back(key.object); });
     EXPECT_EQ(order, (std::vector<Object*>{&big, nullptr, &big, &first, &second, nullptr}));
 }
