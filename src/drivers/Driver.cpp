@@ -4,11 +4,13 @@
 
 #include <iostream>
 
+#include "drivers/DriverSettings.h"
+
 Driver::Driver(Display* display)
     : m_display(display), m_screen(display != nullptr ? DefaultScreen(display) : 0) {
-    Declare("D", 0, 0, 0, "Settings common to all drivers") = 0;
-    Declare("D_wireframe", 0, 1, 1, "Force wireframe") = 0;
-    Declare("D_shadowoffset", 0, 2, 0.01F, "Tweak for self-shadow offset") = 1;
+    Declare(driver_settings::kGroup, 0, 0, 0, "Settings common to all drivers") = 0;
+    Declare(driver_settings::kWireframe, 0, 1, 1, "Force wireframe") = 0;
+    Declare(driver_settings::kShadowOffset, 0, 2, 0.01F, "Tweak for self-shadow offset") = 1;
 }
 
 Driver::~Driver() = default;

@@ -51,7 +51,7 @@ bool Renderer::CastShadow(Object* object, const Matrix& modelView, const vec3& l
                           float shadowlen) {
     GeoImage* mesh = GetGeoImage(object->mesh, modelView, m_settings.shadow);
     if (!mesh) return false;
-    const vec3 light = modelView.RigidInverse().Transform(lightPosition);
+    const vec3 light = ToMeshSpace(modelView, lightPosition);
     m_viewCuller.SetMatrix(modelView);
     if (!m_viewCuller.ShadowVolumeVisible(object->mesh, light, shadowlen)) return false;
     m_driver->LoadMatrix(modelView);

@@ -116,6 +116,10 @@ Matrix Matrix::Frame(const vec3& pos, const vec3& point, const vec3& up) {
     return frame;
 }
 
+vec3 ToMeshSpace(const Matrix& modelView, const vec3& eyePoint) {
+    return modelView.RigidInverse().Transform(eyePoint);
+}
+
 Matrix operator*(const Matrix& a, const Matrix& b) {
     Matrix product;
     for (int column = 0; column < 4; ++column) {

@@ -30,5 +30,9 @@ private:
     std::array<double, 16> m_elements;
 };
 
+// Where a point of eye space, such as a light, lies in the coordinates of a mesh that is drawn
+// under the rigid modelView. Equal arguments give equal results to the last bit.
+vec3 ToMeshSpace(const Matrix& modelView, const vec3& eyePoint);
+
 // a * b applies b first.
 Matrix operator*(const Matrix& a, const Matrix& b);

@@ -1,5 +1,6 @@
 // Where the OpenGL driver's drawing meets its cache of display lists.
 #include "drivers/gl/DriverGL.h"
+#include "drivers/gl/SettingsGL.h"
 
 bool DriverGL::PlayCached(const CacheKey& key) {
     const DisplayList* list = m_lists.Find(key).list;
@@ -8,7 +9,7 @@ bool DriverGL::PlayCached(const CacheKey& key) {
 }
 
 DisplayList* DriverGL::StartRecording() {
-    return m_lists.RecDList(GetInt("GL_dlistMax"));
+    return m_lists.RecDList(GetInt(gl_settings::kMostLists));
 }
 
 void DriverGL::KeepRecording(const CacheKey& key, DisplayList& list) {

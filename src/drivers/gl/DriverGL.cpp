@@ -12,14 +12,16 @@
 #include <utility>
 
 #include "drivers/DriverFactory.h"
+#include "drivers/DriverSettings.h"
 #include "drivers/gl/GLError.h"
+#include "drivers/gl/SettingsGL.h"
 #include "spatial/Occlusion.h"
 
 namespace {
 
 // Eight bits count 255 nested shadow volumes, more than any scene has in one pixel.
 constexpr int kMostStencilBits = 8;
-// What one step of "GL_dlistSize" stands for, in approximate bytes.
+// What one step of the list budget stands for, in approximate bytes.
 constexpr std::int64_t kListBudgetUnit = 1024;
 
 DriverFactoryImpl<DriverGL> factory("GL", "OpenGL backend");
@@ -72,24 +74,27 @@ DriverGL::~DriverGL() {
 }
 
 void DriverGL::DeclareSettings() {
-    Declare("GL", 0, 0, 0, "The OpenGL rendering driver") = 0;
-    Declare("GL_tex_quality", 0, 1, 0.1F, "Texture quality") = 0.5F;
-    Declare("GL_texfilt", 0, 1, 1, "Texture filtering mode") = 0;
-    Declare("GL_mipfilt", 0, 2, 1, "Texture mipmapping mode") = 0;
-    Declare("GL_dither", 0, 1, 1, "Dithering enabled") = 1;
-    Declare("GL_mblur", 0, 1, 1, "Motion blur enable") = 0;
-    Declare("GL_mblur%", 0, 1, 0.1F, "Motion blur factor") = 0.5F;
-    Declare("GL_dlistMax", 0, 16384, 128, "Maximum # of displaylists") = 1024;
-    Declare("GL_dlistSize", 0, 262144, 1024, "Approximate displaylist cache size metric") = 1024;
-    Declare("GL_dlistShadows", 0, 1, 1, "Whether to cache shadow volumes") = 0;
-    Declare("GL_lights", 0, 128, 1, "Force number of available lights") = 0;
-    Declare("GL_shadows", 0, 1, 1, "Actually render shadow volumes") = 1;
-    Declare("GL_shadows_visible", 0, 1, 1, "Make the shadow volumes visible") = 0;
-    Declare("GL_draw_method", 0, 2, 1, "Mesh rendering method (0=immediate, 1=CVA, 2=iCVA)") = 1;
-    Declare("GL_line_method", 0, 1, 1, "Outline rendering method (0=immediate, 1=CVA)") = 1;
-    Declare("GL_shadow_method", 0, 1, 1, "Shadow volume rendering method (0=immediate, 1=CVA)") = 1;
-    Declare("GL_anisotropic", 0, 1, 1, "Enable anisotropic filtering") = 0;
-    Declare("GL_hw_occlusion", 0, 1, 1, "Hardware-assisted occlusion buffer") = 0;
+    Declare(gl_settings::kGroup, 0, 0, 0, "The OpenGL rendering driver") = 0;
+    Declare(gl_settings::kTextureQuality, 0, 1, 0.1F, "Texture quality") = 0.5F;
+    Declare(gl_settings::kTextureFilter, 0, 1, 1, "Texture filtering mode") = 0;
+    Declare(gl_settings::kMipmapFilter, 0, 2, 1, "Texture mipmapping mode") = 0;
+    Declare(gl_settings::kDither, 0, 1, 1, "Dithering enabled") = 1;
+    Declare(gl_settings::kMotionBlur, 0, 1, 1, "Motion blur enable") = 0;
+    Declare(gl_settings::kMotionBlurFactor, 0, 1, 0.1F, "Motion blur factor") = 0.5F;
+    Declare(gl_settings::kMostLists, 0, 16384, 128, "Maximum # of displaylists") = 1024;
+    Declare(gl_settings::kListBudget, 0, 262144, 1024,
+            "Approximate displaylist cache size metric") = 1024;
+    Declare(gl_settings::kCacheShadows, 0, 1, 1, "Whether to cache shadow volumes") = 0;
+    Declare(gl_settings::kLights, 0, 128, 1, "Force number of available lights") = 0;
+    Declare(gl_settings::kShadows, 0, 1, 1, "Actually render shadow volumes") = 1;
+    Declare(gl_settings::kShadowsVisible, 0, 1, 1, "Make the shadow volumes visible") = 0;
+    Declare(gl_settings::kDrawMethod, 0, 2, 1,
+            "Mesh rendering method (0=immediate, 1=CVA, 2=iCVA)") = 1;
+    Declare(gl_settings::kLineMethod, 0, 1, 1, "Outline rendering method (0=immediate, 1=CVA)") = 1;
+    Declare(gl_settings::kShadowMethod, 0, 1, 1,
+            "Shadow volume rendering method (0=immediate, 1=CVA)") = 1;
+    Declare(gl_settings::kAnisotropic, 0, 1, 1, "Enable anisotropic filtering") = 0;
+    Declare(gl_settings::kHardwareOcclusion, 0, 1, 1, "Hardware-assisted occlusion buffer") = 0;
 }
 
 // Names of lists and textures die with their context, so what is known of them goes too.
@@ -116,7 +121,7 @@ XVisualInfo* DriverGL::GetVisual() {
         std::fprintf(stderr, "DriverGL: Couldn't get an appropriate visual\n");
         return nullptr;
     }
-    if (stencilBits >= 1) SetCapability("shadows", 1);
+    if (stencilBits >= 1) SetCapability(driver_capabilities::kShadows, 1);
     std::printf("DriverGL: got %d stencil bits\n", stencilBits);
     m_context = glXCreateContext(m_display, visual, nullptr, True);
     if (m_context == nullptr) std::fprintf(stderr, "DriverGL: Could not create context\n");
@@ -137,29 +142,29 @@ void DriverGL::SetWindow(Window window) {
     if (!m_extensionsProbed) ProbeExtensions();
     ReadLightLimit();
     if (m_scratchList == 0) m_scratchList = glGenLists(1);
-    if (GetBool("GL_dither")) {
+    if (GetBool(gl_settings::kDither)) {
         glEnable(GL_DITHER);
     } else {
         glDisable(GL_DITHER);
     }
     ReadTextureSettings();
-    m_drawMethod = GetInt("GL_draw_method");
-    m_lineMethod = GetInt("GL_line_method");
-    m_shadowMethod = GetInt("GL_shadow_method");
-    m_wireframe = GetBool("D_wireframe");
-    m_shadowOffset = Get("D_shadowoffset");
-    m_cacheShadows = GetBool("GL_dlistShadows");
-    m_lists.SetLimit(kListBudgetUnit * GetInt("GL_dlistSize"));
+    m_drawMethod = GetInt(gl_settings::kDrawMethod);
+    m_lineMethod = GetInt(gl_settings::kLineMethod);
+    m_shadowMethod = GetInt(gl_settings::kShadowMethod);
+    m_wireframe = GetBool(driver_settings::kWireframe);
+    m_shadowOffset = Get(driver_settings::kShadowOffset);
+    m_cacheShadows = GetBool(gl_settings::kCacheShadows);
+    m_lists.SetLimit(kListBudgetUnit * GetInt(gl_settings::kListBudget));
     ReadAnisotropy();
 }
 
 void DriverGL::ReadAnisotropy() {
     const float before = std::exchange(m_maxAnisotropy, 1.0F);
     if (!m_hasAnisotropic) return;
-    if (GetBool("GL_anisotropic")) {
+    if (GetBool(gl_settings::kAnisotropic)) {
         glGetFloatv(GL_MAX_TEXTURE_MAX_ANISOTROPY_EXT, &m_maxAnisotropy);
     }
-    SetCapability("max anisotropy", m_maxAnisotropy);
+    SetCapability(driver_capabilities::kMaxAnisotropy, m_maxAnisotropy);
     ReportGLError("SetWindow", "anisotropic");
     // A texture takes the figure over when it becomes current.
     if (m_maxAnisotropy != before) SetupTexture(nullptr);
@@ -179,9 +184,9 @@ void DriverGL::ProbeExtensions() {
 // that no later call would count.
 void DriverGL::ReadLightLimit() {
     const int available = Query(GL_MAX_LIGHTS);
-    const int forced = GetInt("GL_lights");
+    const int forced = GetInt(gl_settings::kLights);
     m_maxLights = forced > 0 ? std::min(available, forced) : available;
-    SetCapability("maxlights", static_cast<float>(m_maxLights));
+    SetCapability(driver_capabilities::kMaxLights, static_cast<float>(m_maxLights));
     m_state.Switch(Feature::Lighting, true);
     m_state.SwitchLightsOff(available);
     m_activeLights = 0;
@@ -189,9 +194,9 @@ void DriverGL::ReadLightLimit() {
 }
 
 void DriverGL::ReadTextureSettings() {
-    const int texFilter = GetInt("GL_texfilt");
-    const int mipFilter = GetInt("GL_mipfilt");
-    const float texQuality = Get("GL_tex_quality");
+    const int texFilter = GetInt(gl_settings::kTextureFilter);
+    const int mipFilter = GetInt(gl_settings::kMipmapFilter);
+    const float texQuality = Get(gl_settings::kTextureQuality);
     // A quality may be no number, which does not even equal itself.
     const bool sameQuality =
         texQuality == m_texQuality || (std::isnan(texQuality) && std::isnan(m_texQuality));

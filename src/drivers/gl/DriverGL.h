@@ -13,6 +13,7 @@
 #include <memory>
 #include <vector>
 
+#include "drivers/Rectangle.h"
 #include "drivers/gl/CacheKey.h"
 #include "drivers/gl/DisplayListCache.h"
 #include "drivers/gl/StateGL.h"
@@ -69,12 +70,6 @@ public:
     virtual void SetupTexture(Texture* texture);
 
 private:
-    struct Rectangle {
-        int x = 0;
-        int y = 0;
-        int width = 0;
-        int height = 0;
-    };
     struct Channels {
         bool red = true;
         bool green = true;

@@ -3,6 +3,7 @@
 
 #include "drivers/gl/DriverGL.h"
 #include "drivers/gl/GLError.h"
+#include "drivers/gl/SettingsGL.h"
 #include "drivers/gl/OcclusionGL.h"
 #include "scene/Camera.h"
 
@@ -23,10 +24,7 @@ void DriverGL::SetViewport(int x, int y, int width, int height) {
 }
 
 void DriverGL::GetViewport(int& x, int& y, int& width, int& height) {
-    x = m_viewport.x;
-    y = m_viewport.y;
-    width = m_viewport.width;
-    height = m_viewport.height;
+    m_viewport.Get(x, y, width, height);
 }
 
 void DriverGL::ColorMask(bool red, bool green, bool blue) {
@@ -56,8 +54,8 @@ void DriverGL::Clear(bool depth, bool color) {
 
 void DriverGL::Finish() {
     glColorMask(GL_TRUE, GL_TRUE, GL_TRUE, GL_TRUE);
-    const float factor = Get("GL_mblur%");
-    const bool blur = GetBool("GL_mblur") && factor > 0;
+    const float factor = Get(gl_settings::kMotionBlurFactor);
+    const bool blur = GetBool(gl_settings::kMotionBlur) && factor > 0;
     if (blur && blurPrimed) {
         glAccum(GL_MULT, factor);
         glAccum(GL_ACCUM, 1 - factor);
@@ -97,7 +95,7 @@ void DriverGL::SetupProjection(const Camera& camera) {
 }
 
 Occlusion* DriverGL::GetOcclusion() {
-    const bool hardware = GetBool("GL_hw_occlusion");
+    const bool hardware = GetBool(gl_settings::kHardwareOcclusion);
     if (m_occlusion && m_occlusionIsHardware == hardware) return m_occlusion.get();
     m_occlusionIsHardware = hardware;
     if (hardware) {

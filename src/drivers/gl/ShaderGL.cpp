@@ -149,7 +149,7 @@ bool DriverGL::MakeKey(GeoImage* mesh, const Shader& pass, const vec3* point, Ca
             if (m_activeLights != 1) return false;
             key.primitive = PrimitiveShadowVolume;
             // To the last bit what AddShadow is given, so that both meet in one list.
-            key.point = m_modelView.RigidInverse().Transform(m_lightPosition);
+            key.point = ToMeshSpace(m_modelView, m_lightPosition);
             key.shape = {m_lightExtrusion, m_shadowOffset};
             cacheable = cacheable && m_cacheShadows;
             return true;

@@ -1,7 +1,9 @@
 // Stencil shadows of the OpenGL driver. A volume's back faces count up and its front faces count
 // down wherever they lie behind the visible surface; a surface inside a volume is left with 1.
+#include "drivers/DriverSettings.h"
 #include "drivers/gl/DriverGL.h"
 #include "drivers/gl/GLError.h"
+#include "drivers/gl/SettingsGL.h"
 #include "geometry/GeoImage.h"
 
 namespace {
@@ -12,7 +14,7 @@ constexpr float kFaceShade = 0.1F;
 }  // namespace
 
 void DriverGL::StartShadows() {
-    m_shadowsOn = GetBool("GL_shadows");
+    m_shadowsOn = GetBool(gl_settings::kShadows);
     if (!m_shadowsOn) return;
     SetLighting(false);
     // What the last pass left behind must not thin out the volumes.
@@ -20,7 +22,8 @@ void DriverGL::StartShadows() {
     m_state.Switch(Feature::AlphaTest, false);
     m_state.Switch(Feature::CullFace, true);
     m_state.DepthMask(false);
-    const bool shown = GetBool("GL_shadows_visible") || GetBool("D_wireframe");
+    const bool shown =
+        GetBool(gl_settings::kShadowsVisible) || GetBool(driver_settings::kWireframe);
     m_state.Switch(Feature::Blend, shown);
     if (shown) {
         m_state.BlendFunc(GL_ONE, GL_ONE);

@@ -8,6 +8,7 @@
 #include <numbers>
 
 #include "drivers/DriverFactory.h"
+#include "drivers/DriverSettings.h"
 #include "geometry/GeoImage.h"
 #include "scene/Camera.h"
 #include "scene/Light.h"
@@ -15,6 +16,7 @@
 
 namespace {
 
+constexpr const char* kGroup = "X";
 DriverFactoryImpl<DriverXLib> factory("X", "Simple Xlib driver");
 
 // X sizes and line widths are 16 bits; a pixmap without pixels is an error.
@@ -48,6 +50,10 @@ unsigned long HighByte(std::uint16_t channel, unsigned long mask) {
     return static_cast<unsigned long>(channel >> 8) << std::countr_zero(mask);
 }
 
+unsigned PixmapSize(int size) {
+    return static_cast<unsigned>(std::clamp(size, 1, kLargestSize));
+}
+
 int LineWidth(float thick) {
     const float rounded = thick + 0.5F;
     return rounded > 0 ? static_cast<int>(std::min(rounded, static_cast<float>(kLargestSize))) : 0;
@@ -57,7 +63,7 @@ int LineWidth(float thick) {
 
 DriverXLib::DriverXLib(Display* display) : Driver(display) {
     m_name = "XLib renderer";
-    Declare("X", 0, 0, 0, "The simple XLib rendering driver") = 0;
+    Declare(kGroup, 0, 0, 0, "The simple XLib rendering driver") = 0;
 }
 
 DriverXLib::~DriverXLib() {
@@ -82,7 +88,7 @@ XVisualInfo* DriverXLib::GetVisual() {
 
 void DriverXLib::SetWindow(Window window) {
     m_window = window;
-    SetCapability("maxlights", 0);
+    SetCapability(driver_capabilities::kMaxLights, 0);
 }
 
 void DriverXLib::SetViewport(int x, int y, int width, int height) {
@@ -90,34 +96,27 @@ void DriverXLib::SetViewport(int x, int y, int width, int height) {
     m_occlusion.Resize(width, height);
     FreePixmap();
     if (m_depth == 0 || m_window == None) return;
-    m_pixmap = XCreatePixmap(
-        m_display, m_window, static_cast<unsigned>(std::clamp(width, 1, kLargestSize)),
-        static_cast<unsigned>(std::clamp(height, 1, kLargestSize)), static_cast<unsigned>(m_depth));
+    m_pixmapSize = {PixmapSize(width), PixmapSize(height)};
+    m_pixmap = XCreatePixmap(m_display, m_window, m_pixmapSize.width, m_pixmapSize.height,
+                             static_cast<unsigned>(m_depth));
     if (m_context == nullptr) m_context = XCreateGC(m_display, m_pixmap, 0, nullptr);
 }
 
 void DriverXLib::GetViewport(int& x, int& y, int& width, int& height) {
-    x = m_viewport.x;
-    y = m_viewport.y;
-    width = m_viewport.width;
-    height = m_viewport.height;
+    m_viewport.Get(x, y, width, height);
 }
 
 void DriverXLib::Clear(bool depth, bool) {
     if (depth) m_occlusion.Clear();
     if (m_pixmap == None) return;
     PrepareContext(GXcopy, {kGrey, kGrey, kGrey}, 0, false);
-    XFillRectangle(m_display, m_pixmap, m_context, 0, 0,
-                   static_cast<unsigned>(std::clamp(m_viewport.width, 1, kLargestSize)),
-                   static_cast<unsigned>(std::clamp(m_viewport.height, 1, kLargestSize)));
+    XFillRectangle(m_display, m_pixmap, m_context, 0, 0, m_pixmapSize.width, m_pixmapSize.height);
 }
 
 void DriverXLib::Finish() {
     if (m_pixmap == None) return;
     XCopyArea(m_display, m_pixmap, m_window, DefaultGC(m_display, m_screen), 0, 0,
-              static_cast<unsigned>(std::clamp(m_viewport.width, 1, kLargestSize)),
-              static_cast<unsigned>(std::clamp(m_viewport.height, 1, kLargestSize)), m_viewport.x,
-              m_viewport.y);
+              m_pixmapSize.width, m_pixmapSize.height, m_viewport.x, m_viewport.y);
     FreePixmap();
 }
 
@@ -167,7 +166,7 @@ bool DriverXLib::DrawPass(GeoImage& mesh, const Shader& pass, const vec3* point)
             break;
         case RenderShadow:
         case RenderWireShadow:
-            light = m_modelView.RigidInverse().Rotate(m_lightPosition - m_modelView.Translation());
+            light = ToMeshSpace(m_modelView, m_lightPosition);
             mesh.ExtractSilhouette(light, m_silhouette, true, true);
             break;
         default:

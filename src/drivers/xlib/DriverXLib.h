@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <map>
 
+#include "drivers/Rectangle.h"
 #include "drivers/xlib/XLines.h"
 #include "geometry/Silhouette.h"
 #include "spatial/Occlusion.h"
@@ -43,16 +44,15 @@ public:
 private:
     using Rgb16 = std::array<std::uint16_t, 3>;
 
-    struct Rectangle {
-        int x = 0;
-        int y = 0;
-        int width = 0;
-        int height = 0;
+    struct Size {
+        unsigned width = 1;
+        unsigned height = 1;
     };
 
     Rectangle m_viewport;
     int m_depth = 0;  // of the default visual; 0 until GetVisual
     Pixmap m_pixmap = None;
+    Size m_pixmapSize;  // the viewport's, as far as X can have it
     GC m_context = nullptr;
     std::map<Rgb16, unsigned long> m_colors;  // pixel values of the default colormap
     Matrix m_modelView;
