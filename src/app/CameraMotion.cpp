@@ -8,7 +8,6 @@
 #include "app/Application.h"
 #include "app/CameraPath.h"
 #include "scene/Room.h"
-#include "scene/ScenePath.h"
 #include "settings/Registry.h"
 #include "settings/ShellKeys.h"
 
@@ -112,7 +111,7 @@ vec3 Shaken(const vec3& from, double radius) {
 
 void Shake(Object& object) {
     const double radius = object.Radius(false);
-    SetPos(&object, Shaken(object.pos, radius));
+    object.SetPosition(Shaken(object.pos, radius));
     object.InvalidateTree();
     object.point = Shaken(object.point, radius);
     object.InvalidateTree();

@@ -15,7 +15,6 @@
 #include "scene/Command.h"
 #include "scene/Room.h"
 #include "scene/SceneDatabase.h"
-#include "scene/ScenePath.h"
 
 namespace {
 
@@ -37,10 +36,10 @@ void FollowLights(const Room& room) {
     for (const auto& [name, light] : room.lights) {
         Object* marker = light ? room.Child(name) : nullptr;
         if (!marker) continue;
-        if (marker->pos != light->pos) SetPos(marker, light->pos);
+        if (marker->pos != light->pos) marker->SetPosition(light->pos);
         const vec3 aim = light->pointat - light->pos;
         if (marker->point == aim) continue;
-        InvalidateTree(marker);
+        marker->InvalidateTree();
         marker->point = aim;
     }
 }

@@ -5,6 +5,7 @@
 #include "scene/SceneDatabase.h"
 #include "scene/SceneLock.h"
 
+#include <algorithm>
 #include <exception>
 #include <iostream>
 #include <mutex>

@@ -1,5 +1,6 @@
 // The interpreter of the scene language: state, dispatch, and the commands by topic in sources
-// Command*.cpp. Every message goes to standard error; a failed command leaves the scene as it was.
+// Command*.cpp. Every complaint goes to standard error and changes nothing, except that rooms,
+// objects and lights are made as they are named and that unknown keywords are stored as such.
 #pragma once
 
 #include <cstddef>
@@ -43,8 +44,8 @@ public:
     Room* GetRoom(const std::string& name);
     const std::map<std::string, Room*>& Rooms() const { return m_rooms; }
     // Registers a holder of a room pointer: when that room is deleted, the slot is pointed at the
-    // first room by name, or null when none is left. One slot, which outlives the interpreter or is
-    // unregistered with null.
+    // first room by name, or null when none is left; an empty slot gets the next room that is
+    // named. One slot, which outlives the interpreter or is unregistered with null.
     void FollowRoom(Room** slot) { m_followedRoom = slot; }
 
     const Shader& CurrentShader() const { return m_shader; }

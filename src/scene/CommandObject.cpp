@@ -26,7 +26,7 @@ constexpr FlagProperty kFlags[] = {{"visible", &Object::visible, false},
 bool SetFlag(Object* object, const std::string& property, const std::string& value) {
     for (const FlagProperty& flag : kFlags) {
         if (flag.name != property) continue;
-        flag.wholeTree ? InvalidateTree(object) : Invalidate(object);
+        flag.wholeTree ? object->InvalidateTree() : object->Invalidate();
         object->*flag.field = ParseBool(value);
         return true;
     }
@@ -35,9 +35,9 @@ bool SetFlag(Object* object, const std::string& property, const std::string& val
 
 bool SetPlace(Object* object, const std::string& property, const std::string& value) {
     if (property == "pos") {
-        SetPos(object, ParseVector(value));
+        object->SetPosition(ParseVector(value));
     } else if (property == "up" || property == "point") {
-        InvalidateTree(object);
+        object->InvalidateTree();
         (property == "up" ? object->up : object->point) = ParseVector(value);
     } else {
         return false;
@@ -45,20 +45,10 @@ bool SetPlace(Object* object, const std::string& property, const std::string& va
     return true;
 }
 
-// The new mesh is counted before the old one is given back: both may be the same.
-void ReplaceMesh(SceneDatabase& database, Object* object, const std::string& name) {
-    GeoImage* mesh = name == "-" ? nullptr : database.GetMesh(name, false);
-    if (!mesh && name != "-") return;
-    GeoImage* old = object->mesh;
-    database.AddRefMesh(mesh);
-    object->SetMesh(mesh);
-    database.ReleaseMesh(old);
-}
-
 bool EditShaders(SceneDatabase& database, Object* object, const std::string& property,
                  const std::string& value, const Shader& current) {
     if (property == "shade") {
-        AddShader(object, ParseShaderPass(value), current);
+        object->AddShader(ParseShaderPass(value), current);
         database.AddRefShader(current);
         return true;
     }
@@ -71,7 +61,7 @@ bool EditShaders(SceneDatabase& database, Object* object, const std::string& pro
         database.ReleaseShader(list.back());
         list.pop_back();
     }
-    Invalidate(object);
+    object->Invalidate();
     return true;
 }
 
@@ -96,7 +86,7 @@ void Command::CmdSet(Params params) {
 void Command::SetProperty(Object* object, const std::string& property, const std::string& value) {
     if (!object) return;
     if (property == "mesh") {
-        ReplaceMesh(*m_database, object, value);
+        if (GeoImage* mesh = object->mesh; m_database->Replace(mesh, value)) object->SetMesh(mesh);
     } else if (!SetFlag(object, property, value) && !SetPlace(object, property, value) &&
                !EditShaders(*m_database, object, property, value, m_shader)) {
         std::cerr << "Command::SetProperty: unknown property " + property + '\n';

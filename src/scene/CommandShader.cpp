@@ -21,20 +21,12 @@ constexpr Property<Shader, float> kNumbers[] = {{"athresh", &Shader::athresh},
 constexpr Property<Shader, bool> kFlags[] = {
     {"lit", &Shader::lit}, {"smooth", &Shader::smooth}, {"depth", &Shader::depth}};
 
-// The new resource is counted before the old one is given back: both may be the same.
 bool SetResource(SceneDatabase& database, Shader& shader, const std::string& property,
                  const std::string& name) {
-    const bool none = name == "-";
     if (property == "mesh") {
-        GeoImage* mesh = none ? nullptr : database.GetMesh(name, false);
-        if (!mesh && !none) return true;
-        database.AddRefMesh(mesh);
-        database.ReleaseMesh(std::exchange(shader.mesh, mesh));
+        database.Replace(shader.mesh, name);
     } else if (property == "texture") {
-        Texture* texture = none ? nullptr : database.GetTexture(name, false);
-        if (!texture && !none) return true;
-        database.AddRefTexture(texture);
-        database.ReleaseTexture(std::exchange(shader.texture, texture));
+        database.Replace(shader.texture, name);
     } else {
         return false;
     }

@@ -11,6 +11,7 @@
 Room* Command::GetRoom(const std::string& name) {
     Room*& room = m_rooms[name];
     if (!room) room = new Room;
+    if (m_followedRoom && !*m_followedRoom) *m_followedRoom = room;
     return room;
 }
 
@@ -69,7 +70,7 @@ void Command::MoveCmd(Params params) {
     from.parent->RemoveChild(from.leaf);
     from.parent->children.erase(from.leaf);
     to.parent->AddChild(to.leaf, object);
-    InvalidateTree(object);
+    object->InvalidateTree();
 }
 
 void Command::CmdReload(Params params) {

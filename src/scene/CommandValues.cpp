@@ -2,6 +2,7 @@
 // Reads and writes texts; knows no command and no scene.
 #include "scene/CommandValues.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdlib>

@@ -17,6 +17,11 @@ Object* Object::Child(std::string_view name) const {
     return found != children.end() ? found->second : nullptr;
 }
 
+void Object::AddShader(ShaderPass pass, const Shader& shader) {
+    shaders[pass].push_back(shader);
+    Invalidate();
+}
+
 void Object::InvalidateTree() {
     Invalidate();
     for (const auto& [name, child] : children) {

@@ -53,7 +53,10 @@ public:
     // entry. False, with a warning on standard error, when there is no such child.
     bool RemoveChild(const std::string& name);
     void SetMesh(GeoImage* newMesh);
+    // Also empties the caches of all descendants: where they were seen is kept by place.
     void SetPosition(const vec3& position);
+    // Appends a copy of the shader to the pass list; the caller counts its resources.
+    void AddShader(ShaderPass pass, const Shader& shader);
     // With children the radius field, without the mesh's radius (0 without mesh).
     float Radius(bool withChildren) const;
     void Invalidate() { derivedCache.clear(); }

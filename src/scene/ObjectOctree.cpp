@@ -75,7 +75,7 @@ void Object::SetMesh(GeoImage* newMesh) {
 void Object::SetPosition(const vec3& position) {
     const vec3 oldPosition = pos;
     pos = position;
-    Invalidate();
+    InvalidateTree();
     UpdateInParent(oldPosition, radius);
 }
 

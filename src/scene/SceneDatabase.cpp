@@ -6,7 +6,8 @@
 #include "drivers/Driver.h"
 #include "scene/Object.h"
 
-SceneDatabase::SceneDatabase() : m_textures("texture"), m_meshes("mesh") {}
+#include <type_traits>
+#include <utility>
 
 void SceneDatabase::AddRenderer(Renderer* renderer) {
     m_renderers.insert(renderer);
@@ -28,32 +29,50 @@ Settings* SceneDatabase::SettingOwner(std::string_view name) const {
     return nullptr;
 }
 
+template <class Resource>
+Resource* SceneDatabase::Get(Kind<Resource>& kind, const std::string& name, bool force) {
+    Resource* resource = kind.manager.Acquire(name, force);
+    m_names[resource] = name;
+    return resource;
+}
+
 GeoImage* SceneDatabase::GetMesh(const std::string& name, bool force) {
-    GeoImage* mesh = m_meshes.Acquire(name, force);
-    m_names[mesh] = name;
-    return mesh;
+    return Get(m_meshes, name, force);
 }
 
 Texture* SceneDatabase::GetTexture(const std::string& name, bool force) {
-    Texture* texture = m_textures.Acquire(name, force);
-    m_names[texture] = name;
-    return texture;
+    return Get(m_textures, name, force);
 }
 
 // From here on the address is only a key: the next resource may be loaded at the same place, so
 // nobody may still hold anything under it when that one is drawn.
-void SceneDatabase::ReleaseMesh(GeoImage* mesh) {
-    if (!m_meshes.Release(mesh)) return;
-    m_names.erase(mesh);
-    for (Renderer* renderer : m_renderers)
-        renderer->ForgetMesh(mesh);
-    m_releasedMeshes.push_back(mesh);
+template <class Resource>
+void SceneDatabase::Release(Kind<Resource>& kind, Resource* resource) {
+    if (!kind.manager.Release(resource)) return;
+    m_names.erase(resource);
+    kind.released.push_back(resource);
+    if constexpr (std::is_same_v<Resource, GeoImage>) {
+        for (Renderer* renderer : m_renderers)
+            renderer->ForgetMesh(resource);
+    }
 }
 
-void SceneDatabase::ReleaseTexture(Texture* texture) {
-    if (!m_textures.Release(texture)) return;
-    m_names.erase(texture);
-    m_releasedTextures.push_back(texture);
+// Counts the new resource before it gives the old one back: both may be the same.
+template <class Resource>
+bool SceneDatabase::Replace(Kind<Resource>& kind, Resource*& held, const std::string& name) {
+    Resource* named = name == "-" ? nullptr : Get(kind, name, false);
+    if (!named && name != "-") return false;
+    kind.manager.AddRef(named);
+    Release(kind, std::exchange(held, named));
+    return true;
+}
+
+bool SceneDatabase::Replace(GeoImage*& held, const std::string& name) {
+    return Replace(m_meshes, held, name);
+}
+
+bool SceneDatabase::Replace(Texture*& held, const std::string& name) {
+    return Replace(m_textures, held, name);
 }
 
 void SceneDatabase::AddRefShader(const Shader& shader) {
@@ -77,8 +96,8 @@ std::string SceneDatabase::ResourceName(const void* resource) const {
 }
 
 void SceneDatabase::Reload(const std::string& name) {
-    if (m_textures.Knows(name)) GetTexture(name, true);
-    if (m_meshes.Knows(name)) GetMesh(name, true);
+    if (m_textures.manager.Knows(name)) GetTexture(name, true);
+    if (m_meshes.manager.Knows(name)) GetMesh(name, true);
 }
 
 void SceneDatabase::ObjectDeleted(Object* object) {
@@ -97,13 +116,15 @@ void SceneDatabase::DestroyObject(Object* object) {
     delete object;
 }
 
+template <class Resource>
+void SceneDatabase::Drain(Kind<Resource>& kind) {
+    for (Driver* driver : m_drivers)
+        for (Resource* resource : kind.released)
+            driver->Purge(resource);
+    kind.released.clear();
+}
+
 void SceneDatabase::DrainPurges() {
-    for (Driver* driver : m_drivers) {
-        for (GeoImage* mesh : m_releasedMeshes)
-            driver->Purge(mesh);
-        for (Texture* texture : m_releasedTextures)
-            driver->Purge(texture);
-    }
-    m_releasedMeshes.clear();
-    m_releasedTextures.clear();
+    Drain(m_meshes);
+    Drain(m_textures);
 }

@@ -19,8 +19,6 @@ class Settings;
 // renderers at once; drivers, whose graphics context belongs to the main thread, through a queue.
 class SceneDatabase {
 public:
-    SceneDatabase();
-
     void AddRenderer(Renderer* renderer);
     void AddDriver(Driver* driver);
     void RemoveDriver(Driver* driver);
@@ -34,10 +32,14 @@ public:
     // Counts no user; records the name, under the null pointer too.
     GeoImage* GetMesh(const std::string& name, bool force);
     Texture* GetTexture(const std::string& name, bool force);
-    void AddRefMesh(GeoImage* mesh) { m_meshes.AddRef(mesh); }
-    void AddRefTexture(Texture* texture) { m_textures.AddRef(texture); }
-    void ReleaseMesh(GeoImage* mesh);
-    void ReleaseTexture(Texture* texture);
+    void AddRefMesh(GeoImage* mesh) { m_meshes.manager.AddRef(mesh); }
+    void AddRefTexture(Texture* texture) { m_textures.manager.AddRef(texture); }
+    void ReleaseMesh(GeoImage* mesh) { Release(m_meshes, mesh); }
+    void ReleaseTexture(Texture* texture) { Release(m_textures, texture); }
+    // A counted reference that a holder has becomes one to the resource of that name, or null for
+    // "-". False, and nothing is changed, when there is no such resource.
+    bool Replace(GeoImage*& held, const std::string& name);
+    bool Replace(Texture*& held, const std::string& name);
     void AddRefShader(const Shader& shader);
     void ReleaseShader(const Shader& shader);
     void ReleaseShaderList(const std::vector<Shader>& list);
@@ -59,9 +61,22 @@ private:
     std::set<Renderer*> m_renderers;  // not owned
     std::set<Driver*> m_drivers;      // not owned
     std::map<const void*, std::string> m_names;
-    ResourceManager<Texture> m_textures;
-    ResourceManager<GeoImage> m_meshes;
-    // Addresses of resources that are gone: keys of driver maps, never dereferenced.
-    std::vector<GeoImage*> m_releasedMeshes;
-    std::vector<Texture*> m_releasedTextures;
+
+    template <class Resource>
+    struct Kind {
+        ResourceManager<Resource> manager;
+        // Addresses of resources that are gone: keys of driver maps, never dereferenced.
+        std::vector<Resource*> released{};
+    };
+    Kind<Texture> m_textures{ResourceManager<Texture>("texture")};
+    Kind<GeoImage> m_meshes{ResourceManager<GeoImage>("mesh")};
+
+    template <class Resource>
+    Resource* Get(Kind<Resource>& kind, const std::string& name, bool force);
+    template <class Resource>
+    void Release(Kind<Resource>& kind, Resource* resource);
+    template <class Resource>
+    bool Replace(Kind<Resource>& kind, Resource*& held, const std::string& name);
+    template <class Resource>
+    void Drain(Kind<Resource>& kind);
 };

@@ -1,5 +1,4 @@
-// Paths through the object tree of a room, and the small edits of objects that commands share.
-// Knows nothing of resources: callers count those.
+// Paths through the object tree of a room. Knows nothing of what the objects show.
 #include "scene/ScenePath.h"
 
 #include <algorithm>
@@ -59,23 +58,4 @@ Object* GetOrCreateChild(Object& parent, const std::string& name) {
     auto* child = new Object;
     parent.AddChild(name, child);
     return child;
-}
-
-void Invalidate(Object* object) {
-    object->Invalidate();
-}
-
-void InvalidateTree(Object* object) {
-    object->InvalidateTree();
-}
-
-// Where descendants were last seen is cached by place too, and they move along.
-void SetPos(Object* object, const vec3& position) {
-    object->InvalidateTree();
-    object->SetPosition(position);
-}
-
-void AddShader(Object* object, ShaderPass pass, const Shader& shader) {
-    object->shaders[pass].push_back(shader);
-    object->Invalidate();
 }

@@ -4,9 +4,6 @@
 #include <string>
 #include <string_view>
 
-#include "scene/Shader.h"
-#include "spatial/Vec3.h"
-
 class Object;
 class Room;
 
@@ -25,10 +22,3 @@ ResolvedPath ResolvePath(Room& room, std::string_view path);
 ResolvedPath FindPath(Room& room, std::string_view path);
 // The child of that name, created with defaults and added when there is none.
 Object* GetOrCreateChild(Object& parent, const std::string& name);
-
-// Short names of what commands and the shell do to objects.
-void Invalidate(Object* object);
-void InvalidateTree(Object* object);
-void SetPos(Object* object, const vec3& position);
-// Appends a copy of the shader to the pass list; the caller counts its resources.
-void AddShader(Object* object, ShaderPass pass, const Shader& shader);

@@ -115,7 +115,7 @@ bool Registry::GetBool(std::string_view key) const {
 
 void Registry::SetString(std::string_view key, std::string_view value) {
     if (key.empty() || std::any_of(key.begin(), key.end(), IsSpace)) return;
-    value = value.substr(0, value.find_first_of("\r\n"));
+    value = value.substr(0, value.find('\n'));
     m_entries[std::string(key)] = value;
 }
 

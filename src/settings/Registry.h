@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-// Keys hold no white space and are not empty; values hold no line break (see SetString).
+// Keys hold no white space and are not empty; values hold no line feed (see SetString).
 // Main thread only.
 class Registry {
 public:
@@ -26,7 +26,7 @@ public:
     bool GetBool(std::string_view key) const;
 
     // Inserts or replaces. A key that is empty or holds white space is dropped; a value is cut at
-    // its first line break, since the file could not hold either.
+    // its first line feed, since the file could not hold either.
     void SetString(std::string_view key, std::string_view value);
     // Integral values within int32 are stored with "%d", all others with "%.12g".
     void SetFloat(std::string_view key, float value);

@@ -111,6 +111,8 @@ TEST_F(CommandTest, DeletingLeavesNoPointerBehind) {
     Run("delete a\nset pos 1,1,1\nobject x\ndelete never");
     EXPECT_TRUE(drawn == nullptr && command->CurrentRoom() == nullptr);
     EXPECT_TRUE(command->Rooms().empty());
+    Run("set b a pos 1,1,1\nroom a");
+    EXPECT_EQ(drawn, command->GetRoom("b")) << "what is made when nothing is drawn is drawn";
     command->FollowRoom(nullptr);
 }
 
@@ -234,7 +236,6 @@ TEST_F(CommandTest, CommandsAndFramesTakeTurns) {
     });
     for (; unfinished(); ++frames) {
         const std::lock_guard frame(frameLock);
-        if (!drawn && !command->Rooms().empty()) drawn = command->Rooms().begin()->second;
         if (drawn) objects += drawn->children.size() + drawn->lights.size();
         command->TakeCameraChanged();
         std::this_thread::sleep_for(std::chrono::microseconds(100));

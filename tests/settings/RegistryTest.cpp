@@ -73,9 +73,10 @@ TEST(Registry, ReadsHostileFilesAndDropsWhatItsOwnCannotHold) {
         for (const char* key : {"", "a b", "a\nb"})
             registry.SetString(key, "x");
         registry.SetString("v", "one\ninjected 1");
-        registry.SetString("w", "one\rinjected 1");
+        registry.SetString("w", "one\rtwo 1\n");
     }
-    EXPECT_EQ(dir.Read("r"), "old 1\nv one\nw one\n");
+    EXPECT_EQ(dir.Read("r"), "old 1\nv one\nw one\rtwo 1\n");
+    EXPECT_EQ(Registry(dir.File("r")).GetString("w"), "one\rtwo 1");
 }
 
 }  // namespace
