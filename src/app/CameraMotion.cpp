@@ -2,6 +2,8 @@
 // Runs on every idle pass of the event loop, so it allocates nothing. Draws nothing.
 #include "app/CameraMotion.h"
 
+#include <cfloat>
+#include <cmath>
 #include <cstdlib>
 #include <numbers>
 
@@ -27,6 +29,13 @@ constexpr double kRandomRange = 2147483648.0;
 
 constexpr PathParameters kCameraPath{
     {0, 0, 0}, {0.051, 0.05, 0.051}, {9, 3, 9}, {0, 0, std::numbers::pi / 2}, {0.5, 0, 0.5}};
+
+// Rounds into the target, which stays as it was when a component has no finite float: a value
+// that is not a number would never leave a camera or an octree again.
+void RoundInto(vec3& target, const dvec3& value) {
+    const auto fits = [](double component) { return std::fabs(component) <= double{FLT_MAX}; };
+    if (fits(value.x) && fits(value.y) && fits(value.z)) target = vec3(value);
+}
 
 const Object* Marker(const Application& app, std::string_view name) {
     return app.currentRoom ? app.currentRoom->Child(name) : nullptr;

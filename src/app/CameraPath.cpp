@@ -2,6 +2,7 @@
 // Knows nothing of who flies.
 #include "app/CameraPath.h"
 
+#include <cmath>
 #include <string_view>
 
 #include "scene/Object.h"

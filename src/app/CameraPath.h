@@ -2,7 +2,7 @@
 // Knows nothing of who flies.
 #pragma once
 
-#include "app/DoubleVector.h"
+#include "spatial/Vec3.h"
 
 class Object;
 

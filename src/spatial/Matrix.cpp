@@ -6,12 +6,8 @@
 
 namespace {
 
-// Rounding leaves unit vectors closer to 1 than this.
+// Rounding leaves squares of unit vectors closer to 1 than this.
 constexpr double kUnitTolerance = 1e-5;
-
-bool IsZero(const vec3& v) {
-    return v == vec3{};
-}
 
 // One row of the rotation applied to v, plus an offset. Extended precision: large translations
 // cancel here, and the rounding would make far objects tremble.
@@ -22,42 +18,23 @@ float RowTimes(const Matrix& m, int row, const vec3& v, double offset) {
     return static_cast<float>(term(0, v.x) + term(1, v.y) + term(2, v.z) + offset);
 }
 
-void SetColumn(Matrix& m, int column, const vec3& v) {
+void SetColumn(Matrix& m, int column, const dvec3& v) {
     m[4 * column] = v.x;
     m[4 * column + 1] = v.y;
     m[4 * column + 2] = v.z;
 }
 
-double ColumnDot(const Matrix& m, int a, int b) {
-    return m[4 * a] * m[4 * b] + m[4 * a + 1] * m[4 * b + 1] + m[4 * a + 2] * m[4 * b + 2];
-}
-
-bool IsUnit(const Matrix& m, int column) {
-    return std::fabs(ColumnDot(m, column, column) - 1) < kUnitTolerance;
-}
-
-void ScaleColumn(Matrix& m, int column, double factor) {
-    for (int row = 0; row < 3; ++row)
-        m[4 * column + row] *= factor;
+bool IsUnit(const dvec3& v) {
+    return std::fabs(Dot(v, v) - 1) < kUnitTolerance;
 }
 
 // Carries three axes that are right to a float's last bit on to a double's. A frame times its
 // rigid inverse is then the identity for all that floats can tell, and an object whose matrix was
 // brought over from the frame before is drawn on the same pixels as with a fresh one.
-void Orthonormalise(Matrix& m) {
-    constexpr int kX = 0;
-    constexpr int kY = 1;
-    constexpr int kZ = 2;
-    ScaleColumn(m, kZ, 1 / std::sqrt(ColumnDot(m, kZ, kZ)));
-    const double along = ColumnDot(m, kX, kZ);
-    for (int row = 0; row < 3; ++row)
-        m[row] -= along * m[4 * kZ + row];
-    ScaleColumn(m, kX, 1 / std::sqrt(ColumnDot(m, kX, kX)));
-    for (int row = 0; row < 3; ++row) {
-        const int next = (row + 1) % 3;
-        const int last = (row + 2) % 3;
-        m[4 * kY + row] = m[4 * kZ + next] * m[last] - m[4 * kZ + last] * m[next];
-    }
+void Orthonormalise(dvec3& x, dvec3& y, dvec3& z) {
+    z = Normalise(z);
+    x = Normalise(x - Dot(x, z) * z);
+    y = Cross(z, x);
 }
 
 }  // namespace
@@ -95,24 +72,27 @@ Matrix Matrix::Frame(const vec3& pos, const vec3& point, const vec3& up) {
     vec3 z = Direction(point);
     vec3 x = Direction(Cross(up, z));
     vec3 y = Direction(Cross(z, x));
-    const bool upright = !IsZero(y);
+    const bool upright = y != vec3{};
     if (!upright) {
         // No upright direction is left. Any other axis will do; it need not be perpendicular.
         y = {z.y, z.z, z.x};
         x = Cross(y, z);
-        if (IsZero(x)) {
+        if (x == vec3{}) {
             x = {1, 0, 0};
             y = {0, 1, 0};
             z = {0, 0, 1};
         }
     }
-    Matrix frame;
-    SetColumn(frame, 0, x);
-    SetColumn(frame, 1, y);
-    SetColumn(frame, 2, z);
-    SetColumn(frame, 3, pos);
+    dvec3 axisX(x);
+    dvec3 axisY(y);
+    dvec3 axisZ(z);
     // Tiny directions give short axes, which stay as they are.
-    if (upright && IsUnit(frame, 0) && IsUnit(frame, 2)) Orthonormalise(frame);
+    if (upright && IsUnit(axisX) && IsUnit(axisZ)) Orthonormalise(axisX, axisY, axisZ);
+    Matrix frame;
+    SetColumn(frame, 0, axisX);
+    SetColumn(frame, 1, axisY);
+    SetColumn(frame, 2, axisZ);
+    SetColumn(frame, 3, dvec3(pos));
     return frame;
 }
 

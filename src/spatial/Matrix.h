@@ -23,7 +23,8 @@ public:
     Matrix RigidInverse() const;
 
     // Frame of an object at pos whose Z axis points along point, upright along up. Falls back to
-    // fixed axes when up is parallel to point or point is zero.
+    // fixed axes when up is parallel to point or point is zero. The axes are chosen in floats and
+    // then carried on to a double's last bit, on purpose: see Orthonormalise in the source.
     static Matrix Frame(const vec3& pos, const vec3& point, const vec3& up);
 
 private:

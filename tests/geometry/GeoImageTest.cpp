@@ -37,8 +37,8 @@ std::string MeshFile(std::int64_t exponent, const std::string& stream) {
 TEST(GeoImage, FinishDerivesNormalsBoundsAndRadius) {
     GeoImage quad = BentGrid(2, 2);
     EXPECT_EQ(quad.ByteSize(), 32 * 4 + 72);
-    EXPECT_LT(Length(quad.At(0, 1).normal - Normalise({0.1F, 0.1F, -2})), 1e-6F);
-    EXPECT_LT(Length(quad.At(1, 1).normal - Normalise({0.1F, 0.1F, -1})), 1e-6F);
+    EXPECT_LT(Length(quad.At(0, 1).normal - Normalise(vec3{0.1F, 0.1F, -2})), 1e-6F);
+    EXPECT_LT(Length(quad.At(1, 1).normal - Normalise(vec3{0.1F, 0.1F, -1})), 1e-6F);
     quad.At(1, 1).position.z = 0;
     quad.AddToken(GeoImage::kHighestDetailToken);
     quad.Finish(true);
