@@ -9,7 +9,7 @@ function tier(file) {
     if (file ~ /^drivers\/(gl|xlib)\//) return 5
     if (file ~ /^renderer\//) return 4
     if (file ~ /^drivers\//) return 3
-    if (file ~ /^spatial\/(Vec3|Matrix|Plane|Truncate)\./) return 0
+    if (file ~ /^spatial\/(CameraSpace|Matrix|Plane|Truncate|Vec3)\./) return 0
     if (file ~ /^(scene|spatial)\//) return 2
     if (file ~ /^geometry\//) return 1
     if (file ~ /^(files|settings)\//) return 0

@@ -6,7 +6,8 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
-#include <numbers>
+
+#include "spatial/CameraSpace.h"
 
 namespace {
 
@@ -127,7 +128,7 @@ void GeoImage::AddToken(std::uint32_t token) {
 
 float GeoImage::ProjectedError(float distance, int resolution, float fov) const {
     if (!(error > 0)) return 1;
-    const double spread = std::tan(std::numbers::pi * double{fov} / 360);
+    const double spread = HalfViewTangent(fov);
     return static_cast<float>(double{error} * resolution /
                               (spread * kReferenceResolution * double{distance}));
 }

@@ -4,6 +4,7 @@
 
 #include "geometry/GeoImage.h"
 #include "scene/Object.h"
+#include "spatial/CameraSpace.h"
 #include "spatial/Occlusion.h"
 #include "spatial/Octree.h"
 
@@ -61,26 +62,18 @@ Corners TransformedCorners(const Box& box, const Matrix& matrix) {
     return corners;
 }
 
-bool FacesEye(const vec3& a, const vec3& b, const vec3& c) {
-    return Dot(Cross(b - a, c - a), a) > 0;
-}
-
 float OwnRadius(const GeoImage* mesh) {
     return mesh ? mesh->radius : 0.0F;
 }
 
 }  // namespace
 
-float HalfViewTangent(float fov) {
-    return static_cast<float>(std::tan(std::numbers::pi * fov / 360));
-}
-
 void Culler::Begin(float height, float fov, bool record) {
     m_matrix = Matrix();
     m_rejected.Clear();
     m_planes.clear();
     m_occlusion = nullptr;
-    m_scale = height / HalfViewTangent(fov) * 0.5F;
+    m_scale = height / static_cast<float>(HalfViewTangent(fov)) * 0.5F;
     m_recording = record;
     if (m_recording) VisibilityStream::Shared().Open();
 }
@@ -142,7 +135,7 @@ bool Culler::BoxUnoccluded(const Box& box) const {
         const vec3& a = corners[triangle[0]];
         const vec3& b = corners[triangle[1]];
         const vec3& c = corners[triangle[2]];
-        return FacesEye(a, b, c) && m_occlusion->TestTriangle(a, b, c);
+        return Facing(a, b, c) > 0 && m_occlusion->TestTriangle(a, b, c);
     });
 }
 

@@ -14,9 +14,6 @@ class Object;
 class Occlusion;
 class Octree;
 
-// Tangent of half a vertical field of view in degrees; 0, negative or huge for odd angles.
-float HalfViewTangent(float fov);
-
 class Culler {
 public:
     static constexpr int kMaxPlanes = 32;

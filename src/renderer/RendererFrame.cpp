@@ -7,6 +7,7 @@
 #include "scene/Object.h"
 #include "scene/Room.h"
 #include "settings/StatisticNames.h"
+#include "spatial/CameraSpace.h"
 #include "spatial/Truncate.h"
 
 #include <algorithm>
@@ -69,7 +70,7 @@ void Renderer::SetupView() {
 // The camera looks along -z. The first plane lies hith BEHIND the eye, so that meshes around the
 // eye are kept; nothing bounds the view in the distance.
 void Renderer::AddFrustumPlanes() {
-    const float tangent = HalfViewTangent(m_view.camera.fov);
+    const auto tangent = static_cast<float>(HalfViewTangent(m_view.camera.fov));
     const float wide = tangent * m_view.camera.aspect * static_cast<float>(m_view.width) /
                        static_cast<float>(m_view.height);
     const float slant = -tangent * wide;

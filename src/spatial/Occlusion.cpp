@@ -2,12 +2,13 @@
 #include "spatial/Occlusion.h"
 
 #include "geometry/GeoImage.h"
+#include "spatial/CameraSpace.h"
+#include "spatial/Truncate.h"
 
 #include <algorithm>
 #include <cassert>
 #include <cmath>
 #include <limits>
-#include <numbers>
 
 namespace {
 
@@ -22,8 +23,8 @@ constexpr int kMargin = 10;
 constexpr int kCoarseSize = 32;
 
 constexpr std::uint32_t kFarthest = std::numeric_limits<std::uint32_t>::max();
-constexpr double kFixedOne = 65536;      // 16.16 fixed point
-constexpr double kMostPixels = 1 << 30;  // from the buffer's corner, of any point
+constexpr std::int64_t kFixedOne = 65536;      // 16.16 fixed point
+constexpr std::int64_t kMostPixels = 1 << 30;  // from the buffer's corner, of any point
 
 // A mesh is drawn with one grid line for so many pixels of its radius and for so many samples.
 constexpr double kPixelsPerLine = 2;
@@ -31,11 +32,6 @@ constexpr int kSamplesPerLine = 2;
 constexpr int kFewestLines = 4;
 
 enum Outside : unsigned { Left = 1, Right = 2, Above = 4, Below = 8, Near = 16 };
-
-// Towards 0. What lies beyond the limit, or is no number, becomes the limit.
-std::int64_t Truncated(double value, double limit) {
-    return static_cast<std::int64_t>(value > -limit ? std::min(value, limit) : -limit);
-}
 
 int LinesAcross(double projectedRadius, int samples) {
     const double lines =
@@ -53,11 +49,6 @@ void ChooseLines(std::vector<int>& lines, int count, int samples) {
     for (std::int64_t at = 0; at < last << 16; at += step)
         lines.push_back(static_cast<int>(at >> 16));
     lines.push_back(static_cast<int>(last));
-}
-
-// Positive when the triangle's clockwise side, as the grid is wound, faces the eye at the origin.
-float Facing(const vec3& a, const vec3& b, const vec3& c) {
-    return Dot(Cross(b - a, c - a), a);
 }
 
 }  // namespace
@@ -89,7 +80,7 @@ void Occlusion::SetDepthRange(const Camera& camera) {
 
 void Occlusion::SetProjection(const Camera& camera) {
     SetDepthRange(camera);
-    const double tangent = std::tan(std::numbers::pi * camera.fov / 360);
+    const double tangent = HalfViewTangent(camera.fov);
     m_scaleX = (m_height - kMargin) * double{camera.aspect} * 0.5 / tangent;
     m_scaleY = (m_height - kMargin) * 0.5 / tangent;
     m_centreX = m_width / 2;
@@ -114,9 +105,10 @@ Occlusion::Vertex Occlusion::Project(const vec3& p) const {
     const double distance = std::min(std::max(-p.z, m_camera.hith), m_camera.yon);
     Vertex vertex;
     vertex.position = p;
-    vertex.pixel.x =
-        Truncated((m_centreX + m_scaleX * p.x / distance) * kFixedOne, kMostPixels * kFixedOne);
-    vertex.pixel.y = Truncated(m_centreY - m_scaleY * p.y / distance, kMostPixels);
+    const double x = (m_centreX + m_scaleX * p.x / distance) * kFixedOne;
+    const double y = m_centreY - m_scaleY * p.y / distance;
+    vertex.pixel.x = Truncated(x, -kMostPixels * kFixedOne, kMostPixels * kFixedOne);
+    vertex.pixel.y = Truncated(y, -kMostPixels, kMostPixels);
     vertex.depth = DepthAt(distance);
     if (vertex.pixel.x < 0) vertex.outside |= Left;
     if (vertex.pixel.x > m_width * kFixedOne) vertex.outside |= Right;

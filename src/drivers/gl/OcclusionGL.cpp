@@ -5,9 +5,9 @@
 #include <GL/gl.h>
 
 #include <algorithm>
-#include <cmath>
 #include <limits>
-#include <numbers>
+
+#include "spatial/CameraSpace.h"
 
 namespace {
 
@@ -45,7 +45,7 @@ void OcclusionGL::Sync() {
     glGetIntegerv(GL_VIEWPORT, viewport);
     m_width = viewport[2];
     m_height = viewport[3];
-    const double tangent = std::tan(std::numbers::pi * m_camera.fov / 360);
+    const double tangent = HalfViewTangent(m_camera.fov);
     m_scaleX = m_height * double{m_camera.aspect} * 0.5 / tangent;
     m_scaleY = -m_height * 0.5 / tangent;  // the first row read is the bottom of the picture
     m_centreX = m_width / 2;

@@ -5,7 +5,6 @@
 #include <bit>
 #include <cmath>
 #include <cstdio>
-#include <numbers>
 
 #include "drivers/DriverFactory.h"
 #include "drivers/DriverSettings.h"
@@ -13,6 +12,7 @@
 #include "scene/Camera.h"
 #include "scene/Light.h"
 #include "scene/Shader.h"
+#include "spatial/CameraSpace.h"
 
 namespace {
 
@@ -121,7 +121,7 @@ void DriverXLib::Finish() {
 }
 
 void DriverXLib::SetupProjection(const Camera& camera) {
-    const double f = 1 / std::tan(std::numbers::pi * camera.fov / 360);
+    const double f = 1 / HalfViewTangent(camera.fov);
     m_projection.centreX = m_viewport.x + m_viewport.width / 2;
     m_projection.centreY = m_viewport.y + m_viewport.height / 2;
     m_projection.scaleX = static_cast<float>(m_viewport.height * camera.aspect * 0.5 * f);
