@@ -49,11 +49,11 @@ void ReadFlat(Codec& codec, CodecReader& reader) {
     const std::size_t channels = codec.data.size();
     std::vector<std::int32_t> block(std::max(kBlockValues, channels));
     ForFlatBlocks(codec, [&](std::size_t first, std::size_t count) {
-        reader.Read(block.data(), count * channels);
+        const std::size_t got = reader.Read(block.data(), count * channels);
         for (std::size_t c = 0; c < channels; ++c) {
             std::int32_t* target = codec.data[c].data() + first;
-            for (std::size_t i = 0; i < count; ++i)
-                target[i] = block[i * channels + c];
+            for (std::size_t i = c; i < got; i += channels)
+                *target++ = block[i];
         }
     });
 }
@@ -77,7 +77,7 @@ void ForBorder(Codec& codec, std::int32_t x0, std::int32_t y0, Transfer transfer
     const auto width = static_cast<std::size_t>(codec.width);
     const auto left = static_cast<std::size_t>(x0);
     const std::size_t below = static_cast<std::size_t>(y0) * width;
-    for (std::vector<std::int32_t>& values : codec.data) {
+    for (ZeroedArray<std::int32_t>& values : codec.data) {
         if (left < width) {
             for (std::size_t row = 0; row < below; row += width) {
                 transfer(values.data() + row + left, width - left);
@@ -106,21 +106,25 @@ void Codec::Init(std::int32_t columns, std::int32_t rows, std::int32_t channelCo
     channels = channelCount;
     bytesPerValue = bitsPerValue / 8;
     data.resize(static_cast<std::size_t>(channels));
-    for (std::vector<std::int32_t>& values : data)
-        values.resize(Cells(*this));
+    for (ZeroedArray<std::int32_t>& values : data) {
+        ZeroedArray<std::int32_t> resized(Cells(*this));
+        std::copy_n(values.begin(), std::min(values.size(), resized.size()), resized.begin());
+        values.swap(resized);
+    }
 }
 
 std::int32_t Codec::ReadInt(gzFile stream, int bytes) {
     if (!ok) return 0;
-    std::uint8_t word[4] = {};
-    std::uint8_t* const first = word + 4 - bytes;
-    const int got = gzread(stream, first, static_cast<unsigned>(bytes));
-    if (got <= 0) {
-        EndCodecData(*this, got < 0);
-        return 0;
+    std::uint8_t read[4] = {};
+    const int got = gzread(stream, read, static_cast<unsigned>(bytes));
+    std::int32_t value = 0;
+    if (got > 0) {
+        UnpackValues(static_cast<std::size_t>(bytes), read, &value, 1);
+    } else {
+        ok = false;
+        ReportEndOfData(got < 0);
     }
-    if (bytes < 4 && (*first & 0x80) != 0) std::fill(word, first, std::uint8_t{0xFF});
-    return ReadBigEndian32(word);
+    return value;
 }
 
 bool Codec::Load(int fd) {
@@ -162,18 +166,23 @@ bool Codec::LoadStream(gzFile stream) {
         if (x0 < 0 || x0 > header.width || y0 < 0 || y0 > header.height) return refuse();
     }
     try {
+        data.clear();
         Init(header.width, header.height, header.channels, bits);
-        CodecReader reader(*this, stream);
-        if (codec == CODEC_FLAT) {
-            ReadFlat(*this, reader);
-            return true;
-        }
-        ForBorder(*this, x0, y0,
-                  [&](std::int32_t* row, std::size_t count) { reader.Read(row, count); });
-        DecodePyramid(*this, reader, x0, y0);
+        LoadBody(stream, codec, x0, y0);
         return true;
     } catch (const std::bad_alloc&) {
         return refuse();
+    }
+}
+
+void Codec::LoadBody(gzFile stream, int codec, std::int32_t x0, std::int32_t y0) {
+    CodecReader reader(stream, bytesPerValue, ok);
+    if (codec == CODEC_FLAT) {
+        ReadFlat(*this, reader);
+    } else {
+        ForBorder(*this, x0, y0,
+                  [&](std::int32_t* row, std::size_t count) { reader.Read(row, count); });
+        DecodePyramid(*this, reader, x0, y0);
     }
 }
 
@@ -187,17 +196,16 @@ bool Codec::Save(int fd, int codec) {
         return false;
     }
     gzsetparams(stream, Z_BEST_COMPRESSION, Z_DEFAULT_STRATEGY);
-    const bool known = codec == CODEC_FLAT || codec == CODEC_PYRAMID;
-    if (known) {
-        SaveStream(stream, codec);
-    } else {
-        std::fprintf(stderr, "Codec::Save: unknown codec %d\n", codec);
-    }
+    const bool saved = SaveStream(stream, codec);
     gzclose(stream);
-    return known;
+    return saved;
 }
 
-void Codec::SaveStream(gzFile stream, int codec) {
+bool Codec::SaveStream(gzFile stream, int codec) {
+    if (codec != CODEC_FLAT && codec != CODEC_PYRAMID) {
+        std::fprintf(stderr, "Codec::Save: unknown codec %d\n", codec);
+        return false;
+    }
     if (codec == CODEC_PYRAMID && (width < kSmallestPyramid || height < kSmallestPyramid)) {
         std::fprintf(stderr, "Codec::Save: reverting to CODEC_FLAT for %dx%d\n", width, height);
         codec = CODEC_FLAT;
@@ -205,6 +213,16 @@ void Codec::SaveStream(gzFile stream, int codec) {
     for (const std::int32_t field : {codec, width, height, channels})
         WriteInt(stream, field);
     gzputc(stream, bytesPerValue * 8);
+    try {
+        SaveBody(stream, codec);
+        return true;
+    } catch (const std::bad_alloc&) {
+        std::fputs("Codec::Save: out of memory\n", stderr);
+        return false;
+    }
+}
+
+void Codec::SaveBody(gzFile stream, int codec) {
     CodecWriter writer(stream, bytesPerValue);
     if (codec == CODEC_FLAT) {
         WriteFlat(*this, writer);

@@ -5,14 +5,17 @@
 #include <cstdint>
 #include <vector>
 
+#include "geometry/ZeroedArray.h"
+
 enum CodecNumber : int { CODEC_FLAT = 1, CODEC_PYRAMID = 2 };
 
 typedef struct gzFile_s* gzFile;
 
 class Codec {
 public:
-    // Largest number of values (width x height x channels) that Load accepts: 2^27, a 4096 x 4096
-    // mesh of eight channels. A header may claim anything; memory is taken only after this check.
+    // Largest number of values (width x height x channels) that Load accepts, on purpose: 2^27, a
+    // 4096 x 4096 mesh of eight channels. A header may claim anything. Address space is taken only
+    // after this check, and memory only as the data arrives.
     static constexpr std::int64_t kMaxValues = std::int64_t{1} << 27;
 
     bool ok = true;  // cleared when a read runs past the end of the data
@@ -20,22 +23,26 @@ public:
     std::int32_t height = 0;
     std::int32_t channels = 0;
     std::int32_t bytesPerValue = 0;
-    std::vector<std::vector<std::int32_t>> data;  // one array per channel, index y * width + x
+    // One array per channel, index y * width + x.
+    std::vector<ZeroedArray<std::int32_t>> data;
 
     // Sets the sizes and resizes every array; values that exist keep their place, new ones are 0.
     void Init(std::int32_t columns, std::int32_t rows, std::int32_t channelCount,
               std::int32_t bitsPerValue);
     // Reads the stream at the descriptor's position through a duplicate; the caller's descriptor
     // stays open. False, with one line on standard error, for a bad header. Short data loads as
-    // zeros after one line and still gives true.
+    // zeros after one line and still gives true; zeros behind the end of the data take no memory.
     bool Load(int fd);
     // Writes the contents through a duplicate of the descriptor. CODEC_PYRAMID turns the arrays
-    // into coefficients. False, with one line, for an unknown codec or a stream that cannot open.
+    // into coefficients. False, with one line, for an unknown codec, a stream that cannot open,
+    // or no memory.
     bool Save(int fd, int codec);
     // One big-endian value of 1 to 4 bytes, sign-extended; 0 after the end of the data.
     std::int32_t ReadInt(gzFile stream, int bytes);
 
 private:
     bool LoadStream(gzFile stream);
-    void SaveStream(gzFile stream, int codec);
+    void LoadBody(gzFile stream, int codec, std::int32_t x0, std::int32_t y0);
+    bool SaveStream(gzFile stream, int codec);
+    void SaveBody(gzFile stream, int codec);
 };

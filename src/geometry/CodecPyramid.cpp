@@ -25,7 +25,7 @@ struct Level {
     std::size_t h;
 };
 
-using Values = std::vector<std::int32_t>;
+using Values = ZeroedArray<std::int32_t>;
 
 // Rows top to bottom - 1, columns left to right - 1 of a channel.
 template <class Transfer>
@@ -100,6 +100,16 @@ void Split(Values& values, Values& scratch, std::size_t pitch, Level level) {
     CopyBack(scratch, values, pitch, level);
 }
 
+// Whether the next coarser level holds zeros only.
+bool IsEmpty(const Values& values, std::size_t pitch, Level level) {
+    for (std::size_t y = 0; y < level.h / 2; ++y) {
+        const std::int32_t* row = values.data() + y * pitch;
+        if (std::any_of(row, row + level.w / 2, [](std::int32_t v) { return v != 0; }))
+            return false;
+    }
+    return true;
+}
+
 // Halves the rectangle, finest first, for as long as keepHalving agrees with a level.
 template <class Condition>
 std::vector<Level> Levels(int x0, int y0, Condition keepHalving) {
@@ -127,9 +137,11 @@ void DecodePyramid(Codec& codec, CodecReader& reader, int x0, int y0) {
     Values scratch(levels.front().w * levels.front().h);
     for (auto level = levels.rbegin(); level != levels.rend(); ++level) {
         for (Values& values : codec.data) {
-            // Merged while the channel is in the cache; the stream does not depend on it.
+            // Merged while the channel is in the cache; the stream does not depend on it. Behind
+            // the end of the data zeros only make more zeros, which stay untouched memory.
+            const bool anyData = reader.Ok();
             ForDifferences(values, pitch, *level, read);
-            Merge(values, scratch, pitch, *level);
+            if (anyData || !IsEmpty(values, pitch, *level)) Merge(values, scratch, pitch, *level);
         }
     }
 }

@@ -26,20 +26,6 @@ void FromBytes(const std::uint8_t* bytes, std::int32_t* values, std::size_t coun
     }
 }
 
-void FromBytes(std::size_t width, const std::uint8_t* bytes, std::int32_t* values,
-               std::size_t count) {
-    switch (width) {
-        case 1:
-            return FromBytes<1>(bytes, values, count);
-        case 2:
-            return FromBytes<2>(bytes, values, count);
-        case 3:
-            return FromBytes<3>(bytes, values, count);
-        default:
-            return FromBytes<4>(bytes, values, count);
-    }
-}
-
 template <int N>
 void ToBytes(const std::int32_t* values, std::uint8_t* bytes, std::size_t count) {
     for (std::size_t i = 0; i < count; ++i) {
@@ -67,8 +53,21 @@ void ToBytes(std::size_t width, const std::int32_t* values, std::uint8_t* bytes,
 
 }  // namespace
 
-void EndCodecData(Codec& codec, bool failed) {
-    codec.ok = false;
+void UnpackValues(std::size_t bytesPerValue, const std::uint8_t* bytes, std::int32_t* values,
+                  std::size_t count) {
+    switch (bytesPerValue) {
+        case 1:
+            return FromBytes<1>(bytes, values, count);
+        case 2:
+            return FromBytes<2>(bytes, values, count);
+        case 3:
+            return FromBytes<3>(bytes, values, count);
+        default:
+            return FromBytes<4>(bytes, values, count);
+    }
+}
+
+void ReportEndOfData(bool failed) {
     if (failed) {
         std::perror("Codec::ReadInt");
     } else {
@@ -76,27 +75,27 @@ void EndCodecData(Codec& codec, bool failed) {
     }
 }
 
-CodecReader::CodecReader(Codec& codec, gzFile stream)
-    : m_codec(codec),
-      m_stream(stream),
-      m_bytes(static_cast<std::size_t>(codec.bytesPerValue)),
+CodecReader::CodecReader(gzFile stream, int bytesPerValue, bool& ok)
+    : m_stream(stream),
+      m_bytes(static_cast<std::size_t>(bytesPerValue)),
+      m_ok(ok),
       m_buffer(kBufferBytes) {}
 
-void CodecReader::Read(std::int32_t* values, std::size_t count) {
-    while (count > 0 && m_codec.ok) {
+std::size_t CodecReader::Read(std::int32_t* values, std::size_t count) {
+    std::size_t total = 0;
+    while (total < count && m_ok) {
         if (m_end - m_begin < std::max<std::size_t>(m_bytes, 1)) Refill();
         const std::size_t whole = m_bytes == 0 ? 0 : (m_end - m_begin) / m_bytes;
-        std::size_t done = std::min(whole, count);
+        std::size_t done = std::min(whole, count - total);
         if (done > 0) {
-            FromBytes(m_bytes, m_buffer.data() + m_begin, values, done);
+            UnpackValues(m_bytes, m_buffer.data() + m_begin, values + total, done);
             m_begin += done * m_bytes;
         } else {
-            done = ReadLast(values);
+            done = ReadLast(values + total);
         }
-        values += done;
-        count -= done;
+        total += done;
     }
-    std::fill_n(values, count, 0);
+    return total;
 }
 
 // Moves the rest of a cut value to the front and fills the buffer behind it.
@@ -119,13 +118,14 @@ void CodecReader::Refill() {
 // ends; 0.
 std::size_t CodecReader::ReadLast(std::int32_t* values) {
     if (m_begin == m_end || m_failed || m_bytes == 0) {
-        EndCodecData(m_codec, m_failed);
+        m_ok = false;
+        ReportEndOfData(m_failed);
         return 0;
     }
     std::uint8_t bytes[4] = {};
     std::memcpy(bytes, m_buffer.data() + m_begin, m_end - m_begin);
     m_begin = m_end;
-    FromBytes(m_bytes, bytes, values, 1);
+    UnpackValues(m_bytes, bytes, values, 1);
     return 1;
 }
 

@@ -6,19 +6,28 @@
 #include <cstdint>
 #include <vector>
 
-#include "geometry/Codec.h"
+typedef struct gzFile_s* gzFile;
 
-// Reads the body of the codec's stream, ReadInt's rules included: after the end of the data one
-// message, codec.ok cleared and zeros for everything that follows.
+// Values of 0 to 4 bytes each, with their sign.
+void UnpackValues(std::size_t bytesPerValue, const std::uint8_t* bytes, std::int32_t* values,
+                  std::size_t count);
+
+// Prints the one line that ends a short stream: as the system's error when the stream reported
+// one, else as a premature end.
+void ReportEndOfData(bool failed);
+
+// Reads the body of a stream. The end of the data, or a fault in it, clears ok after one line.
 class CodecReader {
 public:
-    CodecReader(Codec& codec, gzFile stream);
-    void Read(std::int32_t* values, std::size_t count);
+    CodecReader(gzFile stream, int bytesPerValue, bool& ok);
+    // How many values there were; those behind the end of the data are left alone.
+    std::size_t Read(std::int32_t* values, std::size_t count);
+    bool Ok() const { return m_ok; }
 
 private:
-    Codec& m_codec;
     gzFile m_stream;
     std::size_t m_bytes;  // per value
+    bool& m_ok;
     std::vector<std::uint8_t> m_buffer;
     std::size_t m_begin = 0;  // unread part of the buffer
     std::size_t m_end = 0;
@@ -41,7 +50,3 @@ private:
     std::vector<std::uint8_t> m_buffer;
     std::size_t m_used = 0;
 };
-
-// Clears codec.ok and prints the one line that ends a short stream: as the system's error when the
-// stream reported one, else as a premature end.
-void EndCodecData(Codec& codec, bool failed);

@@ -2,48 +2,64 @@
 // Must not know the file format.
 #include "geometry/GeoImage.h"
 
+#include "spatial/CameraSpace.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
-
-#include "spatial/CameraSpace.h"
+#include <utility>
 
 namespace {
 
 // View height in pixels for which `error` is stated.
 constexpr double kReferenceResolution = 480;
 
-// In double: the squares of a tiny or huge mesh leave the range of float. A sample without a
-// direction (a pole, a collapsed row) keeps the zero normal, so that no NaN reaches resampling.
-vec3 UnitNormal(const vec3& n) {
-    const double x = n.x;
-    const double y = n.y;
-    const double z = n.z;
-    const double length = std::sqrt(x * x + y * y + z * z);
-    if (!(length > 0) || !std::isfinite(length)) return {};
-    const double scale = 1 / length;
-    return {static_cast<float>(x * scale), static_cast<float>(y * scale),
-            static_cast<float>(z * scale)};
+// A sample without a direction (a pole, a collapsed row) keeps the zero normal, so that no NaN
+// reaches resampling.
+vec3 UnitNormal(const dvec3& n) {
+    const double length = Length(n);
+    return length > 0 && std::isfinite(length) ? vec3((1 / length) * n) : vec3();
 }
 
-// Adds the face normals, which are longer for larger triangles, to their corners.
-void AccumulateNormals(GeoImage& mesh) {
-    for (std::int32_t r = 0; r + 1 < mesh.height; ++r) {
-        GeoImageSample* upper = mesh.samples + static_cast<std::ptrdiff_t>(r) * mesh.width;
-        GeoImageSample* lower = upper + mesh.width;
-        for (std::int32_t c = 0; c + 1 < mesh.width; ++c) {
-            const vec3& p = upper[c].position;
-            const vec3& q = upper[c + 1].position;
-            const vec3& s = lower[c + 1].position;
-            const vec3& below = lower[c].position;
-            const vec3 n1 = Cross(below - p, q - p);
-            const vec3 n2 = Cross(q - s, below - s);
-            const vec3 both = n1 + n2;
-            upper[c].normal += n1;
-            upper[c + 1].normal += both;
-            lower[c].normal += both;
-            lower[c + 1].normal += n2;
+// Normals of the triangles (P, Q, R) and (S, R, Q) of a quad, longer for larger triangles.
+struct QuadNormals {
+    dvec3 first;
+    dvec3 second;
+};
+
+// Zeros for a quad outside the grid. In double: the products of the edges of a tiny or huge mesh
+// leave the range of float.
+QuadNormals NormalsOfQuad(const GeoImage& mesh, std::int32_t row, std::int32_t column) {
+    if (row < 0 || row + 1 >= mesh.height || column + 1 >= mesh.width) return {};
+    const GeoImageSample* upper = &mesh.At(row, column);
+    const GeoImageSample* lower = upper + mesh.width;
+    const dvec3 p(upper[0].position);
+    const dvec3 q(upper[1].position);
+    const dvec3 r(lower[0].position);
+    const dvec3 s(lower[1].position);
+    return {Cross(r - p, q - p), Cross(q - s, r - s)};
+}
+
+// Whatever already has its value is not written: the samples that a cut file left at zero stay
+// pages that take no memory.
+void SetNormal(GeoImageSample& sample, const vec3& normal) {
+    if (sample.normal != normal) sample.normal = normal;
+}
+
+// A sample's normal is the direction of the sum over the triangles around it.
+void ComputeNormals(GeoImage& mesh) {
+    for (std::int32_t r = 0; r < mesh.height; ++r) {
+        QuadNormals aboveLeft;
+        QuadNormals belowLeft;
+        for (std::int32_t c = 0; c < mesh.width; ++c) {
+            const QuadNormals above = NormalsOfQuad(mesh, r - 1, c);
+            const QuadNormals below = NormalsOfQuad(mesh, r, c);
+            const dvec3 sum = aboveLeft.second + above.first + above.second + belowLeft.first +
+                              belowLeft.second + below.first;
+            SetNormal(mesh.At(r, c), UnitNormal(sum));
+            aboveLeft = above;
+            belowLeft = below;
         }
     }
 }
@@ -59,22 +75,38 @@ GeoImage::~GeoImage() {
 }
 
 GeoImage::GeoImage(const GeoImage& other) {
-    *this = other;
-}
-
-GeoImage& GeoImage::operator=(const GeoImage& other) {
-    if (this == &other) return *this;
     if (SetSize(other.height, other.width) && samples != nullptr) {
         std::memcpy(static_cast<void*>(samples), other.samples,
                     sizeof(GeoImageSample) * other.Index(other.height, 0));
     }
+    CopyAttributes(other);
+}
+
+GeoImage::GeoImage(GeoImage&& other) noexcept
+    : width(std::exchange(other.width, 0)),
+      height(std::exchange(other.height, 0)),
+      samples(std::exchange(other.samples, nullptr)) {
+    CopyAttributes(other);
+}
+
+GeoImage& GeoImage::operator=(GeoImage other) noexcept {
+    std::swap(width, other.width);
+    std::swap(height, other.height);
+    std::swap(samples, other.samples);
+    std::swap(m_tokens, other.m_tokens);
+    std::swap(m_faceNormals, other.m_faceNormals);
+    m_faceNormalCount = 0;
+    CopyAttributes(other);
+    return *this;
+}
+
+void GeoImage::CopyAttributes(const GeoImage& other) {
     radius = other.radius;
     boundsMin = other.boundsMin;
     boundsMax = other.boundsMax;
     error = other.error;
     wrapColumns = other.wrapColumns;
     wrapRows = other.wrapRows;
-    return *this;
 }
 
 bool GeoImage::SetSize(int rows, int columns) {
@@ -96,25 +128,18 @@ bool GeoImage::SetSize(int rows, int columns) {
 void GeoImage::Finish(bool recomputeNormals) {
     ClearTokens();
     const std::size_t count = Index(height, 0);
-    if (recomputeNormals) {
-        for (std::size_t i = 0; i < count; ++i)
-            samples[i].normal = {};
-        AccumulateNormals(*this);
-    }
     if (count == 0) return;
+    if (recomputeNormals) ComputeNormals(*this);
     vec3 low = samples[0].position;
     vec3 high = low;
     double farthest = 0;
     for (std::size_t i = 0; i < count; ++i) {
         GeoImageSample& sample = samples[i];
-        sample.normal = UnitNormal(sample.normal);
+        if (!recomputeNormals) SetNormal(sample, UnitNormal(dvec3(sample.normal)));
         const vec3& p = sample.position;
         low = {std::min(low.x, p.x), std::min(low.y, p.y), std::min(low.z, p.z)};
         high = {std::max(high.x, p.x), std::max(high.y, p.y), std::max(high.z, p.z)};
-        const double x = p.x;
-        const double y = p.y;
-        const double z = p.z;
-        farthest = std::max(farthest, x * x + y * y + z * z);
+        farthest = std::max(farthest, Dot(dvec3(p), dvec3(p)));
     }
     boundsMin = low;
     boundsMax = high;

@@ -50,9 +50,11 @@ public:
     GeoImage() = default;
     GeoImage(int rows, int columns);  // samples uninitialised
     ~GeoImage();
-    // Copies everything but the tokens and the face-normal cache, which start empty.
+    // Copies and moves take everything but the tokens and the face-normal cache, which start empty.
+    // A copy that memory does not hold is an empty grid.
     GeoImage(const GeoImage& other);
-    GeoImage& operator=(const GeoImage& other);
+    GeoImage(GeoImage&& other) noexcept;
+    GeoImage& operator=(GeoImage other) noexcept;
 
     GeoImageSample& At(int row, int column) { return samples[Index(row, column)]; }
     const GeoImageSample& At(int row, int column) const { return samples[Index(row, column)]; }
@@ -64,13 +66,16 @@ public:
     // samples, sizes and error stay (the wrap flags may change, the tokens are emptied).
     bool Load(const std::string& path);
     // Writes a mesh file ("-": standard output). False, with one line, on failure; a file that
-    // could not be completed is removed.
+    // could not be completed is removed. Refused, before the file is touched, is what Load would
+    // refuse: an empty grid and positions so far out that their distance from the origin is no
+    // float.
     bool Save(const std::string& path, int codec) const;
     // Resamples source into destination (which may be the source itself) with the sizes rounded
     // up, 4 at least. filter: 0 nearest, 1 bilinear, 2 bilinear blended with a box mean. Corners
     // and borders stay. Wrap flags follow the source; bounds, radius and unit normals need a
-    // Finish. False: no source samples, above kMaxSamples or no memory (destination empty), or,
-    // with one line, an unknown filter (samples undefined).
+    // Finish. False: no source samples, above kMaxSamples or no memory (destination empty, but a
+    // mesh that is resized into itself stays), or, with one line, an unknown filter (samples
+    // undefined).
     static bool Resize(const GeoImage& source, GeoImage& destination, float rows, float columns,
                        int filter);
     // Call after samples changed: empties the tokens, recomputes normals if asked, makes every
@@ -83,6 +88,7 @@ public:
     std::int64_t ByteSize() const { return std::int64_t{32} * width * height + 72; }
     // Fills result with the edges between triangles facing and not facing the object-space point
     // (positiveSign false: facing reversed), and with the facing triangles when caps is set.
+    // Without memory the result is empty, after one line on standard error.
     void ExtractSilhouette(const vec3& point, SilhouetteResult& result, bool caps,
                            bool positiveSign);
 
@@ -103,6 +109,9 @@ private:
     // Blocks of a row of quads.
     std::size_t BlocksPerRow() const { return static_cast<std::size_t>(width + 2) / 4; }
     void FillFaceNormals();
+    void FillSilhouette(const vec3& point, SilhouetteResult& result, bool caps, bool positiveSign);
+    // Everything but the grid.
+    void CopyAttributes(const GeoImage& other);
 
     std::vector<NormalBlock> m_faceNormals;  // row by row
     std::size_t m_faceNormalCount = 0;

@@ -3,17 +3,18 @@
 #include "geometry/GeoImage.h"
 
 #include <algorithm>
-#include <cfloat>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <limits>
 #include <numbers>
-#include <utility>
+#include <optional>
 
 #include "geometry/Codec.h"
 #include "files/FileAccess.h"
 #include "geometry/FileHeader.h"
 #include "geometry/GridFile.h"
+#include "geometry/WithinMemory.h"
 #include "spatial/Truncate.h"
 
 namespace {
@@ -21,90 +22,68 @@ namespace {
 // Normals, texture coordinates and the error are 16.16 fixed point.
 constexpr double kFixedOne = 65536;
 
-// Which stream channels hold normal and texture coordinate; -1: not in the stream.
+// A field of the sample in the stream: its channel, and which of the bits count: all, or none for
+// a field that the stream does not hold.
+struct Source {
+    const std::int32_t* values;
+    std::int32_t mask;
+};
+
 struct Layout {
-    int normal = -1;
-    int texture = -1;
+    Source fields[8];  // in the order of GeoImageSample
+    bool hasNormals;
 };
 
-bool FindLayout(std::int32_t channels, Layout& layout) {
-    switch (channels) {
-        case 3:
-            layout = {-1, -1};
-            return true;
-        case 5:
-            layout = {-1, 3};
-            return true;
-        case 6:
-            layout = {3, -1};
-            return true;
-        case 8:
-            layout = {3, 6};
-            return true;
-        default:
-            return false;
+// Nothing when a mesh has no such number of channels.
+std::optional<Layout> FindLayout(const Codec& grid) {
+    const bool normals = grid.channels == 6 || grid.channels == 8;
+    const bool texture = grid.channels == 5 || grid.channels == 8;
+    if (!normals && !texture && grid.channels != 3) return {};
+    Layout layout{{}, normals};
+    std::size_t channel = 0;
+    for (int field = 0; field < 8; ++field) {
+        const bool present = field < 3 || (field < 6 ? normals : texture);
+        layout.fields[field] = {grid.data[present ? channel : 0].data(), present ? -1 : 0};
+        if (present) ++channel;
     }
+    return layout;
 }
 
-// Also true for an exponent that no float can follow: such positions would be infinite.
-bool PositionsOverflow(const Codec& grid, double scale) {
-    std::uint32_t largest = 0;
-    for (int c = 0; c < 3; ++c) {
-        for (const std::int32_t value : grid.data[static_cast<std::size_t>(c)]) {
-            const auto bits = static_cast<std::uint32_t>(value);
-            largest = std::max(largest, value < 0 ? 0U - bits : bits);
-        }
-    }
-    return !(largest * scale * std::numbers::sqrt3 <= double{FLT_MAX});
+// The unit of positions. Far beyond the range of float on both sides, where every coordinate but 0
+// is infinite or 0 anyway, it stays finite: 0 is 0 in any unit.
+double PositionScale(std::int32_t exponent) {
+    constexpr std::int32_t kLimit = 500;
+    return std::ldexp(1.0, -std::clamp(exponent, -kLimit, kLimit));
 }
 
-// One pass over the samples; the channels are read side by side. A null channel reads as zeros.
-struct ChannelPointers {
-    const std::int32_t* position[3];
-    const std::int32_t* normal[3];
-    const std::int32_t* texture[2];
-};
+// Whether all positions, and the radius that follows, are finite floats.
+bool PositionsFit(const Codec& grid, double scale) {
+    double farthest = 0;
+    for (std::size_t i = 0; i < grid.data[0].size(); ++i) {
+        const vec3 p(dvec3(grid.data[0][i], grid.data[1][i], grid.data[2][i]) * scale);
+        farthest = std::max(farthest, Dot(dvec3(p), dvec3(p)));
+    }
+    return std::isfinite(static_cast<float>(std::sqrt(farthest)));
+}
 
-template <bool kNormals, bool kTexture>
-void Convert(const ChannelPointers& in, double scale, GeoImageSample* samples, std::size_t count) {
+// Converts into zeroed samples. Those that are zero in the grid are not touched: where a cut file
+// left the grid empty, the mesh takes no memory either.
+void Convert(const Layout& layout, double scale, GeoImageSample* samples, std::size_t count) {
     constexpr float unit = 1 / static_cast<float>(kFixedOne);
     for (std::size_t i = 0; i < count; ++i) {
-        GeoImageSample& sample = samples[i];
-        sample.position = {static_cast<float>(in.position[0][i] * scale),
-                           static_cast<float>(in.position[1][i] * scale),
-                           static_cast<float>(in.position[2][i] * scale)};
-        if constexpr (kNormals) {
-            sample.normal = {static_cast<float>(in.normal[0][i]) * unit,
-                             static_cast<float>(in.normal[1][i]) * unit,
-                             static_cast<float>(in.normal[2][i]) * unit};
-        } else {
-            sample.normal = {};
+        std::int32_t v[8];
+        std::int32_t bits = 0;
+        for (std::size_t k = 0; k < 8; ++k) {
+            v[k] = layout.fields[k].values[i] & layout.fields[k].mask;
+            bits |= v[k];
         }
-        sample.u = kTexture ? static_cast<float>(in.texture[0][i]) * unit : 0;
-        sample.v = kTexture ? static_cast<float>(in.texture[1][i]) * unit : 0;
-    }
-}
-
-void ConvertGrid(const Codec& grid, const Layout& layout, double scale, GeoImageSample* samples) {
-    const auto channel = [&](int first, int k) {
-        return first < 0 ? nullptr : grid.data[static_cast<std::size_t>(first + k)].data();
-    };
-    ChannelPointers in{};
-    for (int k = 0; k < 3; ++k)
-        in.position[k] = channel(0, k);
-    for (int k = 0; k < 3; ++k)
-        in.normal[k] = channel(layout.normal, k);
-    for (int k = 0; k < 2; ++k)
-        in.texture[k] = channel(layout.texture, k);
-    const std::size_t count = grid.data[0].size();
-    if (layout.normal >= 0 && layout.texture >= 0) {
-        Convert<true, true>(in, scale, samples, count);
-    } else if (layout.normal >= 0) {
-        Convert<true, false>(in, scale, samples, count);
-    } else if (layout.texture >= 0) {
-        Convert<false, true>(in, scale, samples, count);
-    } else {
-        Convert<false, false>(in, scale, samples, count);
+        if (bits == 0) continue;
+        const auto position = [&](int k) { return static_cast<float>(v[k] * scale); };
+        const auto fixed = [&](int k) { return static_cast<float>(v[k]) * unit; };
+        samples[i].position = {position(0), position(1), position(2)};
+        samples[i].normal = {fixed(3), fixed(4), fixed(5)};
+        samples[i].u = fixed(6);
+        samples[i].v = fixed(7);
     }
 }
 
@@ -173,20 +152,22 @@ bool GeoImage::Load(const std::string& path) {
     CloseFile(fd);
     if (!read) return false;
 
-    Layout layout;
-    GeoImage fresh;
-    const double scale = std::ldexp(1.0, -std::max(header.exponent, -INT32_MAX));
-    if (!FindLayout(grid.channels, layout) || PositionsOverflow(grid, scale) ||
-        !fresh.SetSize(grid.height, grid.width)) {
+    const double scale = PositionScale(header.exponent);
+    const std::optional<Layout> layout = FindLayout(grid);
+    const std::size_t count = grid.data[0].size();
+    const bool good = layout && count <= kMaxSamples && PositionsFit(grid, scale);
+    void* const zeroed = good ? std::calloc(count, sizeof *samples) : nullptr;
+    if (zeroed == nullptr) {
         std::fprintf(stderr, "GeoImage::Load: file %s indecipherable\n", path.c_str());
         return false;
     }
-    ConvertGrid(grid, layout, scale, fresh.samples);
-    width = fresh.width;
-    height = fresh.height;
-    std::swap(samples, fresh.samples);
+    std::free(samples);
+    samples = static_cast<GeoImageSample*>(zeroed);
+    width = grid.width;
+    height = grid.height;
+    Convert(*layout, scale, samples, count);
     error = static_cast<float>(header.error / kFixedOne);
-    Finish(layout.normal < 0);
+    Finish(!layout->hasNormals);
     return true;
 }
 
@@ -196,7 +177,14 @@ bool GeoImage::Save(const std::string& path, int codec) const {
     header.exponent = PositionExponent(*this);
     header.wrapColumns = wrapColumns;
     header.wrapRows = wrapRows;
-    Codec grid;
-    FillGrid(*this, std::ldexp(1.0, header.exponent), grid);
-    return WriteGridFile("GeoImage::Save", path, header, grid, codec);
+    return WithinMemory("GeoImage::Save", [&] {
+        Codec grid;
+        FillGrid(*this, std::ldexp(1.0, header.exponent), grid);
+        if (samples == nullptr || !PositionsFit(grid, PositionScale(header.exponent))) {
+            std::fprintf(stderr, "GeoImage::Save: no file can hold the mesh for %s\n",
+                         path.c_str());
+            return false;
+        }
+        return WriteGridFile("GeoImage::Save", path, header, grid, codec);
+    });
 }

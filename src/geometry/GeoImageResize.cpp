@@ -7,6 +7,7 @@
 #include <cstring>
 #include <iostream>
 #include <optional>
+#include <utility>
 
 #include "geometry/Float4.h"
 
@@ -244,7 +245,7 @@ bool GeoImage::Resize(const GeoImage& source, GeoImage& destination, float rows,
     if (&source == &destination) {
         GeoImage resized;
         const bool done = Resize(source, resized, rows, columns, filter);
-        destination = resized;
+        if (resized.samples != nullptr) destination = std::move(resized);
         return done;
     }
     destination.wrapColumns = source.wrapColumns;

@@ -1,35 +1,24 @@
-// Loads, shares by name and counts the users of meshes or textures. One template serves both;
-// a resource type supplies ResourceTraits<T>: how to load one and how to reload in place.
+// Loads, shares by name and counts the users of meshes or textures. One template serves both; a
+// resource type supplies bool Load(name), which prints its own line on failure, and ReplaceContents.
 #pragma once
 
 #include <iostream>
 #include <cstdint>
 #include <map>
 #include <string>
+#include <utility>
 
 #include "geometry/GeoImage.h"
 #include "geometry/Texture.h"
 
-// bool Load(T& fresh, name): fills a new resource from its file; prints its own line on failure.
-// void Replace(T& existing, const T& fresh): new contents behind the old pointer.
-template <class T>
-struct ResourceTraits;
-
-template <>
-struct ResourceTraits<GeoImage> {
-    static bool Load(GeoImage& fresh, const std::string& name) { return fresh.Load(name); }
-    static void Replace(GeoImage& existing, const GeoImage& fresh) { existing = fresh; }
-};
-
-template <>
-struct ResourceTraits<Texture> {
-    static bool Load(Texture& fresh, const std::string& name) {
-        fresh.filter = true;
-        fresh.mipmap = true;
-        return fresh.Load(name);
-    }
-    static void Replace(Texture& existing, const Texture& fresh) { existing.TakeContents(fresh); }
-};
+// New contents, of a resource that is destroyed next, behind the old pointer. A mesh takes all of
+// them; a texture keeps the flags of its first load.
+inline void ReplaceContents(GeoImage& existing, GeoImage& fresh) {
+    existing = std::move(fresh);
+}
+inline void ReplaceContents(Texture& existing, Texture& fresh) {
+    existing.TakeContents(fresh);
+}
 
 // Owns every resource that it loaded. Holders keep plain pointers and register with AddRef.
 template <class T>

@@ -1,5 +1,6 @@
 // Bodies of ResourceManager; included by its header only.
 // Must not know what a resource is made of.
+#include <memory>
 #include <sstream>
 #include <utility>
 
@@ -29,19 +30,15 @@ T* ResourceManager<T>::Acquire(const std::string& name, bool reload) {
     T* const existing = found == m_byName.end() ? nullptr : found->second;
     if (existing != nullptr && !reload) return existing;
 
-    T* fresh = new T;
-    if (!ResourceTraits<T>::Load(*fresh, name)) {
-        delete fresh;
-        return existing;
-    }
+    auto fresh = std::make_unique<T>();
+    if (!fresh->Load(name)) return existing;
     if (existing != nullptr) {
-        ResourceTraits<T>::Replace(*existing, *fresh);
-        delete fresh;
+        ReplaceContents(*existing, *fresh);
         return existing;
     }
-    m_byName[name] = fresh;
-    m_nameOf[fresh] = name;
-    return fresh;
+    m_byName[name] = fresh.get();
+    m_nameOf[fresh.get()] = name;
+    return fresh.release();
 }
 
 template <class T>

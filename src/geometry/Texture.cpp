@@ -22,7 +22,8 @@ Texture::~Texture() {
 }
 
 Texture::Texture(const Texture& other) : filter(other.filter), mipmap(other.mipmap) {
-    TakeContents(other);
+    if (SetSize(other.width, other.height, other.channels) && pixels != nullptr)
+        std::memcpy(pixels, other.pixels, PixelBytes(other));
 }
 
 Texture::Texture(Texture&& other) noexcept
@@ -37,10 +38,7 @@ Texture::Texture(Texture&& other) noexcept
 }
 
 Texture& Texture::operator=(Texture other) noexcept {
-    std::swap(width, other.width);
-    std::swap(height, other.height);
-    std::swap(channels, other.channels);
-    std::swap(pixels, other.pixels);
+    SwapContents(other);
     std::swap(uploads, other.uploads);
     filter = other.filter;
     mipmap = other.mipmap;
@@ -65,8 +63,15 @@ bool Texture::SetSize(int columns, int rows, int channelCount) {
     return true;
 }
 
-void Texture::TakeContents(const Texture& other) {
+void Texture::TakeContents(Texture& other) {
+    SwapContents(other);
     uploads.clear();
-    if (this == &other || !SetSize(other.width, other.height, other.channels)) return;
-    if (pixels != nullptr) std::memcpy(pixels, other.pixels, PixelBytes(other));
+    other.uploads.clear();
+}
+
+void Texture::SwapContents(Texture& other) noexcept {
+    std::swap(width, other.width);
+    std::swap(height, other.height);
+    std::swap(channels, other.channels);
+    std::swap(pixels, other.pixels);
 }

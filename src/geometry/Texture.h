@@ -40,6 +40,10 @@ public:
     // Binary PGM when grey, else PPM, last row first ("-": standard output).
     // Follows no symbolic link and opens regular files only. False, silently, when it cannot open.
     bool SavePPM(const std::string& path) const;
-    // Takes size, channels and pixels of another image; flags stay, uploads are emptied.
-    void TakeContents(const Texture& other);
+    // Exchanges size, channels and pixels with another image; the flags of both stay, their uploads
+    // are emptied.
+    void TakeContents(Texture& other);
+
+private:
+    void SwapContents(Texture& other) noexcept;
 };

@@ -4,11 +4,12 @@
 
 #include <cstdio>
 #include <cstring>
-#include <vector>
+#include <string>
 
 #include "geometry/Codec.h"
 #include "geometry/FileHeader.h"
 #include "geometry/GridFile.h"
+#include "geometry/WithinMemory.h"
 #include "files/FileAccess.h"
 
 namespace {
@@ -37,14 +38,16 @@ bool TakeHeader(int fd, Texture& image) {
     }
 }
 
-// The top eight bits of every value, channels interleaved.
+// The top eight bits of every value, channels interleaved, into zeroed pixels. Zeros are not
+// written: where a cut file left the grid empty, the image takes no memory either.
 void TakeTopBytes(const Codec& grid, std::uint8_t* pixels) {
     const int shift = grid.bytesPerValue > 0 ? 8 * grid.bytesPerValue - 8 : 0;
     const std::size_t channels = grid.data.size();
     for (std::size_t c = 0; c < channels; ++c) {
-        const std::vector<std::int32_t>& values = grid.data[c];
+        const ZeroedArray<std::int32_t>& values = grid.data[c];
         for (std::size_t i = 0; i < values.size(); ++i) {
-            pixels[i * channels + c] = static_cast<std::uint8_t>(values[i] >> shift);
+            const auto byte = static_cast<std::uint8_t>(values[i] >> shift);
+            if (byte != 0) pixels[i * channels + c] = byte;
         }
     }
 }
@@ -92,9 +95,11 @@ bool Texture::Save(const std::string& path, int codec) const {
     TextureHeader header;
     header.filter = filter;
     header.mipmap = mipmap;
-    Codec grid;
-    FillGrid(*this, grid);
-    return WriteGridFile("Texture::Save", path, header, grid, codec);
+    return WithinMemory("Texture::Save", [&] {
+        Codec grid;
+        FillGrid(*this, grid);
+        return WriteGridFile("Texture::Save", path, header, grid, codec);
+    });
 }
 
 std::string Texture::UprightBytes() const {

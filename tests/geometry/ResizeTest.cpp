@@ -146,6 +146,7 @@ TEST(Resize, CopiesAMeshOfTheWantedSizeAndResizesInPlace) {
     EXPECT_TRUE(apart.wrapColumns && !apart.wrapRows);
     EXPECT_TRUE(GeoImage::Resize(source, source, 5.5F, 12, 2));
     EXPECT_TRUE(SameBits(source, apart));
+    EXPECT_TRUE(source.error == 0 && source.wrapColumns) << "what it was resized through";
 }
 
 TEST(Resize, RefusesWhatNoMeshCanBe) {
@@ -168,7 +169,8 @@ TEST(Resize, RefusesWhatNoMeshCanBe) {
         EXPECT_FALSE(GeoImage::Resize(source, result, odd, 4096, 1));
         EXPECT_TRUE(result.samples == nullptr && result.width == 0);
     }
+    const GeoImage before = source;
     EXPECT_FALSE(GeoImage::Resize(source, source, kInfinity, nan, 1));
-    EXPECT_EQ(source.samples, nullptr);
-    EXPECT_FALSE(GeoImage::Resize(source, result, 9, 9, 1)) << "an empty source";
+    EXPECT_TRUE(SameBits(source, before)) << "the caller keeps its mesh";
+    EXPECT_FALSE(GeoImage::Resize(GeoImage(), result, 9, 9, 1));
 }

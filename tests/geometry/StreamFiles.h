@@ -7,6 +7,10 @@
 #include <initializer_list>
 #include <string>
 
+#include "support/TempFile.h"
+
+inline constexpr const char* kPrematureEnd = "Codec::ReadInt: premature EOF\n";
+
 inline std::string Word(std::int64_t value) {
     std::string bytes;
     for (int shift = 24; shift >= 0; shift -= 8)
@@ -21,40 +25,25 @@ inline std::string Words(std::initializer_list<std::int64_t> values) {
     return bytes;
 }
 
-inline std::string OneByte(int value) {
-    return std::string(1, static_cast<char>(value));
-}
-
 inline std::string Gzip(const std::string& bytes) {
-    z_stream stream{};
-    deflateInit2(&stream, 9, Z_DEFLATED, 15 + 16, 8, Z_DEFAULT_STRATEGY);
-    std::string out(deflateBound(&stream, bytes.size()), '\0');
-    stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(bytes.data()));
-    stream.avail_in = static_cast<uInt>(bytes.size());
-    stream.next_out = reinterpret_cast<Bytef*>(out.data());
-    stream.avail_out = static_cast<uInt>(out.size());
-    deflate(&stream, Z_FINISH);
-    out.resize(stream.total_out);
-    deflateEnd(&stream);
-    return out;
+    const TempDir dir;
+    const gzFile file = gzopen(dir.File("z").c_str(), "wb9");
+    gzwrite(file, bytes.data(), static_cast<unsigned>(bytes.size()));
+    gzclose(file);
+    return dir.Read("z");
 }
 
 inline std::string Gunzip(const std::string& bytes) {
-    z_stream stream{};
-    inflateInit2(&stream, 15 + 16);
-    std::string out(1 << 22, '\0');
-    stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(bytes.data()));
-    stream.avail_in = static_cast<uInt>(bytes.size());
-    stream.next_out = reinterpret_cast<Bytef*>(out.data());
-    stream.avail_out = static_cast<uInt>(out.size());
-    inflate(&stream, Z_FINISH);
-    out.resize(stream.total_out);
-    inflateEnd(&stream);
+    const TempDir dir;
+    const gzFile file = gzopen(dir.Write("z", bytes).c_str(), "rb");
+    std::string out(1 << 20, '\0');
+    out.resize(static_cast<std::size_t>(gzread(file, out.data(), 1 << 20)));
+    gzclose(file);
     return out;
 }
 
 // The header of a codec stream, uncompressed.
 inline std::string StreamHeader(std::int64_t codec, std::int64_t width, std::int64_t height,
                                 std::int64_t channels, int bits) {
-    return Words({codec, width, height, channels}) + OneByte(bits);
+    return Words({codec, width, height, channels}) + static_cast<char>(bits);
 }

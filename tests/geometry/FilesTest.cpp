@@ -1,0 +1,380 @@
+// Mesh and texture files byte by byte: what is written, read and refused, and from where.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cmath>
+#include <csignal>
+#include <filesystem>
+
+#include "geometry/Codec.h"
+#include "geometry/GeoImage.h"
+#include "geometry/ResourceManager.h"
+#include "geometry/StreamFiles.h"
+#include "support/Capture.h"
+
+namespace {
+
+const std::string kEnd = kPrematureEnd;
+
+GeoImage MeshOf(std::initializer_list<GeoImageSample> samples) {
+    GeoImage mesh(1, static_cast<int>(samples.size()));
+    std::copy(samples.begin(), samples.end(), mesh.samples);
+    return mesh;
+}
+
+std::string MeshFile(std::int64_t exponent, char flags, const std::string& stream) {
+    return "sNMM" + Words({2, 0, exponent}) + flags + Gzip(stream);
+}
+std::string TextureFile(char flags, const std::string& stream) {
+    return "sTX2" + Word(1) + flags + Gzip(stream);
+}
+
+// Made by hand. Everything is cut off toward zero: positions are in units of 2^-29, the rest of
+// 2^-16.
+const std::string kMesh = "sNMM" + Words({2, -49152, 29}) + '\1' +
+                          Gzip(StreamHeader(1, 2, 1, 8, 32) +
+                               Words({268435456, -536870, -1610612736, 39321, -52428, 0, 65535,
+                                      -65536, 0, 536870, -1, 0, 0, 65536, 0, 131072}));
+const GeoImageSample kFirst{{0.5F, -0.001F, -3}, {0.6F, -0.8F, 1e-5F}, 0.99999F, -1.00001F};
+const GeoImageSample kSecond{{0, 0.001F, -3.5e-9F}, {0, 0, 1}, 0, 2};
+const std::string kTexture = TextureFile(1, StreamHeader(1, 1, 2, 3, 8) + "\x01\x80\xFE\xFFxy");
+
+// Runs the body with another file behind a standard descriptor and expects it to be open still.
+void Redirected(int standard, int fd, const std::function<void()>& body) {
+    const int before = dup(standard);
+    dup2(fd, standard);
+    close(fd);
+    body();
+    EXPECT_NE(fcntl(standard, F_GETFD), -1);
+    dup2(before, standard);
+    close(before);
+}
+
+// Runs the body; a call that waits is interrupted after 3 ms and, with again, as often as that.
+void Interrupted(bool again, const std::function<void()>& body) {
+    struct sigaction action {};
+    action.sa_handler = [](int) {};
+    sigaction(SIGALRM, &action, nullptr);
+    ualarm(3000, again ? 3000 : 0);
+    body();
+    ualarm(0, 0);
+}
+
+// Leaves no descriptor open.
+class Files : public testing::Test {
+protected:
+    const TempDir m_dir;
+    const std::ptrdiff_t m_descriptors = Descriptors();
+
+    void TearDown() override { EXPECT_EQ(Descriptors(), m_descriptors); }
+    static std::ptrdiff_t Descriptors() {
+        return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+    }
+    int Open(const std::string& bytes) const {
+        return open(m_dir.Write("input", bytes).c_str(), O_RDONLY);
+    }
+};
+
+TEST_F(Files, EveryByteOfAMesh) {
+    GeoImage mesh = MeshOf({kFirst, kSecond});
+    mesh.error = -0.75001F;
+    mesh.wrapColumns = true;
+    ASSERT_TRUE(mesh.Save(m_dir.File("m"), CODEC_FLAT));
+    EXPECT_TRUE(m_dir.Read("m") == kMesh);
+    GeoImage loaded(2, 2);
+    loaded.wrapRows = true;
+    loaded.AddToken(3);
+    ASSERT_TRUE(loaded.Load(m_dir.Write("m", kMesh)));
+    ASSERT_TRUE(loaded.width == 2 && loaded.height == 1 && !loaded.HasToken(3));
+    EXPECT_TRUE(loaded.error == -0.75F && loaded.wrapColumns && !loaded.wrapRows);
+    const GeoImageSample& first = loaded.samples[0];
+    EXPECT_EQ(first.position, vec3(0.5F, -536870 / 536870912.0F, -3));
+    EXPECT_LT(Length(first.normal - vec3(0.6F, -0.8F, 0)), 1e-5F);
+    EXPECT_TRUE(first.u == 65535 / 65536.0F && first.v == -1);
+    EXPECT_EQ(loaded.samples[1].normal, vec3(0, 0, 1));
+    EXPECT_EQ(loaded.boundsMax, vec3(0.5F, 536870 / 536870912.0F, -1 / 536870912.0F));
+
+    // Every axis counts for the exponent, whatever its sign.
+    for (const auto& [largest, exponent] : {std::pair{1.0F, 30},
+                                            {-3, 29},
+                                            {0, 0},
+                                            {-2147483648.0F, -1},
+                                            {1e-30F, 130},
+                                            {-3.4e38F, -97},
+                                            {NAN, 0}}) {
+        for (float vec3::*const axis : {&vec3::x, &vec3::y, &vec3::z}) {
+            GeoImage point = MeshOf({{}, {}});
+            point.samples[1].position.*axis = largest;
+            point.wrapRows = true;
+            ASSERT_TRUE(point.Save(m_dir.File("m"), CODEC_FLAT));
+            EXPECT_EQ(m_dir.Read("m").substr(0, 17), "sNMM" + Words({2, 0, exponent}) + "\2");
+            ASSERT_TRUE(loaded.Load(m_dir.File("m")));
+            EXPECT_FLOAT_EQ(loaded.samples[1].position.*axis, std::isnan(largest) ? 0 : largest);
+        }
+    }
+}
+
+TEST_F(Files, EveryByteOfATexture) {
+    Texture image;
+    ASSERT_TRUE(image.Load(m_dir.Write("t", kTexture)));
+    ASSERT_TRUE(image.width == 1 && image.height == 2 && image.channels == 3);
+    EXPECT_EQ(std::string(reinterpret_cast<char*>(image.pixels), 6), "\x01\x80\xFE\xFFxy");
+    EXPECT_TRUE(image.filter && !image.mipmap && !image.WantsMipmaps());
+    ASSERT_TRUE(image.Save(m_dir.File("again"), CODEC_FLAT));
+    EXPECT_TRUE(m_dir.Read("again") == kTexture);
+    // The older kind has neither version nor flags; of wide values the upper byte counts.
+    image.uploads[&image] = 1;
+    const std::string wide = StreamHeader(1, 1, 1, 2, 16) + std::string("\xAB\x01\x7F\xFF", 4);
+    ASSERT_TRUE(image.Load(m_dir.Write("t", "sTXT" + Gzip(wide))));
+    EXPECT_TRUE(image.pixels[0] == 0xAB && image.pixels[1] == 0x7F && image.uploads.empty());
+    EXPECT_TRUE(image.filter && !image.mipmap);
+    ASSERT_TRUE(image.Load(m_dir.Write("t", "sTX2" + Word(0) + Gzip(wide))));
+    EXPECT_TRUE(image.filter && !image.mipmap);
+    ASSERT_TRUE(image.Load(m_dir.Write("t", TextureFile(2, wide))));
+    EXPECT_TRUE(!image.filter && image.WantsMipmaps());
+    ASSERT_TRUE(image.Save(m_dir.File("again"), CODEC_FLAT));
+    EXPECT_EQ(m_dir.Read("again").substr(0, 9), "sTX2" + Word(1) + "\2");
+}
+
+TEST_F(Files, OlderVersionsAndChannelsOfMeshes) {
+    constexpr std::int64_t kOne = 65536;
+    std::string body = StreamHeader(1, 2, 2, 5, 32);
+    for (int i = 0; i < 4; ++i)
+        body += Words({4 + 2 * (i % 2), 6 + i / 2 * 2, 8, i % 2 * kOne / 4, i / 2 * kOne / 2});
+    GeoImage mesh;
+    mesh.wrapRows = mesh.wrapColumns = true;
+    ASSERT_TRUE(mesh.Load(m_dir.Write("f", "sNMM" + Words({1, 98304, 1}) + Gzip(body))));
+    EXPECT_TRUE(mesh.wrapRows && mesh.wrapColumns) << "only version 2 carries the flags";
+    EXPECT_EQ(mesh.error, 1.5F);
+    const GeoImageSample& last = mesh.At(1, 1);
+    EXPECT_TRUE(last.position == vec3(3, 4, 4) && last.normal == vec3(0, 0, -1));
+    EXPECT_TRUE(last.u == 0.25F && last.v == 0.5F);
+    EXPECT_TRUE(mesh.boundsMin == vec3(2, 3, 4) && mesh.boundsMax == vec3(3, 4, 4));
+    // A negative version counts as 0: no error, no exponent, 16.16 positions.
+    body = StreamHeader(1, 1, 1, 6, 32) + Words({kOne, 2 * kOne, 0, 0, 3 * kOne, 4 * kOne});
+    ASSERT_TRUE(mesh.Load(m_dir.Write("f", "sNMM" + Word(-5) + Gzip(body))));
+    EXPECT_TRUE(mesh.error == 0 && mesh.samples[0].position == vec3(1, 2, 0));
+    EXPECT_LT(Length(mesh.samples[0].normal - vec3(0, 0.6F, 0.8F)), 1e-6F);
+    EXPECT_TRUE(mesh.samples[0].u == 0 && mesh.samples[0].v == 0);
+    body = StreamHeader(1, 1, 1, 3, 16) + std::string("\xFF\xFE\0\0\0\1", 6);
+    ASSERT_TRUE(mesh.Load(m_dir.Write("f", MeshFile(1, 0, body))));
+    EXPECT_EQ(mesh.samples[0].position, vec3(-1, 0, 0.5F));
+    EXPECT_FALSE(mesh.wrapRows || mesh.wrapColumns);
+    // An exponent beyond all floats makes positions 0, and 0 is 0 in any unit.
+    const std::string one = StreamHeader(1, 1, 1, 8, 32) + std::string(32, '\1');
+    ASSERT_TRUE(mesh.Load(m_dir.Write("f", MeshFile(2000000000, 0, one))));
+    EXPECT_TRUE(mesh.radius == 0 && mesh.samples[0].u > 0);
+    body = StreamHeader(1, 1, 1, 8, 32) + std::string(12, '\0') + std::string(20, '\1');
+    ASSERT_TRUE(mesh.Load(m_dir.Write("f", MeshFile(-2000, 0, body))));
+    EXPECT_TRUE(mesh.radius == 0 && mesh.samples[0].u > 0);
+}
+
+// What is refused leaves one line and the contents as they were.
+TEST_F(Files, RefusedOnesLeaveEverythingAsItWas) {
+    GeoImage mesh = MeshOf({kFirst, kSecond});
+    mesh.error = 2;
+    Texture image;
+    ASSERT_TRUE(image.SetSize(3, 3, 2));
+    const GeoImageSample* const samples = mesh.samples;
+    const std::uint8_t* const pixels = image.pixels;
+    // "*" in the message stands for the path.
+    const auto refuses = [&](bool isMesh, const std::string& path, std::string message) {
+        if (const auto at = message.find('*'); at != message.npos) message.replace(at, 1, path);
+        mesh.AddToken(1);
+        EXPECT_EQ(CaptureStderr([&] { EXPECT_FALSE(isMesh ? mesh.Load(path) : image.Load(path)); }),
+                  message + "\n");
+        EXPECT_EQ(Descriptors(), m_descriptors) << message;
+        EXPECT_TRUE(mesh.samples == samples && mesh.error == 2 && mesh.HasToken(1) != isMesh);
+        EXPECT_TRUE(image.pixels == pixels && image.width == 3 && image.filter && image.mipmap);
+    };
+    mkfifo(m_dir.File("pipe").c_str(), 0666);
+    for (const char* name : {"none", "", "pipe", "../../dev/zero"}) {
+        refuses(true, m_dir.File(name), "GeoImage::Load: could not open file *");
+        refuses(false, m_dir.File(name), "Texture::Load: could not open file *");
+    }
+    const std::string one = StreamHeader(1, 1, 1, 8, 32) + std::string(32, '\1');
+    const std::string none = "GeoImage::Load: file * not a PALLIX GeoImage";
+    const std::string odd = "GeoImage::Load: file * indecipherable";
+    using Case = std::pair<std::string, std::string>;
+    for (const auto& [bytes, message] : {
+             Case{"", none},
+             {"sNMX" + kMesh, none},
+             {kMesh.substr(0, 8), "GeoImage::Load: read of * failed in header"},
+             {kMesh.substr(0, 12), "GeoImage::Load: read of * failed in header"},
+             {"sNMM" + Word(3) + kMesh,
+              "GeoImage::Load: file * version 3, I only know version 2 and lower"},
+             {"sNMM", kEnd + "Codec::Load: unknown codec 0"},
+             {MeshFile(20, 3, StreamHeader(1, 1, 1, 0, 8)),
+              "Codec::Load: invalid image dimensions (1x1x0x8bpp)"},
+             {MeshFile(20, 0, StreamHeader(1, 1, 1, 4, 8) + "1234"), odd},
+             {MeshFile(20, 0, StreamHeader(1, 1, 1, 7, 8) + "1234567"), odd},
+             {MeshFile(20, 0, StreamHeader(1, 4096, 4097, 3, 8)), kEnd + odd},
+             {MeshFile(-2000000000, 0, one), odd},
+             {MeshFile(INT32_MIN, 0, one), odd},
+             {MeshFile(-104, 0, one), odd},
+             {"sTX3abc", "Texture::Load: file not a Texture - sTX3?"},
+             {"sT", "Texture::Load: file not a Texture - sT?"},
+             {"sTX2" + Word(2), "Texture::Load: file version 2, I only know version 1 and lower"},
+             {"sTXT" + Gzip(StreamHeader(1, 1, 1, 5, 8) + "12345"),
+              "Texture::Load: nonsensical channel count 5"},
+             {"sTXT" + Gzip(Word(4)), "Codec::Load: unknown codec 4"},
+         }) {
+        refuses(!bytes.starts_with("sT"), m_dir.Write("f", bytes), message);
+    }
+    // What ends early is good: zeros follow.
+    m_dir.Write("f", MeshFile(20, 0, one.substr(0, 21)));
+    EXPECT_EQ(CaptureStderr([&] { EXPECT_TRUE(mesh.Load(m_dir.File("f"))); }), kEnd);
+    EXPECT_TRUE(mesh.samples[0].position.x > 0 && mesh.samples[0].position.y == 0);
+}
+
+TEST_F(Files, SavesWhatCanBeLoadedAndLeavesNoHalves) {
+    GeoImage mesh = MeshOf({kFirst, kSecond});
+    Texture image;
+    ASSERT_TRUE(image.Load(m_dir.Write("t", kTexture)));
+    const auto said = [&](bool isMesh, const std::string& path, int codec) {
+        return CaptureStderr(
+            [&] { EXPECT_FALSE(isMesh ? mesh.Save(path, codec) : image.Save(path, codec)); });
+    };
+    const std::string file = m_dir.File("f");
+    for (const std::string& path : {m_dir.Path(), std::string("/dev/full")}) {
+        EXPECT_EQ(said(true, path, 1), "GeoImage::Save: could not open file " + path + "\n");
+        EXPECT_EQ(said(false, path, 1), "Texture::Save: could not open file " + path + "\n");
+    }
+    for (const bool isMesh : {true, false}) {
+        m_dir.Write("f", "old");
+        EXPECT_EQ(said(isMesh, file, 9), "Codec::Save: unknown codec 9\n");
+        EXPECT_FALSE(std::filesystem::exists(file));
+    }
+    // Far out on one axis a mesh has a finite radius, at a far corner it has none.
+    m_dir.Write("f", std::string(100000, 'x'));
+    for (const vec3& corner : {vec3(3e38F, 3e38F, 3e38F), vec3(2e38F, -2.8e38F, 0)}) {
+        mesh.samples[0].position = corner;
+        EXPECT_EQ(said(true, file, 1),
+                  "GeoImage::Save: no file can hold the mesh for " + file + "\n");
+    }
+    EXPECT_NE(CaptureStderr([&] { EXPECT_FALSE(GeoImage().Save(file, CODEC_FLAT)); }), "");
+    EXPECT_EQ(m_dir.Read("f").size(), 100000U) << "untouched";
+    mesh.samples[0].position = {3.4e38F, 0, 0};
+    ASSERT_TRUE(mesh.Save(file, CODEC_FLAT) && mesh.Load(file));
+    EXPECT_LT(m_dir.Read("f").size(), 1000U);
+
+    // New files have the usual rights; links are followed.
+    const mode_t mask = umask(027);
+    std::filesystem::create_symlink("target", m_dir.File("link"));
+    ASSERT_TRUE(mesh.Save(m_dir.File("link"), CODEC_FLAT));
+    umask(mask);
+    EXPECT_TRUE(std::filesystem::is_symlink(m_dir.File("link")));
+    struct stat status;
+    ASSERT_EQ(stat(m_dir.File("target").c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, 0640U);
+}
+
+TEST_F(Files, StandardStreamsWholePiecemealAndInterrupted) {
+    GeoImage mesh;
+    Texture image;
+    Redirected(0, Open(kMesh), [&] { EXPECT_TRUE(mesh.Load("-") && mesh.width == 2); });
+    Redirected(0, Open(kTexture), [&] { EXPECT_TRUE(image.Load("-") && image.height == 2); });
+    EXPECT_EQ(CaptureStderr([&] {
+                  Redirected(0, Open("sNMX"), [&] { EXPECT_FALSE(mesh.Load("-")); });
+                  Redirected(0, Open("sTXT"), [&] { EXPECT_FALSE(image.Load("-")); });
+                  const int directory = open("/", O_RDONLY);
+                  Redirected(0, directory, [&] { EXPECT_FALSE(image.Load("-")); });
+              }),
+              "GeoImage::Load: file - not a PALLIX GeoImage\n" + kEnd +
+                  "Codec::Load: unknown codec 0\nTexture::Load: Is a directory\n");
+    EXPECT_EQ(CaptureStdout([&] {
+                  std::printf("before");
+                  EXPECT_TRUE(image.Save("-", CODEC_FLAT) && image.SavePPM("-"));
+                  CaptureStderr([&] { EXPECT_FALSE(image.Save("-", 9)); });
+                  std::printf("after");
+              }),
+              "before" + kTexture + "P6\n1 2\n255\n\xFFxy\x01\x80\xFE" + kTexture.substr(0, 9) +
+                  Gzip("") + "after");
+
+    // In the packed stream an interruption would be the end: only the header is late.
+    const std::string file = m_dir.Write("slow", kTexture);
+    FILE* pipe =
+        popen(("sleep 0.02; head -c 3 " + file + "; sleep 0.02; tail -c +4 " + file).c_str(), "r");
+    Interrupted(false,
+                [&] { Redirected(0, dup(fileno(pipe)), [&] { EXPECT_TRUE(image.Load("-")); }); });
+    pclose(pipe);
+    ASSERT_TRUE(image.SetSize(300, 400, 3));
+    for (int i = 0; i < 300 * 400 * 3; ++i)
+        image.pixels[i] = static_cast<std::uint8_t>(i * 7 / 5);
+    pipe = popen(("sleep 0.03; cat >" + file).c_str(), "w");
+    Interrupted(
+        true, [&] { Redirected(1, dup(fileno(pipe)), [&] { EXPECT_TRUE(image.SavePPM("-")); }); });
+    pclose(pipe);
+    EXPECT_TRUE(m_dir.Read("slow") == "P6\n300 400\n255\n" + image.UprightBytes());
+}
+
+// A header may claim the largest grid of all and nothing more come.
+TEST_F(Files, MemoryGrowsWithTheDataThatArrives) {
+#ifdef __SANITIZE_THREAD__
+    GTEST_SKIP() << "its own records grow with every page that is read";
+#endif
+    for (const std::string& bytes :
+         {MeshFile(0, 0, StreamHeader(1, 4096, 4096, 8, 32)),
+          MeshFile(0, 0, StreamHeader(2, 4096, 4096, 3, 32) + Words({4096, 4096})),
+          TextureFile(0, StreamHeader(1, 4096, 4096, 4, 16))}) {
+        const std::string file = m_dir.Write("f", bytes);
+        const auto loadedInMebibytes = [&] {
+            std::fclose(stderr);
+            rusage before{};
+            getrusage(RUSAGE_SELF, &before);
+            GeoImage mesh;
+            Texture image;
+            if (bytes[1] == 'N' ? !mesh.Load(file) : !image.Load(file)) return 255L;
+            if (mesh.width + image.width != 4096) return 254L;
+            rusage after{};
+            getrusage(RUSAGE_SELF, &after);
+            return std::min((after.ru_maxrss - before.ru_maxrss) / 1024, 253L);
+        };
+        EXPECT_EXIT(
+            _exit(static_cast<int>(loadedInMebibytes())),
+            [](int status) { return WIFEXITED(status) && WEXITSTATUS(status) < 100; }, "");
+    }
+}
+
+TEST_F(Files, ResourcesKeepTheirPointerAndWhatAFailedReloadCannotReplace) {
+    ResourceManager<GeoImage> meshes("mesh");
+    ResourceManager<Texture> textures("texture");
+    const std::string meshFile = m_dir.Write("m", kMesh);
+    const std::string textureFile = m_dir.Write("t", "sTXT" + kTexture.substr(9));
+    GeoImage* mesh = meshes.Acquire(meshFile, false);
+    Texture* texture = textures.Acquire(textureFile, false);
+    ASSERT_TRUE(mesh != nullptr && texture != nullptr);
+    EXPECT_TRUE(texture->filter && texture->mipmap);
+    meshes.AddRef(mesh);
+    mesh->AddToken(1);
+    texture->uploads[&textures] = 1;
+    m_dir.Write("m", "sNMM");
+    m_dir.Write("t", "sTXT");
+    CaptureStderr([&] {
+        EXPECT_EQ(meshes.Acquire(meshFile, true), mesh);
+        EXPECT_EQ(textures.Acquire(textureFile, true), texture);
+        EXPECT_EQ(meshes.Acquire(m_dir.File("none"), true), nullptr);
+    });
+    EXPECT_TRUE(mesh->width == 2 && mesh->HasToken(1) && !meshes.Knows(m_dir.File("none")));
+    EXPECT_TRUE(texture->height == 2 && texture->uploads.size() == 1);
+    m_dir.Write("m", MeshFile(0, 2, StreamHeader(1, 1, 1, 3, 8) + "\1\2\3"));
+    m_dir.Write("t", TextureFile(0, StreamHeader(1, 1, 1, 1, 8) + "z"));
+    EXPECT_EQ(meshes.Acquire(meshFile, false)->width, 2);
+    EXPECT_EQ(meshes.Acquire(meshFile, true), mesh);
+    EXPECT_EQ(textures.Acquire(textureFile, true), texture);
+    EXPECT_TRUE(mesh->width == 1 && mesh->wrapRows && !mesh->wrapColumns && mesh->radius > 3);
+    EXPECT_TRUE(mesh->boundsMax == vec3(1, 2, 3) && mesh->error == 0 && !mesh->HasToken(1));
+    EXPECT_TRUE(texture->pixels[0] == 'z' && texture->channels == 1 && texture->uploads.empty());
+    EXPECT_TRUE(texture->filter && texture->mipmap) << "flags stay";
+    meshes.AddRef(mesh);
+    EXPECT_TRUE(!meshes.Release(mesh) && meshes.Release(mesh) && !meshes.Release(nullptr));
+    EXPECT_FALSE(meshes.Knows(meshFile));
+    EXPECT_TRUE(textures.Release(texture)) << "never counted: gone at once";
+}
+
+}  // namespace
