@@ -12,6 +12,7 @@
 
 #include "geometry/Float4.h"
 #include "geometry/GeoImage.h"
+#include "geometry/WithinMemory.h"
 
 namespace {
 
@@ -259,6 +260,15 @@ void GeoImage::FillFaceNormals() {
 
 void GeoImage::ExtractSilhouette(const vec3& point, SilhouetteResult& result, bool caps,
                                  bool positiveSign) {
+    const bool done = WithinMemory("GeoImage::ExtractSilhouette", [&] {
+        FillSilhouette(point, result, caps, positiveSign);
+        return true;
+    });
+    if (!done) result = {};
+}
+
+void GeoImage::FillSilhouette(const vec3& point, SilhouetteResult& result, bool caps,
+                              bool positiveSign) {
     result.edges.clear();
     result.caps.clear();
     if (!HasToken(kFaceNormalToken)) {

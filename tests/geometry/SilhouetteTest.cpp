@@ -7,10 +7,14 @@
 #include <array>
 #include <random>
 #include <set>
+#include <string>
 #include <tuple>
 
 #include "geometry/GeoImage.h"
+#include "support/Capture.h"
 #include "support/TestMeshes.h"
+
+extern thread_local int allocationsLeft;
 
 namespace {
 
@@ -149,6 +153,28 @@ TEST(Silhouette, KeepsFaceNormalsUntilTheMeshChanges) {
     EXPECT_FALSE(mesh.HasToken(GeoImage::kFaceNormalToken));
     mesh.ExtractSilhouette({0, 0, -1}, result, true, true);
     EXPECT_TRUE(result.caps.empty());
+}
+
+// Shadows are left out, one line a call says so, and the next call with memory finds all.
+TEST(Silhouette, IsEmptyWhereMemoryEnds) {
+    std::mt19937 random(12);
+    GeoImage mesh;
+    while (mesh.height < 5 || mesh.width < 5)
+        mesh = RandomMesh(random, true, false);
+    const Twin twin(mesh, {1, 2, 3}, true);
+    int failures = 0;
+    for (std::string said = "some"; !said.empty(); ++failures) {
+        SilhouetteResult result;
+        result.caps.resize(1);
+        said = CaptureStderr([&] {
+            allocationsLeft = failures;
+            mesh.ExtractSilhouette({1, 2, 3}, result, true, true);
+            allocationsLeft = -1;
+        });
+        EXPECT_TRUE(said.empty() || said == "GeoImage::ExtractSilhouette: out of memory\n");
+        ExpectSame(result, said.empty() ? twin.result : SilhouetteResult());
+    }
+    EXPECT_GT(failures, 5);
 }
 
 }  // namespace
