@@ -1,6 +1,8 @@
 #!/bin/sh
 # usage: tools/make_many_scene.sh >scenes/many
 # Five thousand objects spread over a cube, coloured by their place in it.
+. "$(dirname "$0")/scene_parts.sh"
+
 cat <<'HEAD'
 # Five thousand objects in a cube of half side 60, coloured by where they are: red grows with x,
 # green with y, blue with z. Made by tools/make_many_scene.sh. All are children of the room, whose
@@ -17,19 +19,9 @@ light set sun pos -300,500,400
 light set sun color 0.8,0.8,0.8
 light set sun falloff 1,0,0
 light set sun shadowlen 60
-
-object night
-set mesh meshes/heaven
-set shadow no
-shader new
-shader set lit no
-shader set faces back
-shader set texture textures/sky_night
-set shade base
-
-shader new
-shader set shininess 40
 HEAD
+sky night heaven
+shiny
 awk '
 # Multiplicative congruences: the same places on every machine.
 function random() { seed = (seed * 16807) % 2147483647; return seed / 2147483647 }
@@ -54,12 +46,5 @@ BEGIN {
                 i, mesh[1 + i % 4], x[i - 1], y[i - 1], z[i - 1]
     }
 }'
-cat <<'TAIL'
-
-# The camera path winds through the cube.
-set _cam/c point 0,0,0
-set _cam/k point 0.006,0.008,0.005
-set _cam/p point 58,50,66
-set _cam/o point 4.71,1.57,1.57
-set _cam/t point 0.3,0.5,0.6
-TAIL
+camera_path "The camera path winds through the cube." \
+    0,0,0 0.006,0.008,0.005 58,50,66 4.71,1.57,1.57 0.3,0.5,0.6

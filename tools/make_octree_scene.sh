@@ -2,6 +2,8 @@
 # usage: tools/make_octree_scene.sh >scenes/octree
 # A spiral galaxy of 400 direct children of one room: the octree of the room decides which of them
 # are visited at all.
+. "$(dirname "$0")/scene_parts.sh"
+
 cat <<'HEAD'
 # Hundreds of objects in one room; made by tools/make_octree_scene.sh. Watch the V field of the
 # statistics line while you turn away or fly inside (p): the room's octree lets the renderer visit
@@ -18,15 +20,9 @@ light set far falloff 1,0,0
 light set core pos 0,1.5,0
 light set core color 1,0.9,0.7
 light set core falloff 0.3,0,0.02
-
-object night
-set mesh meshes/sky
-set shadow no
-shader new
-shader set lit no
-shader set faces back
-shader set texture textures/sky_night
-set shade base
+HEAD
+sky night sky
+cat <<'CORE'
 
 object core
 set mesh meshes/flare
@@ -39,10 +35,8 @@ shader set color 1,0.85,0.6
 shader set blend add
 shader set depth no
 set shade blend
-
-shader new
-shader set shininess 40
-HEAD
+CORE
+shiny
 awk 'BEGIN {
     split("bead pebble ball", mesh, " ")
     for (i = 0; i < 400; i++) {
@@ -59,12 +53,5 @@ awk 'BEGIN {
         print "set shade light"
     }
 }'
-cat <<'TAIL'
-
-# The camera path dives through the disc.
-set _cam/c point 0,1.5,0
-set _cam/k point 0.012,0.019,0.012
-set _cam/p point 11,5,11
-set _cam/o point 0,0.5,1.57
-set _cam/t point 0.8,0,0.2
-TAIL
+camera_path "The camera path dives through the disc." \
+    0,1.5,0 0.012,0.019,0.012 11,5,11 0,0.5,1.57 0.8,0,0.2

@@ -2,6 +2,8 @@
 # usage: tools/make_town_scene.sh >scenes/occlusion
 # Rows of houses along three streets, with gardens behind them: from a street nearly all of the town
 # is hidden.
+. "$(dirname "$0")/scene_parts.sh"
+
 cat <<'HEAD'
 # A town: hundreds of objects, nearly all of them behind walls; made by tools/make_town_scene.sh.
 # Key o switches occlusion culling on and off, "d_set GL_hw_occlusion 1" takes the real depth buffer
@@ -18,16 +20,8 @@ light set sun pos 30,80,70
 light set sun color 0.85,0.75,0.6
 light set sun falloff 1,0,0
 light set sun shadowlen 200
-
-object day
-set mesh meshes/heaven
-set shadow no
-shader new
-shader set lit no
-shader set faces back
-shader set texture textures/sky_day
-set shade base
 HEAD
+sky day heaven
 awk '
 function hash(n) {
     n = sin(n * 12.9898) * 43758.5453
@@ -99,11 +93,6 @@ object spire
 set mesh meshes/spire
 set shade light
 set pos 0,7.2,-38
-
-# The camera path goes up and down the street.
-set _cam/c point 0,1.7,0
-set _cam/k point 0.05,0.03,0.012
-set _cam/p point 0.8,0.3,30
-set _cam/o point 0,0,1.57
-set _cam/t point 0,1,0.2
 TAIL
+camera_path "The camera path goes up and down the street." \
+    0,1.7,0 0.05,0.03,0.012 0.8,0.3,30 0,0,1.57 0,1,0.2
