@@ -1,5 +1,4 @@
 // The program. Knows the order of its four phases and nothing else.
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -7,16 +6,7 @@
 #include "app/Application.h"
 #include "app/EventLoop.h"
 #include "app/HeapPolicy.h"
-
-namespace {
-// A program may be started with standard descriptors closed. The next file or socket to be opened
-// would take their numbers, and the console would read the X connection or a message damage it.
-void OccupyStandardDescriptors() {
-    for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor) {
-        if (fcntl(descriptor, F_GETFD) < 0) open("/dev/null", O_RDWR);
-    }
-}
-}  // namespace
+#include "files/StandardDescriptors.h"
 
 int main(int argc, char** argv) {
     KeepHeap();

@@ -2,8 +2,10 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <iostream>
 #include <new>
 
+#include "files/StandardDescriptors.h"
 #include "geometry/Codec.h"
 
 namespace {
@@ -17,6 +19,15 @@ std::string OneLine(std::string text) {
     return text;
 }
 
+// Text that stdio still holds may meet a full disk; the help goes through a stream of its own.
+int StatusOf(bool good) {
+    std::cout.flush();
+    if (!std::cout || std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
+        good = Fail("could not write standard output");
+    }
+    return good ? EXIT_SUCCESS : EXIT_FAILURE;
+}
+
 }  // namespace
 
 bool Fail(const std::string& message) {
@@ -25,12 +36,13 @@ bool Fail(const std::string& message) {
 }
 
 int RunTool(CLI::App& app, int argc, char** argv, const std::function<bool()>& work) {
+    OccupyStandardDescriptors();
     g_toolName = app.get_name();
     try {
         app.parse(argc, argv);
-        return work() ? EXIT_SUCCESS : EXIT_FAILURE;
+        return StatusOf(work());
     } catch (const CLI::ParseError& error) {
-        if (error.get_exit_code() == 0) return app.exit(error);
+        if (error.get_exit_code() == 0) return StatusOf(app.exit(error) == 0);
         const std::vector<std::string> unknown = app.remaining();
         const bool unknownWord = app.get_subcommands().empty() && !unknown.empty();
         Fail((unknownWord ? "unknown word " + unknown.front() : error.what()) + " (see --help)");
