@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "geometry/Codec.h"
+#include "geometry/FileHeader.h"
 #include "geometry/Texture.h"
 #include "mesh/HeightField.h"
 #include "mesh/Shapes.h"
@@ -21,7 +22,6 @@ namespace {
 constexpr double kSmallest = 1e-4;
 constexpr double kLargest = 1e6;
 constexpr int kMaxRows = 4097;
-constexpr long kHeaderLength = 17;  // bytes of a mesh file before its stream
 // The error is stored as 16.16 fixed point.
 constexpr double kMaxError = 32767;
 
@@ -226,8 +226,8 @@ bool Write(GeoImage& mesh, const Options& options, const std::string& file, doub
     ApplyFlag(mesh.wrapColumns, options.wrapColumns);
     ApplyFlag(mesh.wrapRows, options.wrapRows);
     mesh.error = static_cast<float>(options.error);
-    const Progress progress("writing " + file);
-    return mesh.Save(file, options.codec) && IsWhole(file, kHeaderLength);
+    return WriteWhole(file, MeshHeader::kWrittenLength,
+                      [&](const std::string& path) { return mesh.Save(path, options.codec); });
 }
 
 bool MakeTeapot(const Options& options) {

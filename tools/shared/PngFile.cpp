@@ -1,9 +1,15 @@
 #include "shared/PngFile.h"
 
+#include <fcntl.h>
 #include <png.h>
+#include <unistd.h>
 
+#include <cerrno>
+#include <cstdio>
 #include <cstring>
+#include <memory>
 
+#include "files/FileAccess.h"
 #include "geometry/Texture.h"
 #include "shared/Cli.h"
 
@@ -24,11 +30,26 @@ struct PngImage {
     PngImage& operator=(const PngImage&) = delete;
 };
 
+struct CloseStream {
+    void operator()(std::FILE* stream) const { std::fclose(stream); }
+};
+using Stream = std::unique_ptr<std::FILE, CloseStream>;
+
+// Takes over the descriptor of OpenForReading or OpenForWriting; null when it is none.
+Stream StreamOn(int fd, const char* mode) {
+    if (fd < 0) return nullptr;
+    const int own = fcntl(fd, F_DUPFD_CLOEXEC, 0);
+    CloseFile(fd);
+    return Stream(own < 0 ? nullptr : fdopen(own, mode));
+}
+
 }  // namespace
 
 bool ReadPng(const std::string& path, Texture& texture, bool grey) {
+    const Stream stream = StreamOn(OpenForReading(path), "rb");
+    if (!stream) return Fail("could not open file " + path);
     PngImage png;
-    if (!png_image_begin_read_from_file(&png.image, path.c_str())) {
+    if (!png_image_begin_read_from_stdio(&png.image, stream.get())) {
         return Fail(path + ": " + png.image.message);
     }
     const png_uint_32 kept = grey ? 0 : PNG_FORMAT_FLAG_COLOR | PNG_FORMAT_FLAG_ALPHA;
@@ -52,9 +73,13 @@ bool WritePng(const std::string& path, const Texture& texture) {
     png.image.height = static_cast<png_uint_32>(texture.height);
     png.image.format = FormatOf(texture.channels);
     const int upsideDown = -texture.width * texture.channels;
-    if (!png_image_write_to_file(&png.image, path.c_str(), 0, texture.pixels, upsideDown,
-                                 nullptr)) {
-        return Fail(path + ": " + png.image.message);
-    }
-    return true;
+    Stream stream = StreamOn(OpenForWriting(path, Links::Follow), "wb");
+    if (!stream) return Fail("could not open file " + path);
+    const bool written = png_image_write_to_stdio(&png.image, stream.get(), 0, texture.pixels,
+                                                  upsideDown, nullptr) != 0;
+    const bool flushed = written && std::fflush(stream.get()) == 0;
+    const std::string reason = written ? std::strerror(errno) : png.image.message;
+    if (flushed) return true;
+    if (path != "-") unlink(path.c_str());
+    return Fail(path + ": " + reason);
 }

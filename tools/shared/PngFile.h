@@ -6,8 +6,9 @@
 
 class Texture;
 
-// Reads an 8- or 16-bit PNG file of any colour type into 1 to 4 channels as in the file, or into
-// one grey channel. False, with one line on standard error, when it cannot.
+// Reads an 8- or 16-bit PNG file ("-": standard input) of any colour type into 1 to 4 channels as
+// in the file, or into one grey channel. False, with one line on standard error, when it cannot.
 bool ReadPng(const std::string& path, Texture& texture, bool grey);
-// False, with one line, when the file cannot be written.
+// Writes a regular file or, for "-", standard output. False, with one line, when it cannot; what
+// was written of a file is removed.
 bool WritePng(const std::string& path, const Texture& texture);

@@ -1,16 +1,19 @@
-// Unpacks a written stream once more: the writers of the program do not look at write errors.
 #include "shared/WrittenFile.h"
 
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <unistd.h>
 #include <zlib.h>
 
 #include <array>
 
+#include "files/FileAccess.h"
 #include "shared/Cli.h"
+#include "shared/Progress.h"
 
-bool IsWhole(const std::string& path, long headerLength) {
-    if (path == "-") return true;
+namespace {
+
+bool IsWhole(const std::string& path, int headerLength) {
     const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
     // What is no gzip stream would be passed through as if it were one.
     std::array<unsigned char, 2> magic{};
@@ -20,7 +23,7 @@ bool IsWhole(const std::string& path, long headerLength) {
     gzFile stream = packed ? gzdopen(fd, "rb") : nullptr;
     if (stream == nullptr) {
         if (fd >= 0) close(fd);
-        return Fail("could not write " + path);
+        return false;
     }
     std::array<char, 65536> block;
     int got = 0;
@@ -29,5 +32,34 @@ bool IsWhole(const std::string& path, long headerLength) {
     int error = Z_OK;
     gzerror(stream, &error);
     gzclose(stream);
-    return (got == 0 && error == Z_OK) || Fail("could not write " + path);
+    return got == 0 && error == Z_OK;
+}
+
+bool CopyToOutput(int file) {
+    std::array<char, 65536> block;
+    ssize_t got = 0;
+    while ((got = read(file, block.data(), block.size())) > 0) {
+        if (!WriteBytes(STDOUT_FILENO, block.data(), static_cast<std::size_t>(got))) return false;
+    }
+    return got == 0;
+}
+
+}  // namespace
+
+bool WriteWhole(const std::string& path, int headerLength,
+                const std::function<bool(const std::string& path)>& save) {
+    const Progress progress("writing " + path);
+    if (path != "-") {
+        if (!save(path)) return false;
+        if (IsWhole(path, headerLength)) return true;
+        unlink(path.c_str());
+        return Fail("could not write " + path);
+    }
+    const int memory = memfd_create("output", MFD_CLOEXEC);
+    if (memory < 0) return Fail("out of memory");
+    const std::string kept = "/proc/self/fd/" + std::to_string(memory);
+    const bool good = save(kept) && ((IsWhole(kept, headerLength) && CopyToOutput(memory)) ||
+                                     Fail("could not write standard output"));
+    close(memory);
+    return good;
 }

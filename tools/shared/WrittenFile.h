@@ -1,8 +1,12 @@
-// Whether a written file holds its whole packed stream. Knows nothing of what is packed.
+// Writing a packed file and making sure that all of it arrived. Knows nothing of what is packed.
 #pragma once
 
+#include <functional>
 #include <string>
 
-// False, with one line, when the stream behind the header does not unpack to its end, as on a full
-// disk. Standard output ("-") cannot be read back and counts as whole.
-bool IsWhole(const std::string& path, long headerLength);
+// Lets save write to the path that it is given and unpacks the result once more, because the
+// program's own writers do not look at write errors. "-" is written to memory first. False, with
+// one line, when save fails or the stream behind the header is not whole, as on a full disk; then
+// no file is left.
+bool WriteWhole(const std::string& path, int headerLength,
+                const std::function<bool(const std::string& path)>& save);

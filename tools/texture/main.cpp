@@ -4,16 +4,15 @@
 #include <vector>
 
 #include "geometry/Codec.h"
+#include "geometry/FileHeader.h"
 #include "shared/Cli.h"
 #include "shared/PngFile.h"
-#include "shared/Progress.h"
 #include "shared/WrittenFile.h"
 #include "texture/Patterns.h"
 
 namespace {
 
 constexpr int kMaxSide = 8192;
-constexpr long kHeaderLength = 9;  // bytes of a texture file before its stream
 
 struct Options {
     std::string input;
@@ -75,14 +74,14 @@ void AddOutputOptions(CLI::App& command, Options& options) {
 
 void AddFileCommands(CLI::App& app, Options& options, Commands& commands) {
     CLI::App& import = *(commands.import = app.add_subcommand("import", "PNG file to texture"));
-    import.add_option("png", options.input, "PNG file to read")->required();
+    import.add_option("png", options.input, "PNG file to read; - for standard input")->required();
     import.add_option("file", options.output, "texture to write; - for standard output")
         ->required();
     AddOutputOptions(import, options);
 
     CLI::App& save = *(commands.save = app.add_subcommand("export", "texture to PNG file"));
     save.add_option("file", options.input, "texture to read; - for standard input")->required();
-    save.add_option("png", options.output, "PNG file to write")->required();
+    save.add_option("png", options.output, "PNG file to write; - for standard output")->required();
 }
 
 CLI::App* AddPattern(CLI::App& app, Options& options, const std::string& name,
@@ -196,7 +195,6 @@ bool MakeTexture(const Options& options, const Commands& commands, Texture& text
 }
 
 bool Work(const Options& options, const Commands& commands) {
-    const Progress progress("writing " + options.output);
     Texture texture;
     if (commands.save->parsed()) {
         return texture.Load(options.input) && WritePng(options.output, texture);
@@ -204,7 +202,8 @@ bool Work(const Options& options, const Commands& commands) {
     if (!MakeTexture(options, commands, texture)) return false;
     texture.filter = !options.nearest;
     texture.mipmap = !options.noMipmap;
-    return texture.Save(options.output, options.codec) && IsWhole(options.output, kHeaderLength);
+    return WriteWhole(options.output, TextureHeader::kWrittenLength,
+                      [&](const std::string& path) { return texture.Save(path, options.codec); });
 }
 
 }  // namespace
