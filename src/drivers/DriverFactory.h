@@ -15,7 +15,7 @@ public:
     // name: the registry key; description: the text in the list of available drivers.
     DriverFactory(std::string name, std::string description);
     virtual ~DriverFactory();
-    // A new driver on the display, owned by the caller; null when it cannot be made.
+    // A new driver on the display, owned by the caller.
     virtual Driver* Make(Display* display) = 0;
 
     const std::string& Name() const { return m_name; }
@@ -35,8 +35,7 @@ private:
     std::string m_description;
 };
 
-// Makes drivers of class T. A T with a static bool CanRunOn(Display*) is made only where it can
-// run.
+// Makes drivers of class T.
 template <class T>
 class DriverFactoryImpl : public DriverFactory {
 public:
@@ -44,10 +43,5 @@ public:
         : DriverFactory(std::move(name), std::move(description)) {
         Register(this);
     }
-    Driver* Make(Display* display) override {
-        if constexpr (requires { T::CanRunOn(display); }) {
-            if (!T::CanRunOn(display)) return nullptr;
-        }
-        return new T(display);
-    }
+    Driver* Make(Display* display) override { return new T(display); }
 };

@@ -3,7 +3,7 @@
 #pragma once
 
 #include <cstdint>
-#include <map>
+#include <set>
 #include <string>
 
 class Texture {
@@ -13,7 +13,7 @@ public:
     std::int32_t channels = 4;       // 1 grey, 2 grey + alpha, 3 RGB, 4 RGBA
     std::uint8_t* pixels = nullptr;  // row-major, interleaved, owned (realloc/free)
     // Drivers note their uploaded copy under a key of their own; emptied on load and reload.
-    std::map<const void*, std::uint32_t> uploads;
+    std::set<const void*> uploads;
     bool filter = true;  // drivers apply their filtering setting, else nearest
     bool mipmap = true;  // drivers build mipmaps and apply their mipmapping setting
 

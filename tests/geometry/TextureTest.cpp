@@ -30,7 +30,7 @@ bool SamePixels(const Texture& a, const Texture& b) {
 
 TEST(Texture, OwnsItsPixelsThroughCopiesAndMoves) {
     Texture image = Counting(3, 2, 4);
-    image.uploads[&image] = 5;
+    image.uploads.insert(&image);
     image.filter = false;
     Texture copy(image);
     EXPECT_TRUE(SamePixels(copy, image) && !copy.filter && copy.uploads.empty());
@@ -43,7 +43,7 @@ TEST(Texture, OwnsItsPixelsThroughCopiesAndMoves) {
     EXPECT_EQ(copy.pixels, nullptr);  // NOLINT: an emptied image is a valid one
 
     Texture old = Counting(1, 1, 1);
-    old.uploads[&old] = 1;
+    old.uploads.insert(&old);
     old.TakeContents(taken);
     EXPECT_TRUE(SamePixels(old, image) && old.uploads.empty());
     EXPECT_TRUE(old.filter) << "flags stay with the image";

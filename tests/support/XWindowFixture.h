@@ -16,12 +16,13 @@
 #include "scene/Shader.h"
 
 class XWindowFixture : public testing::Test {
-protected:
-    explicit XWindowFixture(std::string driverName) : m_driverName(std::move(driverName)) {}
-
+public:
     // Odd on purpose: rows of pixels do not end on four-byte boundaries.
     static constexpr int kWidth = 81;
     static constexpr int kHeight = 61;
+
+protected:
+    explicit XWindowFixture(std::string driverName) : m_driverName(std::move(driverName)) {}
 
     Display* m_display = nullptr;
     Window m_xWindow = 0;

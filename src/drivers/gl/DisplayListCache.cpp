@@ -93,9 +93,10 @@ DisplayList* DisplayListCache::RecDList(int maxLists) {
     return list;
 }
 
-void DisplayListCache::EndDList() {
+void DisplayListCache::EndDList(const CacheKey& key, DisplayList& list) {
     glEndList();
     ReportGLError("EndDList");
+    Insert(key, list);
 }
 
 void DisplayListCache::Insert(const CacheKey& key, DisplayList& list) {
@@ -109,6 +110,12 @@ void DisplayListCache::Insert(const CacheKey& key, DisplayList& list) {
 void DisplayListCache::PlayDList(const DisplayList& list) const {
     glCallList(list.name);
     ReportGLError("PlayDList");
+}
+
+bool DisplayListCache::Play(const CacheKey& key) {
+    const DisplayList* list = Find(key).list;
+    if (list != nullptr) PlayDList(*list);
+    return list != nullptr;
 }
 
 void DisplayListCache::RemoveDList(const CacheKey& key, DisplayList& list) {

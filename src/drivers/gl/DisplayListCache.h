@@ -42,10 +42,13 @@ public:
     // other list to make room, and keeps to maxLists names; null, without recording, when that is
     // not enough.
     DisplayList* RecDList(int maxLists);
-    void EndDList();
+    // Ends recording and keeps the list.
+    void EndDList(const CacheKey& key, DisplayList& list);
     // Keeps the recorded list under the key, its size included, and as valid for the key's mesh.
     void Insert(const CacheKey& key, DisplayList& list);
     void PlayDList(const DisplayList& list) const;
+    // Finds and plays; false when there is none that is valid.
+    bool Play(const CacheKey& key);
     // Evicts at random until the budget holds.
     void Trim();
     // Deletes every list of the mesh, which is not dereferenced.

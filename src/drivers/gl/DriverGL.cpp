@@ -9,7 +9,6 @@
 #include <set>
 #include <sstream>
 #include <string>
-#include <utility>
 
 #include "drivers/DriverFactory.h"
 #include "drivers/DriverSettings.h"
@@ -25,6 +24,11 @@ constexpr int kMostStencilBits = 8;
 constexpr std::int64_t kListBudgetUnit = 1024;
 
 DriverFactoryImpl<DriverGL> factory("GL", "OpenGL backend");
+
+// Asking a server without GLX for a visual would make Xlib complain every time.
+bool HasGLX(Display* display) {
+    return display != nullptr && glXQueryExtension(display, nullptr, nullptr) == True;
+}
 
 XVisualInfo* ChooseVisual(Display* display, int screen, int stencilBits) {
     int attributes[] = {GLX_STENCIL_SIZE,    stencilBits, GLX_RED_SIZE,          1,
@@ -59,10 +63,6 @@ int Query(GLenum name) {
 }
 
 }  // namespace
-
-bool DriverGL::CanRunOn(Display* display) {
-    return display == nullptr || glXQueryExtension(display, nullptr, nullptr) == True;
-}
 
 DriverGL::DriverGL(Display* display) : Driver(display) {
     m_name = "OpenGL renderer";
@@ -105,7 +105,6 @@ void DriverGL::DropContext() {
     m_context = nullptr;
     m_lists.Forget();
     m_textures.clear();
-    m_currentTexture = nullptr;
     m_scratchList = 0;
     m_activeLights = 0;
 }
@@ -114,7 +113,8 @@ XVisualInfo* DriverGL::GetVisual() {
     DropContext();
     XVisualInfo* visual = nullptr;
     int stencilBits = kMostStencilBits + 1;
-    while (m_display != nullptr && visual == nullptr && stencilBits > 0) {
+    const bool canAsk = HasGLX(m_display);
+    while (canAsk && visual == nullptr && stencilBits > 0) {
         visual = ChooseVisual(m_display, m_screen, --stencilBits);
     }
     if (visual == nullptr) {
@@ -159,15 +159,13 @@ void DriverGL::SetWindow(Window window) {
 }
 
 void DriverGL::ReadAnisotropy() {
-    const float before = std::exchange(m_maxAnisotropy, 1.0F);
+    m_maxAnisotropy = 1;
     if (!m_hasAnisotropic) return;
     if (GetBool(gl_settings::kAnisotropic)) {
         glGetFloatv(GL_MAX_TEXTURE_MAX_ANISOTROPY_EXT, &m_maxAnisotropy);
     }
     SetCapability(driver_capabilities::kMaxAnisotropy, m_maxAnisotropy);
     ReportGLError("SetWindow", "anisotropic");
-    // A texture takes the figure over when it becomes current.
-    if (m_maxAnisotropy != before) SetupTexture(nullptr);
 }
 
 void DriverGL::ProbeExtensions() {

@@ -1,7 +1,7 @@
 // The OpenGL 1.1 driver on GLX. Knows nothing of the renderer; OpenGL calls stay in this folder.
 // Sources by topic: DriverGL.cpp set-up, FrameGL.cpp frames, ShaderGL.cpp pass state,
-// GeometryGL.cpp vertices, DisplayListsGL.cpp recording, LightsGL.cpp, TexturesGL.cpp,
-// ShadowsGL.cpp. DisplayListCache, StateGL and OcclusionGL are classes of their own.
+// GeometryGL.cpp vertices, LightsGL.cpp, TexturesGL.cpp, ShadowsGL.cpp. DisplayListCache, StateGL
+// and OcclusionGL are classes of their own.
 #pragma once
 
 #include "drivers/Driver.h"
@@ -26,14 +26,12 @@ struct Material;
 // it. GetVisual makes the context, SetWindow makes it current; without a context nothing is drawn.
 class DriverGL : public Driver {
 public:
-    // False on X servers without GLX.
-    static bool CanRunOn(Display* display);
-
     explicit DriverGL(Display* display);
     ~DriverGL() override;
 
     // Chooses the visual with the most stencil bits, at most 8, and replaces the context by a new
-    // one for it. Publishes "shadows" when there are stencil bits.
+    // one for it. Publishes "shadows" when there are stencil bits. Null, with a line on standard
+    // error, where no visual will do, as on X servers without GLX.
     XVisualInfo* GetVisual() override;
     void SetWindow(Window window) override;
 
@@ -48,7 +46,7 @@ public:
 
     void CopyTexture(Texture* texture, int x, int y, int width, int height) override;
     void Purge(Texture* texture) override;
-    void Purge(GeoImage* mesh) override;
+    void Purge(GeoImage* mesh) override { m_lists.Purge(mesh); }
 
     bool RunShader(GeoImage* mesh, const Shader* pass, const vec3* point, bool cacheable) override;
 
@@ -100,7 +98,6 @@ private:
     std::unique_ptr<Occlusion> m_occlusion;
     bool m_occlusionIsHardware = false;
 
-    Texture* m_currentTexture = nullptr;
     // Names of this context by texture. Textures note under this map's address that their image
     // is uploaded. Addresses of freed textures may be among the keys: never follow them.
     std::map<Texture*, GLuint> m_textures;
@@ -142,11 +139,6 @@ private:
                  bool& cacheable) const;
     bool SendGeometry(CacheKey& key, const Shader& pass, bool recording);
 
-    // Display lists. PlayCached: false when the key has none that is valid. StartRecording: null
-    // when there is no room; KeepRecording ends and keeps it, drawing nothing.
-    bool PlayCached(const CacheKey& key);
-    DisplayList* StartRecording();
-    void KeepRecording(const CacheKey& key, DisplayList& list);
     DisplayList* ShadowList(const CacheKey& key, float extrusion);
     std::int64_t SendShadow(const CacheKey& key, bool texcoords, float extrusion);
 

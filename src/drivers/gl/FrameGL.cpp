@@ -66,6 +66,7 @@ void DriverGL::Finish() {
     }
     blurPrimed = blur;
     if (m_context != nullptr) glXSwapBuffers(m_display, m_window);
+    // Once a frame: a statistic is found by its name, which takes longer than finding a list.
     m_lists.Publish(m_stats);
     ReportGLError("Finish");
 }
@@ -116,7 +117,7 @@ void DriverGL::CopyTexture(Texture* texture, int x, int y, int width, int height
     if (texture == nullptr) return;
     const int bottom = WindowHeight() - (y + height);
     SetupTexture(texture);
-    texture->uploads[&m_textures] = m_textures[texture];
+    texture->uploads.insert(&m_textures);
     glCopyTexImage2D(GL_TEXTURE_2D, 0, GL_RGB8, x, bottom, width, height, 0);
     ReportGLError("CopyTexture");
 }

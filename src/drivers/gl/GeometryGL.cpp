@@ -1,5 +1,5 @@
 // Sends meshes, outlines, shells and shadow volumes to OpenGL, in immediate mode or from client
-// arrays. Sets no state but the arrays' own.
+// arrays. Sets no state but the arrays' own and the current normal and texture coordinate.
 #include <iostream>
 #include <iterator>
 

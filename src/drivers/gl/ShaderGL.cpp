@@ -5,6 +5,7 @@
 #include "drivers/gl/BlendFactors.h"
 #include "drivers/gl/DriverGL.h"
 #include "drivers/gl/GLError.h"
+#include "drivers/gl/SettingsGL.h"
 #include "geometry/GeoImage.h"
 #include "scene/Shader.h"
 
@@ -42,12 +43,13 @@ bool DriverGL::RunShader(GeoImage* mesh, const Shader* pass, const vec3* point, 
     if (!MakeKey(mesh, *pass, point, key, cacheable)) return false;
     m_state.DepthMask(pass->depth);
     cacheable = cacheable && key.HasOrder();
-    if (cacheable && PlayCached(key)) return true;
+    if (cacheable && m_lists.Play(key)) return true;
     // All state of the pass is set by now: a list records geometry only.
-    DisplayList* const list = cacheable ? StartRecording() : nullptr;
+    DisplayList* const list =
+        cacheable ? m_lists.RecDList(GetInt(gl_settings::kMostLists)) : nullptr;
     const bool drawn = SendGeometry(key, *pass, list != nullptr);
     if (list != nullptr) {
-        KeepRecording(key, *list);
+        m_lists.EndDList(key, *list);
         m_lists.PlayDList(*list);
     }
     ReportGLError("RunShader");

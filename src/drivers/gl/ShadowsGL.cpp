@@ -70,11 +70,12 @@ void DriverGL::AddShadow(GeoImage* mesh, const vec3* lightPosition, float extrus
 DisplayList* DriverGL::ShadowList(const CacheKey& key, float extrusion) {
     if (!m_cacheShadows || !key.HasOrder()) return nullptr;
     const DisplayListCache::Found found = m_lists.Find(key);
-    DisplayList* list = found.stale ? StartRecording() : found.list;
+    DisplayList* list =
+        found.stale ? m_lists.RecDList(GetInt(gl_settings::kMostLists)) : found.list;
     if (!found.stale || list == nullptr) return list;
     CacheKey sent = key;
     sent.size = SendShadow(key, true, extrusion);
-    KeepRecording(sent, *list);
+    m_lists.EndDList(sent, *list);
     return list;
 }
 

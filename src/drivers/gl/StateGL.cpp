@@ -1,7 +1,10 @@
 // Sends what differs from what was sent before.
 #include "drivers/gl/StateGL.h"
 
+#include <algorithm>
+#include <array>
 #include <cstddef>
+#include <functional>
 
 namespace {
 
@@ -10,6 +13,26 @@ constexpr float kMostShininess = 128;
 constexpr float kMostFocus = 128;
 constexpr float kWidestCone = 90;  // degrees
 constexpr float kNoCone = 180;
+
+struct FeatureName {
+    Feature feature;
+    GLenum name;
+};
+
+// By Feature.
+constexpr std::array kFeatures = {
+    FeatureName{Feature::Blend, GL_BLEND},
+    FeatureName{Feature::AlphaTest, GL_ALPHA_TEST},
+    FeatureName{Feature::CullFace, GL_CULL_FACE},
+    FeatureName{Feature::Lighting, GL_LIGHTING},
+    FeatureName{Feature::Texture, GL_TEXTURE_2D},
+    FeatureName{Feature::StencilTest, GL_STENCIL_TEST},
+};
+
+// As many as there are, each after the one before: every feature is at its own index.
+static_assert(kFeatures.size() == static_cast<std::size_t>(Feature::Count));
+static_assert(std::ranges::adjacent_find(kFeatures, std::ranges::greater_equal(),
+                                         &FeatureName::feature) == kFeatures.end());
 
 // Colours are handed over as four floats.
 static_assert(sizeof(Color) == 4 * sizeof(float));
@@ -70,14 +93,12 @@ void StateGL::Forget() {
 }
 
 void StateGL::Switch(Feature feature, bool on) {
-    constexpr GLenum kNames[] = {GL_BLEND,    GL_ALPHA_TEST, GL_CULL_FACE,
-                                 GL_LIGHTING, GL_TEXTURE_2D, GL_STENCIL_TEST};
     const auto index = static_cast<std::size_t>(feature);
     if (!Change(m_known.switches[index], on)) return;
     if (on) {
-        glEnable(kNames[index]);
+        glEnable(kFeatures[index].name);
     } else {
-        glDisable(kNames[index]);
+        glDisable(kFeatures[index].name);
     }
 }
 
@@ -127,6 +148,10 @@ void StateGL::SetMaterial(const Material& material) {
     if (ChangeWithin(m_known.shininess, shininess, legal)) {
         glMaterialf(GL_FRONT_AND_BACK, GL_SHININESS, shininess);
     }
+}
+
+bool StateGL::SetTexture(const Texture* texture) {
+    return Change(m_known.texture, texture);
 }
 
 void StateGL::LoadMatrix(const Matrix& modelView) {

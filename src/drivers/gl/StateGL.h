@@ -13,6 +13,8 @@
 #include "spatial/Matrix.h"
 #include "spatial/Vec3.h"
 
+class Texture;
+
 // What can be switched on and off.
 enum class Feature : unsigned { Blend, AlphaTest, CullFace, Lighting, Texture, StencilTest, Count };
 
@@ -46,6 +48,10 @@ public:
     void DepthMask(bool on);
     void TwoSidedLighting(bool on);
     void SetMaterial(const Material& material);  // of both faces
+    // Takes the texture (null: none) over as the current one; whether the caller has to send it,
+    // since another was. ForgetTexture: it is not known which is.
+    bool SetTexture(const Texture* texture);
+    void ForgetTexture() { m_known.texture.reset(); }
     void LoadMatrix(const Matrix& modelView);
 
     // All of that many lights are off.
@@ -72,6 +78,7 @@ private:
         std::array<Known<Color>, 4> colors;
         Known<float> shininess;
         Known<Matrix> modelView;
+        Known<const Texture*> texture;  // by address, not owned
     };
 
     Values m_known;

@@ -38,10 +38,8 @@ int QualityLevel(float quality) {
 
 void DriverGL::SetupTexture(Texture* texture) {
     // A texture that was loaded again is still current, but its image is the old one.
-    const bool current = texture == m_currentTexture &&
-                         (texture == nullptr || texture->uploads.contains(&m_textures));
-    if (current) return;
-    m_currentTexture = texture;
+    const bool uploaded = texture == nullptr || texture->uploads.contains(&m_textures);
+    if (!m_state.SetTexture(texture) && uploaded) return;
     if (texture == nullptr) {
         m_state.Switch(Feature::Texture, false);
         return;
@@ -66,7 +64,7 @@ void DriverGL::UploadImage(Texture& texture) const {
                      texture.width, texture.height, 0, kPixelFormats[channel], GL_UNSIGNED_BYTE,
                      texture.pixels);
     }
-    texture.uploads[&m_textures] = m_textures.at(&texture);
+    texture.uploads.insert(&m_textures);
 }
 
 void DriverGL::SetTextureHandle(Texture& texture) {
@@ -97,6 +95,6 @@ void DriverGL::Purge(Texture* texture) {
         if (found->second != 0) glDeleteTextures(1, &found->second);
         m_textures.erase(found);
     }
-    if (texture != nullptr && texture == m_currentTexture) SetupTexture(nullptr);
+    m_state.ForgetTexture();
     ReportGLError("Purge", "Purge(Texture*)");
 }

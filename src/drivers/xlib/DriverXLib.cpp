@@ -50,6 +50,12 @@ unsigned long HighByte(std::uint16_t channel, unsigned long mask) {
     return static_cast<unsigned long>(channel >> 8) << std::countr_zero(mask);
 }
 
+// Longest request that the server takes; both answers are known since the connection was made.
+std::size_t RequestWords(Display* display) {
+    return static_cast<std::size_t>(
+        std::max(XExtendedMaxRequestSize(display), XMaxRequestSize(display)));
+}
+
 unsigned PixmapSize(int size) {
     return static_cast<unsigned>(std::clamp(size, 1, kLargestSize));
 }
@@ -109,7 +115,7 @@ void DriverXLib::GetViewport(int& x, int& y, int& width, int& height) {
 void DriverXLib::Clear(bool depth, bool) {
     if (depth) m_occlusion.Clear();
     if (m_pixmap == None) return;
-    PrepareContext(GXcopy, {kGrey, kGrey, kGrey}, 0, false);
+    PrepareContext(GXcopy, {kGrey, kGrey, kGrey}, 0);
     XFillRectangle(m_display, m_pixmap, m_context, 0, 0, m_pixmapSize.width, m_pixmapSize.height);
 }
 
@@ -148,12 +154,12 @@ bool DriverXLib::RunShader(GeoImage* mesh, const Shader* pass, const vec3* point
     PrepareContext(kFunctions[blend],
                    {Channel(diffuse.r, emission.r), Channel(diffuse.g, emission.g),
                     Channel(diffuse.b, emission.b)},
-                   LineWidth(pass->thick), pass->rmode == RenderSolid || pass->rmode == RenderWire);
+                   LineWidth(pass->thick));
     return DrawPass(*mesh, *pass, point);
 }
 
 bool DriverXLib::DrawPass(GeoImage& mesh, const Shader& pass, const vec3* point) {
-    const XLines::Target target{m_display, m_pixmap, m_context};
+    const XLines::Target target{m_display, m_pixmap, m_context, RequestWords(m_display)};
     vec3 light;
     switch (static_cast<int>(pass.rmode)) {
         case RenderSolid:
@@ -177,14 +183,12 @@ bool DriverXLib::DrawPass(GeoImage& mesh, const Shader& pass, const vec3* point)
     return true;
 }
 
-// Projecting caps fill the joints of thick grid lines, which are drawn piece by piece.
-void DriverXLib::PrepareContext(int function, const Rgb16& color, int lineWidth, bool joined) {
+void DriverXLib::PrepareContext(int function, const Rgb16& color, int lineWidth) {
     XGCValues values{};
     values.function = function;
     values.foreground = Pixel(color);
     values.line_width = lineWidth;
-    values.cap_style = joined && lineWidth > 1 ? CapProjecting : CapButt;
-    XChangeGC(m_display, m_context, GCFunction | GCForeground | GCLineWidth | GCCapStyle, &values);
+    XChangeGC(m_display, m_context, GCFunction | GCForeground | GCLineWidth, &values);
 }
 
 // Asking the server costs a round trip, so answers are kept where it has to be asked.

@@ -64,6 +64,6 @@ private:
 
     void FreePixmap();
     unsigned long Pixel(const Rgb16& color);
-    void PrepareContext(int function, const Rgb16& color, int lineWidth, bool joined);
+    void PrepareContext(int function, const Rgb16& color, int lineWidth);
     bool DrawPass(GeoImage& mesh, const Shader& pass, const vec3* point);
 };

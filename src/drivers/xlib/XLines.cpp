@@ -12,6 +12,10 @@ namespace {
 // Largest coordinate that X points hold on either side of 0.
 constexpr float kFarthest = 32767;
 
+// Of the requests that draw lines and segments; a point is one word.
+constexpr std::size_t kHeaderWords = 3;
+constexpr std::size_t kSegmentWords = 2;
+
 bool Fits(float value) {
     return value > -kFarthest - 1 && value < kFarthest + 1;
 }
@@ -30,8 +34,11 @@ bool ClipAxis(double start, double length, double& begin, double& end) {
     return begin <= end;
 }
 
-// Cuts a line down to what X points hold, keeping its direction. False when nothing is left.
+// Cuts a line down to what X points hold, keeping its direction. An end that fits stays where it
+// is. False when nothing is left.
 bool Clip(ScreenPoint& from, ScreenPoint& to) {
+    // Measured from an end that fits, if there is one: far beyond the range floats are too coarse.
+    if (Fits(to) && !Fits(from)) return Clip(to, from);
     const double width = double{to.x} - from.x;
     const double height = double{to.y} - from.y;
     double begin = 0;
@@ -42,9 +49,13 @@ bool Clip(ScreenPoint& from, ScreenPoint& to) {
         return ScreenPoint{static_cast<float>(start.x + t * width),
                            static_cast<float>(start.y + t * height)};
     };
-    from = at(begin);
-    to = at(end);
+    if (!Fits(from)) from = at(begin);
+    if (!Fits(to)) to = at(end);
     return Fits(from) && Fits(to);
+}
+
+XPoint ToXPoint(const ScreenPoint& point) {
+    return {static_cast<short>(point.x), static_cast<short>(point.y)};
 }
 
 }  // namespace
@@ -73,8 +84,8 @@ void XLines::ProjectMesh(const GeoImage& mesh, const Matrix& modelView,
     }
 }
 
-// All lines of a mesh go in one request of segments: a request for each row and column would cost
-// the server and the connection more than the pixels.
+// A row or column goes as one line: drawn in pieces, its joints would be drawn twice, which an
+// exclusive or takes away again.
 void XLines::DrawMesh(const Target& target, const GeoImage& mesh, const Matrix& modelView,
                       const LineProjection& projection, int sign) {
     if (mesh.samples == nullptr) return;
@@ -82,24 +93,55 @@ void XLines::DrawMesh(const Target& target, const GeoImage& mesh, const Matrix& 
     const auto width = static_cast<std::size_t>(mesh.width);
     const auto height = static_cast<std::size_t>(mesh.height);
     for (std::size_t row = 0; row < height; ++row)
-        AddLine(row * width, 1, width);
+        DrawLine(target, row * width, 1, width);
     for (std::size_t column = 0; column < width; ++column)
-        AddLine(column, width, height);
-    SendSegments(target);
+        DrawLine(target, column, width, height);
 }
 
-void XLines::AddLine(std::size_t first, std::size_t step, std::size_t count) {
+void XLines::DrawLine(const Target& target, std::size_t first, std::size_t step,
+                      std::size_t count) {
     for (std::size_t i = 1; i < count; ++i) {
         const std::size_t to = first + i * step;
         const std::size_t from = to - step;
-        if (m_visible[from] && m_visible[to]) AddSegment(m_screenPoints[from], m_screenPoints[to]);
+        if (m_visible[from] && m_visible[to]) {
+            AddPiece(target, m_screenPoints[from], m_screenPoints[to]);
+        } else {
+            SendLine(target);
+        }
     }
+    SendLine(target);
 }
 
-void XLines::AddSegment(ScreenPoint from, ScreenPoint to) {
-    if (!(Fits(from) && Fits(to)) && !Clip(from, to)) return;
-    m_segments.push_back({static_cast<short>(from.x), static_cast<short>(from.y),
-                          static_cast<short>(to.x), static_cast<short>(to.y)});
+// A line that leaves what X points hold ends there, and another begins where it comes back.
+void XLines::AddPiece(const Target& target, ScreenPoint from, ScreenPoint to) {
+    const bool continues = Fits(from);
+    const bool ends = !Fits(to);
+    if ((!continues || ends) && !Clip(from, to)) {
+        SendLine(target);
+        return;
+    }
+    if (m_line.empty()) m_line.push_back(ToXPoint(from));
+    m_line.push_back(ToXPoint(to));
+    if (ends) SendLine(target);
+}
+
+// What is too long for one request goes in several, each from the last point of the one before.
+// Thin lines leave that point to the next; thick ones lose the joint there and may draw it twice.
+void XLines::SendLine(const Target& target) {
+    const std::size_t most = std::max(target.requestWords, kHeaderWords + 2) - kHeaderWords;
+    XPoint* first = m_line.data();
+    std::size_t left = m_line.size();
+    const auto send = [&](std::size_t count, int cap) {
+        XGCValues values{};
+        values.cap_style = cap;
+        XChangeGC(target.display, target.context, GCCapStyle, &values);
+        XDrawLines(target.display, target.drawable, target.context, first, static_cast<int>(count),
+                   CoordModeOrigin);
+    };
+    for (; left > most; left -= most - 1, first += most - 1)
+        send(most, CapNotLast);
+    if (left > 0) send(left, CapButt);
+    m_line.clear();
 }
 
 void XLines::DrawEdges(const Target& target, const SilhouetteResult& silhouette,
@@ -107,23 +149,22 @@ void XLines::DrawEdges(const Target& target, const SilhouetteResult& silhouette,
     for (const SilhouetteEdge& edge : silhouette.edges) {
         ScreenPoint from;
         ScreenPoint to;
-        if (projection.Project(modelView.Transform(edge.from), from) &&
-            projection.Project(modelView.Transform(edge.to), to)) {
-            AddSegment(from, to);
+        if (!projection.Project(modelView.Transform(edge.from), from) ||
+            !projection.Project(modelView.Transform(edge.to), to)) {
+            continue;
         }
+        if (!(Fits(from) && Fits(to)) && !Clip(from, to)) continue;
+        const XPoint a = ToXPoint(from);
+        const XPoint b = ToXPoint(to);
+        m_segments.push_back({a.x, a.y, b.x, b.y});
     }
     SendSegments(target);
 }
 
-// Xlib splits long requests only for servers that know no extended lengths; the others refuse
-// what is longer than theirs.
 void XLines::SendSegments(const Target& target) {
-    constexpr std::size_t kHeaderWords = 4;
-    constexpr std::size_t kSegmentWords = 2;
-    const auto words = static_cast<std::size_t>(XExtendedMaxRequestSize(target.display));
-    const std::size_t most = words > kHeaderWords + kSegmentWords
-                                 ? (words - kHeaderWords) / kSegmentWords
-                                 : m_segments.size();
+    const std::size_t most =
+        (std::max(target.requestWords, kHeaderWords + kSegmentWords) - kHeaderWords) /
+        kSegmentWords;
     for (std::size_t i = 0; i < m_segments.size(); i += most) {
         XDrawSegments(target.display, target.drawable, target.context, &m_segments[i],
                       static_cast<int>(std::min(most, m_segments.size() - i)));

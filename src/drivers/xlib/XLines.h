@@ -35,11 +35,12 @@ public:
     struct Target {
         Display* display;
         Drawable drawable;
-        GC context;
+        GC context;                // with butt caps
+        std::size_t requestWords;  // longest request that the server takes
     };
 
-    // Grid lines along rows and columns, in as few requests as the server takes. sign: +1 leaves
-    // out samples whose surface shows its back, -1 those that show their front, 0 none.
+    // Grid lines along rows and columns, each in one request where it is not interrupted. sign: +1
+    // leaves out samples whose surface shows its back, -1 those that show their front, 0 none.
     void DrawMesh(const Target& target, const GeoImage& mesh, const Matrix& modelView,
                   const LineProjection& projection, int sign);
     void DrawEdges(const Target& target, const SilhouetteResult& silhouette,
@@ -50,11 +51,13 @@ private:
     std::vector<vec3> m_eyePoints;
     std::vector<ScreenPoint> m_screenPoints;
     std::vector<char> m_visible;
+    std::vector<XPoint> m_line;
     std::vector<XSegment> m_segments;
 
     void ProjectMesh(const GeoImage& mesh, const Matrix& modelView,
                      const LineProjection& projection, int sign);
-    void AddLine(std::size_t first, std::size_t step, std::size_t count);
-    void AddSegment(ScreenPoint from, ScreenPoint to);
+    void DrawLine(const Target& target, std::size_t first, std::size_t step, std::size_t count);
+    void AddPiece(const Target& target, ScreenPoint from, ScreenPoint to);
+    void SendLine(const Target& target);
     void SendSegments(const Target& target);
 };
