@@ -128,7 +128,7 @@ TEST_F(Files, EveryByteOfATexture) {
     ASSERT_TRUE(image.Save(m_dir.File("again"), CODEC_FLAT));
     EXPECT_TRUE(m_dir.Read("again") == kTexture);
     // The older kind has neither version nor flags; of wide values the upper byte counts.
-    image.uploads[&image] = 1;
+    image.uploads.insert(&image);
     const std::string wide = StreamHeader(1, 1, 1, 2, 16) + std::string("\xAB\x01\x7F\xFF", 4);
     ASSERT_TRUE(image.Load(m_dir.Write("t", "sTXT" + Gzip(wide))));
     EXPECT_TRUE(image.pixels[0] == 0xAB && image.pixels[1] == 0x7F && image.uploads.empty());
@@ -352,7 +352,7 @@ TEST_F(Files, ResourcesKeepTheirPointerAndWhatAFailedReloadCannotReplace) {
     EXPECT_TRUE(texture->filter && texture->mipmap);
     meshes.AddRef(mesh);
     mesh->AddToken(1);
-    texture->uploads[&textures] = 1;
+    texture->uploads.insert(&textures);
     m_dir.Write("m", "sNMM");
     m_dir.Write("t", "sTXT");
     CaptureStderr([&] {
