@@ -1,7 +1,9 @@
 // Radii of objects, their place in the parent's octree, and what a change does not reach.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
+#include <random>
 #include <vector>
 
 #include "geometry/GeoImage.h"
@@ -10,126 +12,92 @@
 
 namespace {
 
-// room / a / b, each a direct child, with a mesh of radius 2 to hand.
-struct Family {
-    GeoImage mesh;
+// A room with parts and parts of these. Radii a second time: they grow where a change is, and one
+// level further up, and only removals recompute them.
+TEST(ObjectOctree, RandomChangesReachOneLevelUp) {
+    std::mt19937 random(1);
     Object room;
-    Object a;
-    Object b;
-
-    Family() {
-        mesh.radius = 2;
-        room.AddChild("a", &a);
-        a.AddChild("b", &b);
-    }
-    void Mark() {
-        for (Object* object : {&room, &a, &b})
-            object->derivedCache = {this};
-    }
-    std::string Emptied() const {
-        return std::string(room.derivedCache.empty() ? "r" : "") +
-               (a.derivedCache.empty() ? "a" : "") + (b.derivedCache.empty() ? "b" : "");
-    }
-};
-
-}  // namespace
-
-TEST(ObjectOctree, ChildrenSetTheRadiusAndMissingOnesAreReported) {
-    Family family;
-    Object& parent = family.a;
-    Object& child = family.b;
-    const std::string warning = "Warning: node " + Address(&parent);
-    const auto reportOf = [&](const char* name, bool expected) {
-        return CaptureStderr([&] { EXPECT_EQ(parent.RemoveChild(name), expected); });
+    std::vector<Object> objects(40);  // ten groups and the parts of each
+    std::vector<GeoImage> meshes(6);
+    for (int i = 0; i < 6; ++i)
+        meshes[i].radius = static_cast<float>(i);
+    std::map<const Object*, float> radii;
+    const auto own = [](const Object& o) { return o.mesh != nullptr ? o.mesh->radius : 0; };
+    const auto reach = [&](const Object& o) { return Length(o.pos) + radii[&o]; };
+    const auto widen = [&](Object* parent, const Object& child) {
+        if (parent) radii[parent] = std::max(radii[parent], reach(child));
     };
-    parent.SetMesh(&family.mesh);
-    child.radius = 1;
-    child.SetPosition({3, 4, 0});
-    EXPECT_EQ(parent.radius, 6);
-    EXPECT_EQ(parent.Radius(false), 2);
-    EXPECT_EQ(reportOf("b", true), "");
-    EXPECT_EQ(parent.radius, 6) << "the map entry is still there, and counts";
-    EXPECT_EQ(child.octreeLink, nullptr);
-    EXPECT_EQ(reportOf("b", true),
+    for (int step = 0; step < 4000; ++step) {
+        const std::size_t i = random() % objects.size();
+        Object& object = objects[i];
+        Object& above = i < 10 ? room : objects[i % 10];
+        const bool inside = object.parent != nullptr;
+        for (Object& each : objects)
+            each.derivedCache = {&room};
+        room.derivedCache = {&room};
+        if (const auto action = random() % 8; action == 0 && inside) {
+            EXPECT_TRUE(above.RemoveChild(std::to_string(i)));
+            radii[&above] = own(above);
+            for (const auto& [name, child] : above.children)
+                widen(&above, *child);  // the one that goes among them
+            above.children.erase(std::to_string(i));
+            object.parent = nullptr;
+            EXPECT_EQ(object.octreeLink, nullptr);
+        } else if (!inside) {
+            above.AddChild(std::to_string(i), &object);
+            widen(&above, object);
+            if (above.parent) widen(above.parent, above);
+            EXPECT_EQ(room.derivedCache.empty(), &above == &room || above.parent);
+        } else if (action < 4) {
+            object.SetMesh(&meshes[random() % meshes.size()]);
+            radii[&object] = std::max(radii[&object], own(object));
+            widen(&above, object);
+            EXPECT_TRUE(object.derivedCache.empty());
+        } else {
+            const auto far = [&] { return static_cast<float>(random() % 30); };
+            object.SetPosition({far(), far(), far()});
+            widen(&above, object);
+            for (const auto& [name, child] : object.children)
+                EXPECT_TRUE(child->derivedCache.empty()) << "parts move along";
+        }
+        EXPECT_TRUE(above.derivedCache.empty());
+        EXPECT_TRUE(&above == &room || !inside || !room.derivedCache.empty());
+        EXPECT_EQ(room.ChildOctree().ObjectCount(), std::ssize(room.children));
+        for (const Object& each : objects) {
+            EXPECT_FLOAT_EQ(each.Radius(true), radii[&each]);
+            EXPECT_EQ(each.octreeLink != nullptr, each.parent != nullptr);
+        }
+        ASSERT_FLOAT_EQ(room.radius, radii[&room]) << "step " << step;
+    }
+}
+
+TEST(ObjectOctree, WhatIsMissingIsReportedAndOddRadiiAreHeld) {
+    Object parent;
+    Object child;
+    GeoImage odd;
+    parent.AddChild("b", &child);
+    const std::string warning = "Warning: node " + Address(&parent);
+    EXPECT_TRUE(parent.RemoveChild("b"));
+    EXPECT_EQ(CaptureStderr([&] { EXPECT_TRUE(parent.RemoveChild("b")); }),
               warning + " couldn't find child b(" + Address(&child) + ") in octree map\n");
     EXPECT_EQ(CaptureStderr([&] {
-                  child.SetPosition({0, 1, 0});
+                  child.SetPosition({0, 3e30F, 4e30F});
               }),
               warning + " couldn't find child " + Address(&child) + " in octree map\n");
     EXPECT_EQ(child.octreeLink, &parent.ChildOctree()) << "a move inserts what is missing";
+    EXPECT_FLOAT_EQ(parent.radius, 5e30F);
+    child.SetPosition({3.4e38F, 3.4e38F, -3.4e38F});
+    EXPECT_FALSE(std::isnan(parent.radius));
+    child.SetPosition({0, 0, 7});
+    EXPECT_TRUE(parent.RemoveChild("b"));
     parent.children.erase("b");
-    EXPECT_EQ(reportOf("b", false), warning + " requested to remove non-child b\n");
-    EXPECT_EQ(parent.radius, 6);
+    EXPECT_EQ(CaptureStderr([&] { EXPECT_FALSE(parent.RemoveChild("b")); }),
+              warning + " requested to remove non-child b\n");
     parent.AddChild("nobody", nullptr);
-    reportOf("nobody", true);
-    EXPECT_EQ(parent.radius, 2);
+    odd.radius = -1;
+    parent.SetMesh(&odd);
+    EXPECT_EQ(parent.radius, 0) << "a negative radius recomputes";
+    EXPECT_EQ(parent.Radius(false), -1);
 }
 
-TEST(ObjectOctree, ChangesReachOneLevelUp) {
-    Family family;
-    const auto emptiedBy = [&](auto&& change) {
-        family.Mark();
-        change();
-        return family.Emptied();
-    };
-    EXPECT_EQ(emptiedBy([&] { family.b.SetMesh(&family.mesh); }), "ab");
-    EXPECT_EQ(family.a.radius, 2);
-    EXPECT_EQ(family.room.radius, 0);
-    EXPECT_EQ(emptiedBy([&] { family.b.SetPosition({10, 0, 0}); }), "ab");
-    family.b.SetPosition({1, 0, 0});
-    EXPECT_EQ(family.a.radius, 12) << "never shrinks on a move";
-    family.a.SetPosition({0, 1, 0});
-    EXPECT_EQ(family.room.radius, 13);
-
-    // A smaller mesh does not shrink, a negative radius recomputes.
-    GeoImage odd;
-    for (const auto& [mesh, wanted] : {std::pair{0.0F, 12.0F}, {-1, 3}}) {
-        odd.radius = mesh;
-        family.a.SetMesh(&odd);
-        EXPECT_EQ(family.a.radius, wanted);
-    }
-
-    // A new grandchild widens the grandparent too: the child counts as changed.
-    Object c;
-    c.radius = 20;
-    EXPECT_EQ(emptiedBy([&] { family.a.AddChild("c", &c); }), "ra");
-    EXPECT_EQ(family.room.radius, 21);
-    vec3 min;
-    vec3 max;
-    family.room.ChildOctree().GetBounds(min, max, false);
-    EXPECT_EQ(max, vec3(20, 21, 20));
-}
-
-TEST(ObjectOctree, FindsChildrenBelowSplitNodesAndThoseThatHaveShrunkUnseen) {
-    Family family;
-    std::vector<Object> crowd(24);
-    for (int i = 0; i < 24; ++i) {
-        if (i % 2 == 0) crowd[i].pos = {10, 10, 10};
-        family.room.AddChild(std::to_string(i), &crowd[i]);
-    }
-    family.a.SetPosition({5, 5, 5});
-    vec3 min;
-    vec3 max;
-    family.room.ChildOctree().GetBounds(min, max, true);
-    ASSERT_NE(crowd[3].octreeLink, &family.room.ChildOctree());
-    EXPECT_EQ(CaptureStderr([&] { family.room.RemoveChild("3"); }), "");
-    EXPECT_EQ(crowd[3].octreeLink, nullptr);
-
-    family.a.radius = 20;
-    family.a.SetPosition({1, 1, 1});
-    ASSERT_EQ(family.a.octreeLink, &family.room.ChildOctree());
-    family.a.radius = 0;  // belongs further down now, where it is looked for first
-    const std::string report = CaptureStderr([&] { family.room.RemoveChild("a"); });
-    EXPECT_NE(report.find(" which it doesn't contain\nParent says"), std::string::npos) << report;
-    EXPECT_EQ(family.a.octreeLink, nullptr);
-}
-
-TEST(ObjectOctree, FarPositionsMakeNoNaN) {
-    Family family;
-    family.a.SetPosition({0, 3e30F, 4e30F});
-    EXPECT_FLOAT_EQ(family.room.radius, 5e30F);
-    family.a.SetPosition({3.4e38F, 3.4e38F, -3.4e38F});
-    EXPECT_FALSE(std::isnan(family.room.radius));
-    family.a.SetPosition({});
-    EXPECT_TRUE(family.room.RemoveChild("a"));
-}
+}  // namespace

@@ -1,7 +1,9 @@
 // Shared resources with what is told of their release, and the lock of the frames.
 #include "SceneFixture.h"
 
+#include "renderer/Renderer.h"
 #include "scene/SceneLock.h"
+#include "settings/StatisticNames.h"
 #include "support/RecordingDriver.h"
 
 #include <chrono>
@@ -21,22 +23,11 @@ TEST_F(SceneDatabaseTest, SharesCountsAndReloadsResources) {
     EXPECT_EQ(database->GetMesh(sheet, true), mesh);
     EXPECT_EQ(mesh->boundsMax.x, 2);
 
-    database->AddRefMesh(mesh);
-    database->AddRefMesh(mesh);
     database->ReleaseMesh(mesh);
-    EXPECT_EQ(database->ResourceName(mesh), sheet);
-    database->ReleaseMesh(mesh);
-    EXPECT_EQ(database->ResourceName(mesh), "null://");
+    EXPECT_EQ(database->ResourceName(mesh), "null://") << "never counted: gone at once";
     dir.Write("sheet", "broken");
     CaptureStderr([&] { EXPECT_EQ(database->GetMesh(sheet, false), nullptr); });
     EXPECT_EQ(database->ResourceName(nullptr), sheet);
-    Mesh("sheet", 3);
-    mesh = database->GetMesh(sheet, false);
-    database->ReleaseMesh(mesh);
-    EXPECT_EQ(database->ResourceName(mesh), "null://") << "never counted: gone at once";
-    database->AddRefMesh(nullptr);
-    database->ReleaseMesh(nullptr);
-
     const std::string image = Image("image");
     Texture* texture = database->GetTexture(image, false);
     Texture wide;
@@ -46,26 +37,44 @@ TEST_F(SceneDatabaseTest, SharesCountsAndReloadsResources) {
     Mesh("sheet", 5);
     EXPECT_EQ(Errors("reload " + sheet + " " + image + " /nowhere"), "");
     EXPECT_TRUE(mesh->boundsMax.x == 5 && texture->width == 4);
+    // A name of both kinds: its file is one of them, and the other stays as it was.
+    Image("sheet");
+    Texture* both = database->GetTexture(sheet, false);
+    Mesh("sheet", 6);
+    EXPECT_NE(Errors("reload " + sheet), "");
+    EXPECT_TRUE(mesh->boundsMax.x == 6 && both->width == 2);
     EXPECT_EQ(End(), "") << "what nobody counted is no leak";
 }
 
-TEST_F(SceneDatabaseTest, DriversHearOfAReleaseLaterOnTheirOwnThread) {
+TEST_F(SceneDatabaseTest, RenderersHearOfWhatGoesAtOnceAndDriversLater) {
+    Renderer renderer;
     RecordingDriver driver;
     RecordingDriver gone;
+    database->AddRenderer(&renderer);
     database->AddDriver(&driver);
     database->AddDriver(&gone);
-    GeoImage* mesh = database->GetMesh(Mesh("sheet"), false);
-    Texture* texture = database->GetTexture(Image("image"), false);
-    driver.Name(mesh, "sheet");
-    driver.Name(texture, "image");
-    database->ReleaseMesh(mesh);
-    database->ReleaseTexture(texture);
     database->RemoveDriver(&gone);
-    EXPECT_EQ(driver.TakeLog(), "");
+    Run("room r\nobject a\nset pos 0,0,-900\nset mesh " + Mesh("sheet") +
+        "\nshader set lit no\nshader set blend add\nset shade blend");
+    At("r", "a")->mesh->error = 0.01F;
+    const auto drawnAfter = [&](const std::string& lines) {
+        driver.TakeLog();
+        renderer.BeginFrame(&driver);
+        renderer.Render(command->GetRoom("r"), Camera());
+        Run(lines);
+        renderer.FinishFrame();
+        return driver.draws.size();
+    };
+    EXPECT_EQ(drawnAfter(""), 1U);
+    EXPECT_EQ(drawnAfter(""), 1U);
+    EXPECT_EQ(Statistic(renderer.Stats(), stat_names::kCacheEntries), 1);
+    EXPECT_EQ(drawnAfter("delete r a"), 0U) << "between two passes of a frame";
+    EXPECT_EQ(drawnAfter(""), 0U);
+    EXPECT_EQ(Statistic(renderer.Stats(), stat_names::kCacheSize), 0);
+    driver.TakeLog();
     database->DrainPurges();
-    database->DrainPurges();
-    EXPECT_EQ(driver.TakeLog(), "Purge sheet\nPurge image\n");
-    EXPECT_EQ(gone.TakeLog(), "");
+    EXPECT_EQ(driver.TakeLog() + gone.TakeLog(), "Purge unnamed\n");
+    command.reset();
 }
 
 TEST(FrameLock, ServesInTurnAndForgetsWhoGaveUp) {

@@ -31,6 +31,11 @@ protected:
     std::string Errors(const std::string& lines) {
         return CaptureStderr([&] { Run(lines); });
     }
+    std::string Emit(const std::string& name = "out") {
+        const std::string path = dir.File(name);
+        EXPECT_EQ(Errors("emit " + path), "Saving scene to file " + path + "...Done.\n");
+        return dir.Read(name);
+    }
     Object* At(const std::string& room, const std::string& path) {
         const ResolvedPath place = FindPath(*command->GetRoom(room), path);
         return place.parent ? place.parent->Child(place.leaf) : nullptr;

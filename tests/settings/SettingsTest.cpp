@@ -15,6 +15,8 @@ TEST(Settings, ClampsTogglesAndConverts) {
     settings.Declare("D", 0, 0, 0, "group") = 0;
     settings.Declare("D_x", 0, 2, 0.01F, "x") = 1;
     EXPECT_TRUE(settings.Declares("D_x") && !settings.Declares("D_"));
+    const SettingRecord none = settings.GetRecord("D_");
+    EXPECT_TRUE(none.min == 0 && none.max == 0 && none.step == 0 && none.value == 0);
     EXPECT_EQ(settings.Set("D_x", 2.01F), 2);
     EXPECT_EQ(settings.Set("D_x", -1), 0);
     EXPECT_TRUE(std::isnan(settings.Set("D_x", NAN)));
