@@ -19,10 +19,8 @@ public:
 
     Texture() = default;
     virtual ~Texture();
-    // Copies take sizes, pixels and flags; their uploads start empty. Moves hand over all.
-    Texture(const Texture& other);
+    // Takes all but the uploads, which drivers know by the old address.
     Texture(Texture&& other) noexcept;
-    Texture& operator=(Texture other) noexcept;
 
     virtual bool WantsMipmaps() const { return mipmap; }
 
@@ -43,7 +41,4 @@ public:
     // Exchanges size, channels and pixels with another image; the flags of both stay, their uploads
     // are emptied.
     void TakeContents(Texture& other);
-
-private:
-    void SwapContents(Texture& other) noexcept;
 };

@@ -11,17 +11,12 @@
 
 inline constexpr const char* kPrematureEnd = "Codec::ReadInt: premature EOF\n";
 
-inline std::string Word(std::int64_t value) {
-    std::string bytes;
-    for (int shift = 24; shift >= 0; shift -= 8)
-        bytes += static_cast<char>(value >> shift);
-    return bytes;
-}
-
 inline std::string Words(std::initializer_list<std::int64_t> values) {
     std::string bytes;
-    for (const std::int64_t value : values)
-        bytes += Word(value);
+    for (const std::int64_t value : values) {
+        for (int shift = 24; shift >= 0; shift -= 8)
+            bytes += static_cast<char>(value >> shift);
+    }
     return bytes;
 }
 
