@@ -191,6 +191,7 @@ TEST(Resize, CopiesTheWantedSizeResizesInPlaceAndRefusesWhatNoMeshCanBe) {
         result.AddToken(1);
         EXPECT_TRUE(GeoImage::Resize(source, result, 8.5F, 9, filter));
         const GeoImage moved(std::move(result));
+        EXPECT_TRUE(result.width == 0 && result.height == 0 && result.samples == nullptr);
         result = moved;
         EXPECT_TRUE(SameBits(result, source) && result.error == 3 &&
                     result.radius == source.radius);
