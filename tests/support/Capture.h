@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <regex>
 #include <sstream>
 #include <string>
 
@@ -27,11 +28,6 @@ inline std::string Address(const void* p) {
 }
 
 // Every address of the text as "*".
-inline std::string WithoutAddresses(std::string text) {
-    for (std::size_t at = text.find("0x"); at != std::string::npos; at = text.find("0x", at)) {
-        const std::size_t end = text.find_first_not_of("0123456789abcdefx", at);
-        text[at] = '*';
-        text.erase(at + 1, end == std::string::npos ? end : end - at - 1);
-    }
-    return text;
+inline std::string WithoutAddresses(const std::string& text) {
+    return std::regex_replace(text, std::regex("0x[0-9a-f]+"), "*");
 }

@@ -11,9 +11,6 @@ class TestScene {
 public:
     Room room;
 
-    TestScene() = default;
-    TestScene(const TestScene&) = delete;
-    TestScene& operator=(const TestScene&) = delete;
     ~TestScene() { DestroyChildren(room); }
 
     // A square sheet in the plane z = 0, front towards +z, of the given half width.
@@ -34,9 +31,7 @@ public:
     // With one unlit white shader in its base list.
     Object* AddPlain(Object& parent, const std::string& name, GeoImage* mesh, const vec3& pos) {
         Object* object = Add(parent, name, mesh, pos);
-        Shader shader;
-        shader.lit = false;
-        object->shaders[PassBase].push_back(shader);
+        object->shaders[PassBase].emplace_back().lit = false;
         return object;
     }
     // With one lit white shader in its light list.
