@@ -34,8 +34,7 @@ public:
         std::ifstream in(File(name), std::ios::binary);
         return {std::istreambuf_iterator<char>(in), {}};
     }
-    // The number of entries.
-    std::ptrdiff_t Count() const {
+    std::ptrdiff_t Count() const {  // of entries
         return std::distance(std::filesystem::directory_iterator(m_path), {});
     }
 

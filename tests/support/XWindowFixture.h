@@ -72,12 +72,13 @@ private:
         const Window root = RootWindow(m_display, visual.screen);
         XSetWindowAttributes attributes{};
         attributes.colormap = XCreateColormap(m_display, root, visual.visual, AllocNone);
-        attributes.event_mask = StructureNotifyMask;
+        attributes.override_redirect = True;  // no window manager moves it or lets it wait
+        // Tests run side by side, and what another window covers cannot be read back.
         m_xWindow =
-            XCreateWindow(m_display, root, 0, 0, kWidth, kHeight, 0, visual.depth, InputOutput,
-                          visual.visual, CWBorderPixel | CWColormap | CWEventMask, &attributes);
+            XCreateWindow(m_display, root, 672 + 96 * (getpid() % 6), 80 * (getpid() / 6 % 12),
+                          kWidth, kHeight, 0, visual.depth, InputOutput, visual.visual,
+                          CWBorderPixel | CWColormap | CWOverrideRedirect, &attributes);
         XMapWindow(m_display, m_xWindow);
-        XEvent event;
-        XWindowEvent(m_display, m_xWindow, StructureNotifyMask, &event);
+        XSync(m_display, False);
     }
 };
