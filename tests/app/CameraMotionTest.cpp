@@ -3,26 +3,50 @@
 
 #include "app/CameraMotion.h"
 
+#include <algorithm>
+#include <array>
+#include <cstdlib>
 #include <limits>
+#include <numbers>
 #include <random>
 
 #include "app/Application.h"
+#include "app/DoubleVector.h"
 #include "scene/SceneFixture.h"
 #include "settings/Registry.h"
+#include "settings/ShellKeys.h"
 
 namespace {
 
-bool Near(const vec3& a, const vec3& b, float tolerance = 1e-5F) {
-    return Length(a - b) <= tolerance;
+constexpr double kHalfPi = std::numbers::pi / 2;
+constexpr float kRadius = 2;  // of the shaken objects
+
+// Path parameters in the order of their markers' names.
+constexpr const char* kMarkers[] = {"c", "k", "p", "o", "t"};
+using Path = std::array<dvec3, 5>;
+
+// Where the path is at the time, and what one looks at who looked at aim before.
+std::pair<dvec3, dvec3> Follow(const Path& path, double time, const dvec3& aim) {
+    const auto& [centre, speed, amplitude, phase, weights] = path;
+    dvec3 at[2];
+    for (double dvec3::*axis : {&dvec3::x, &dvec3::y, &dvec3::z}) {
+        for (const int i : {0, 1}) {
+            const double angle = speed.*axis * (time + 0.01 * i) + phase.*axis;
+            at[i].*axis = centre.*axis + amplitude.*axis * std::sin(angle);
+        }
+    }
+    return {at[0], at[0] + weights.x * (centre - at[0]) + weights.y * (at[1] - at[0]) +
+                       weights.z * (aim - at[0])};
 }
 
 class CameraMotionTest : public SceneFixture {
 protected:
     Registry m_registry{dir.File("registry")};
     Application m_app;
+    std::mt19937 m_random{7};
 
     CameraMotionTest() {
-        m_registry.SetFloat("testRender/veloscale", 0.01F);
+        m_registry.SetFloat(shell_keys::kVelocityScale, 0.01F);
         m_app.registry = &m_registry;
         Run("room r");
         m_app.currentRoom = command->GetRoom("r");
@@ -40,48 +64,119 @@ protected:
             ++steps;
         return steps;
     }
+    vec3 RandomVector(float range) {
+        std::uniform_real_distribution<float> coordinate(-range, range);
+        return {coordinate(m_random), coordinate(m_random), coordinate(m_random)};
+    }
+    bool Chance() { return m_random() % 2 == 0; }
+    // Replaces some parameters by markers below the object.
+    Path WithMarkers(const std::string& object, Path path) {
+        for (std::size_t i = 0; i < path.size(); ++i) {
+            if (Chance()) continue;
+            Run("object " + object + "/" + kMarkers[i]);
+            path[i] = dvec3(command->CurrentObject()->point = RandomVector(1));
+        }
+        return path;
+    }
+    static bool Near(const vec3& is, const dvec3& wanted) {
+        return Length(dvec3(is) - wanted) < 1e-5 * (1 + Length(wanted));
+    }
 };
 
-TEST_F(CameraMotionTest, CoastsFiveTimesTheFirstStepAndThenRests) {
-    m_app.velocity = {0, 0, -1};
-    EXPECT_TRUE(Step());
-    EXPECT_FLOAT_EQ(m_app.camera.pos.z, -0.01F);
-    EXPECT_EQ(StepsToRest(100), 30) << "0.8^31 is the first power not above 0.001";
-    EXPECT_FALSE(Step());
-    for (int i = 0; i < 300; ++i)
-        Step();
-    EXPECT_TRUE(Near(m_app.camera.pos, {0, 0, -0.05F}));
-    EXPECT_TRUE(Near(m_app.camera.lookat, {0, 0, -1.05F}));
-    EXPECT_EQ(m_app.velocity, vec3()) << "denormal velocities slow the idle pass";
-    EXPECT_EQ(m_app.frameNumber, 0);
-    m_app.recording = true;
-    EXPECT_FALSE(Step()) << "recording a still picture asks for no frame";
-    EXPECT_EQ(m_app.frameNumber, 1);
+TEST_F(CameraMotionTest, MovesTheCameraLikeAPlainSecondVersion) {
+    for (int round = 0; round < 300; ++round) {
+        Run("delete r _cam");
+        const Path path = WithMarkers(
+            "_cam", {{{}, {0.051, 0.05, 0.051}, {9, 3, 9}, {0, 0, kHalfPi}, {0.5, 0, 0.5}}});
+        const bool upright = Chance();  // and stays so by moving along the view only
+        m_app.camera = {};
+        if (!upright) m_app.camera = {RandomVector(9), RandomVector(9), RandomVector(1)};
+        m_app.velocity = upright ? vec3{0, 0, 1} : RandomVector(100);
+        if (Chance()) m_app.velocity *= 0.0005F;
+        m_app.paused = Chance();
+        m_app.recording = Chance();
+        m_app.pathTime = static_cast<float>(round) / 2;
+        dvec3 pos(m_app.camera.pos);
+        dvec3 lookat(m_app.camera.lookat);
+        dvec3 up(m_app.camera.up);
+        const dvec3 velocity(m_app.velocity);
+        const int number = m_app.frameNumber;
+        EXPECT_EQ(Step(), !upright || !m_app.paused || Length(velocity) > 0.001);
+
+        const dvec3 start = pos;
+        if (!m_app.paused) std::tie(pos, lookat) = Follow(path, 0.5 * (round + 1), lookat);
+        pos = pos + 0.01 * velocity;
+        lookat = lookat + 0.01 * velocity;
+        const dvec3 right = Normalise(Cross(up, lookat - pos));
+        const double lean = 0.05 * Dot(pos - start, right);
+        up = 0.9 * Normalise(Cross(lookat - pos, right) + lean * right) + dvec3{0, 0.1, 0};
+        EXPECT_TRUE(Near(m_app.camera.pos, pos) && Near(m_app.camera.lookat, lookat));
+        EXPECT_TRUE(Near(m_app.camera.up, up) && Near(m_app.velocity, 0.8 * velocity));
+        EXPECT_EQ(m_app.frameNumber - number, m_app.recording || !m_app.paused ? 1 : 0);
+    }
+}
+
+TEST_F(CameraMotionTest, JigglesLightsAndObjectsLikeAPlainSecondVersion) {
+    m_app.jiggle = true;
+    Run("light set sun pos 0,0,0");
+    EXPECT_FALSE(Step()) << "its name begins with no colon";
+    const std::string mesh = Mesh("mesh", kRadius / std::sqrt(2.0F));
+    for (const char name : std::string_view("abcdefghijklmnopqrst")) {
+        const std::string object = std::string("object jiggler/") + name;
+        Run(object + "/below\n" + object + "\nset mesh " + mesh);
+    }
+    const auto shake = [](dvec3& v) {
+        for (double* component : {&v.x, &v.y, &v.z})
+            *component += 0.5 * kRadius * (std::rand() / 2147483648.0 - 0.5);
+    };
+    int visits = 0;
+    for (int round = 0; round < 50; ++round) {
+        std::map<std::string, std::pair<dvec3, dvec3>> flown;
+        for (const std::string name : {":a", ":b", ":c"}) {
+            Run("delete r " + name + "\nlight set " + name + " pos 0,0,0");
+            vec3& aim = m_app.currentRoom->lights[name]->pointat = RandomVector(5);
+            const double n = static_cast<double>(flown.size() + 1);
+            const dvec3 speed{0.03 * n, 0.04 * n, 0.05 * n};
+            const Path path =
+                WithMarkers(name, {{{0, 4, 0}, speed, {7, 2, 2}, {0, 1, 2}, {0, 0, 1}}});
+            flown[name] = Follow(path, 0.5 * (round + 2), dvec3(aim));
+        }
+        const auto& children = m_app.currentRoom->Child("jiggler")->children;
+        std::vector<std::array<dvec3, 3>> moved;
+        for (const auto& [name, child] : children) {
+            child->Child("below")->derivedCache.insert(this);
+            moved.push_back({dvec3(child->pos), dvec3(child->point), dvec3(child->up)});
+        }
+        std::srand(static_cast<unsigned>(round));
+        EXPECT_TRUE(Step());
+        for (const auto& [name, view] : flown) {
+            const Light& light = *m_app.currentRoom->lights[name];
+            EXPECT_TRUE(Near(light.pos, view.first) && Near(light.pointat, view.second)) << name;
+        }
+        std::srand(static_cast<unsigned>(round));
+        auto to = moved.begin();
+        for (const auto& [name, child] : children) {
+            const bool shaken = visits++ % 17 == 0;
+            if (shaken) std::ranges::for_each(*to, shake);
+            EXPECT_TRUE(Near(child->pos, (*to)[0]) && Near(child->point, (*to)[1]));
+            EXPECT_TRUE(Near(child->up, (*to++)[2]));
+            EXPECT_EQ(child->Child("below")->derivedCache.empty(), shaken);
+        }
+    }
 }
 
 // In floats alone six views in a hundred flip between two neighbouring up vectors for ever.
 TEST_F(CameraMotionTest, EveryViewComesToRest) {
     constexpr int kLimit = 200000;  // nearly vertical views take their time
-    std::mt19937 random(7);
-    std::uniform_real_distribution<float> coordinate(-20, 20);
     for (int i = 0; i < 20000; ++i) {
-        for (vec3* v : {&m_app.camera.pos, &m_app.camera.lookat, &m_app.camera.up})
-            *v = {coordinate(random), coordinate(random), coordinate(random)};
+        m_app.camera = {
+            .pos = RandomVector(20), .lookat = RandomVector(20), .up = RandomVector(20)};
         ASSERT_LT(StepsToRest(kLimit), kLimit) << "view " << i;
     }
-}
-
-TEST_F(CameraMotionTest, TurnsUprightAndLeansIntoSidewaysMotion) {
-    m_app.camera.up = {1, 0, 0};
-    EXPECT_TRUE(Step());
-    EXPECT_EQ(m_app.camera.up, (vec3{0.9F, 0.1F, 0}));
-    StepsToRest(10000);
-    EXPECT_TRUE(Near(m_app.camera.up, {0, 1, 0}));
-    // Two units to the right in one step: the lean is 0.05 * 2 of a view one unit long.
-    m_app.velocity = {200, 0, 0};
-    Step();
-    const float length = std::sqrt(1.01F);
-    EXPECT_TRUE(Near(m_app.camera.up, {0.09F / length, 0.9F / length + 0.1F, 0}));
+    m_app.velocity = {1, 2, 3};
+    for (int i = 0; i < 300; ++i)
+        Step();
+    EXPECT_EQ(m_app.velocity, vec3()) << "denormal velocities slow the idle pass";
 }
 
 TEST_F(CameraMotionTest, DegenerateViewsAndHostileNumbersLeaveTheCameraFinite) {
@@ -93,7 +188,7 @@ TEST_F(CameraMotionTest, DegenerateViewsAndHostileNumbersLeaveTheCameraFinite) {
     Run("object _cam/p\nset point 3e38,3e38,3e38\nobject _cam/c\nset point 3e38,3e38,3e38");
     for (const Camera& view : views) {
         for (const char* scale : {"nan", "1e38", "-inf"}) {
-            m_registry.SetString("testRender/veloscale", scale);
+            m_registry.SetString(shell_keys::kVelocityScale, scale);
             m_app.camera = view;
             m_app.velocity = {kHuge, 1, std::numeric_limits<float>::infinity()};
             m_app.paused = false;
@@ -105,72 +200,6 @@ TEST_F(CameraMotionTest, DegenerateViewsAndHostileNumbersLeaveTheCameraFinite) {
             }
         }
     }
-}
-
-TEST_F(CameraMotionTest, FliesTheDefaultPathOrThatOfTheMarkers) {
-    m_app.paused = false;
-    m_app.currentRoom = nullptr;
-    EXPECT_TRUE(Step());
-    EXPECT_TRUE(Near(m_app.camera.pos, {0.2295F, 0.075F, 8.9971F}, 2e-4F));
-    // Half way between the centre and the former aim point (0, 0, -1).
-    EXPECT_TRUE(Near(m_app.camera.lookat, {0, 0, -0.5F}));
-    EXPECT_EQ(m_app.frameNumber, 1);
-
-    m_app.currentRoom = command->GetRoom("r");
-    Run("object _cam/c\nset point 1,2,3\nobject _cam/p\nset point 0,0,0");
-    Step();
-    EXPECT_EQ(m_app.camera.pos, (vec3{1, 2, 3}));
-    Run("set point 10,0,0\nobject _cam/k\nset point 1,0,0\nobject _cam/o\nset point 0.25,0,0\n"
-        "object _cam/t\nset point 0,100,0");
-    Step();
-    EXPECT_TRUE(Near(m_app.camera.pos, {1 + 10 * std::sin(1.75F), 2, 3}));
-    // The flight direction: a hundredth of path time ahead, weighted with a hundred.
-    const float ahead = 1000 * (std::sin(1.76F) - std::sin(1.75F));
-    EXPECT_TRUE(Near(m_app.camera.lookat - m_app.camera.pos, {ahead, 0, 0}, 1e-3F));
-}
-
-TEST_F(CameraMotionTest, JiggleFliesTheLightsNamedWithAColon) {
-    m_app.jiggle = true;
-    Run("light set sun pos 0,0,0");
-    Step();
-    EXPECT_FALSE(Step());
-    Run("light set :a pointat 0.1,0.2,0.3\nlight set :b pos 0,0,0\n"
-        "object :b/c\nset point 0,0,0\nobject :b/o\nset point 0,0,0");
-    auto& lights = m_app.currentRoom->lights;
-    m_app.lightTime = 0.5F;
-    EXPECT_TRUE(Step());
-    EXPECT_TRUE(Near(lights[":a"]->pos,
-                     {7 * std::sin(0.03F), 4 + 2 * std::sin(1.04F), 2 * std::sin(2.05F)}));
-    EXPECT_TRUE(
-        Near(lights[":b"]->pos, {7 * std::sin(0.06F), 2 * std::sin(0.08F), 2 * std::sin(0.1F)}));
-    StepsToRest(100);
-    EXPECT_EQ(lights[":a"]->pointat, (vec3{0.1F, 0.2F, 0.3F})) << "the default keeps the aim point";
-    EXPECT_EQ(lights["sun"]->pos, vec3());
-}
-
-TEST_F(CameraMotionTest, ShakesTheFirstChildAndThenEverySeventeenth) {
-    m_app.jiggle = true;
-    const std::string mesh = Mesh("mesh", std::sqrt(2.0F));  // of radius 2
-    for (const char* name : {"a", "b", "c", "d", "e"})
-        Run(std::string("object jiggler/") + name + "\nset mesh " + mesh);
-    const auto child = [this](const std::string& name) { return At("r", "jiggler/" + name); };
-    std::srand(3);
-    const auto change = [] { return static_cast<float>(std::rand() / 2147483648.0 - 0.5); };
-    vec3 changes[4];
-    for (auto& [x, y, z] : changes)
-        x = change(), y = change(), z = change();
-    std::srand(3);
-    Run("object jiggler/a/below");
-    command->CurrentObject()->derivedCache.insert(this);
-    EXPECT_TRUE(Step());
-    EXPECT_TRUE(Near(child("a")->pos, changes[0]));
-    EXPECT_TRUE(Near(child("a")->point, vec3{0, 0, 1} + changes[1]));
-    EXPECT_TRUE(Near(child("a")->up, vec3{0, 1, 0} + changes[2]));
-    EXPECT_TRUE(command->CurrentObject()->derivedCache.empty());
-    StepsToRest(3);  // visits 5 to 19: number 17 is the third child
-    EXPECT_TRUE(Near(child("a")->pos, changes[0]));
-    EXPECT_TRUE(Near(child("c")->pos, changes[3]));
-    EXPECT_TRUE(child("b")->pos == vec3() && child("d")->pos == vec3());
 }
 
 }  // namespace

@@ -7,6 +7,8 @@
 #include <png.h>
 #include <sys/time.h>
 
+#include <algorithm>
+#include <array>
 #include <cstdint>
 #include <filesystem>
 #include <limits>
@@ -172,11 +174,14 @@ TEST(FrameStateTest, RatesAndDetailFollowFrameTimes) {
     state.Advance();
     EXPECT_EQ(state.writeIndex, 0);
 
-    EXPECT_FLOAT_EQ(SteeredDetailScale(1, 30, 10), 0.2F * 1000 / 300 + 0.8F);
-    EXPECT_FLOAT_EQ(SteeredDetailScale(3, 20, 100), 0.3F * 1.5F + 0.7F * 3);
-    EXPECT_FLOAT_EQ(SteeredDetailScale(1, 30, 0), 0.2F * 100 + 0.8F);
-    EXPECT_FLOAT_EQ(SteeredDetailScale(0.001F, 1000, 1000000), 0.3F * 0.0001F + 0.7F * 0.001F);
-    EXPECT_EQ(SteeredDetailScale(2, kNaN, 10), 2);
+    const float cases[][4] = {// scale, capture rate, frame time, next scale
+                              {1, 30, 10, 0.2F * 1000 / 300 + 0.8F},
+                              {3, 20, 100, 0.3F * 1.5F + 0.7F * 3},
+                              {1, 30, 0, 0.2F * 100 + 0.8F},
+                              {0.001F, 1000, 1e6F, 0.3F * 0.0001F + 0.7F * 0.001F},
+                              {2, kNaN, 10, 2}};
+    for (const auto& [scale, rate, time, next] : cases)
+        EXPECT_FLOAT_EQ(SteeredDetailScale(scale, rate, static_cast<int>(time)), next);
     for (const float rate : {0.0F, -30.0F, kInfinite, 1e-40F}) {
         for (float scale : {0.0F, 1.0F, 1000.0F, kNaN}) {
             for (int i = 0; i < 300; ++i)
@@ -239,61 +244,51 @@ std::vector<int> ReadPNG(const std::string& path) {
     return result;
 }
 
-class CaptureTest : public FrameLoopTest {
-protected:
-    CaptureTest() {
-        m_app.recording = true;
-        m_app.recname = dir.File("shot");
-        m_app.frameNumber = 7;
-        m_driver.framebuffer.SetSize(2, 2, 4);
-        for (int i = 0; i < 16; ++i)
-            m_driver.framebuffer.pixels[i] = static_cast<std::uint8_t>(10 * i);
-    }
-    const std::vector<int> kPicture{2, 2, 80, 90, 100, 120, 130, 140, 0, 10, 20, 40, 50, 60};
-};
-
-TEST_F(CaptureTest, WritesNumberedPicturesAndTheirTimes) {
+TEST_F(FrameLoopTest, CapturesNumberedPicturesAndTheirTimes) {
     const std::string name = "%s%n;touch hit;$(touch hit)\"' " + std::string(150, 'x');
+    // The picture that a frame of that number leaves.
+    const auto captured = [&](int number) {
+        m_app.frameNumber = number;
+        Frame();
+        char end[16];
+        std::snprintf(end, sizeof end, "-%04d.png", number);
+        return ReadPNG(m_app.recname + end);
+    };
     m_app.recname = dir.File(name);
+    m_app.recording = true;
     m_app.frame.recordedTime = 10000;
-    Frame();
-    EXPECT_EQ(ReadPNG(m_app.recname + "-0007.png"), kPicture);
+    m_driver.framebuffer.SetSize(2, 2, 4);
+    for (int i = 0; i < 16; ++i)
+        m_driver.framebuffer.pixels[i] = static_cast<std::uint8_t>(10 * i);
+    const std::vector<int> picture{2, 2, 80, 90, 100, 120, 130, 140, 0, 10, 20, 40, 50, 60};
+    EXPECT_EQ(captured(7), picture);
     std::ifstream scratch("/tmp/foo.ppm", std::ios::binary);
     const std::string ppm{std::istreambuf_iterator<char>(scratch), {}};
-    EXPECT_EQ(ppm, "P6\n2 2\n255\n" + std::string(kPicture.begin() + 2, kPicture.end()));
-
-    m_app.frameNumber = -12;
+    EXPECT_EQ(ppm, "P6\n2 2\n255\n" + std::string(picture.begin() + 2, picture.end()));
     m_app.frame.recordedTime = 3600000L * 24 * 30;  // times thirty it fits no int
     m_driver.framebuffer.SetSize(2, 1, 2);
-    const std::uint8_t grey[] = {1, 2, 3, 4};
-    std::copy(grey, grey + 4, m_driver.framebuffer.pixels);
-    Frame();
-    EXPECT_THAT(ReadPNG(m_app.recname + "--012.png"), testing::ElementsAre(2, 1, 1, 3));
+    std::copy_n(std::to_array<std::uint8_t>({1, 2, 3, 4}).begin(), 4, m_driver.framebuffer.pixels);
+    EXPECT_EQ(captured(-12), std::vector<int>({2, 1, 1, 3}));
     EXPECT_EQ(dir.Read(name + "-control"), "300 7\n77760001 -12\n")
         << "what follows the first capture counts for no frame";
-
-    m_app.frameNumber = 8;
-    m_driver.framebuffer = Texture();
-    Frame();
-    m_app.frameNumber = 9;
-    m_app.recording = false;
-    Frame();
-    EXPECT_FALSE(std::filesystem::exists(m_app.recname + "-0008.png")) << "nothing to read back";
-    EXPECT_FALSE(std::filesystem::exists(m_app.recname + "-0009.png")) << "not recording";
     EXPECT_FALSE(std::filesystem::exists("hit"));
-    EXPECT_EQ(m_app.frame.writeIndex, 4);
-}
 
-TEST_F(CaptureTest, PlantedLinksAreLeftAlone) {
+    // Planted links are left alone, each by itself.
+    m_app.recname = dir.File("shot");
     const std::string target = dir.Write("precious", "kept");
-    const std::string picture = dir.File("shot-0007.png");
-    std::filesystem::create_symlink(target, picture);
+    std::filesystem::create_symlink(target, dir.File("shot-0001.png"));
     std::filesystem::create_symlink(target, dir.File("shot-control"));
-    EXPECT_EQ(CaptureStderr([this] { Frame(); }), "");
+    EXPECT_EQ(CaptureStderr([&] { captured(1); }), "");
+    EXPECT_EQ(captured(2), std::vector<int>({2, 1, 1, 3}));
     EXPECT_EQ(dir.Read("precious"), "kept");
-    std::filesystem::remove(picture);
-    Frame();
-    EXPECT_EQ(ReadPNG(picture), kPicture) << "the picture does not depend on the control file";
+
+    m_driver.framebuffer = Texture();
+    captured(3);
+    m_app.recording = false;
+    captured(4);
+    for (const char* file : {"shot-0003.png", "shot-0004.png"})
+        EXPECT_FALSE(std::filesystem::exists(dir.File(file))) << "no pixels, not recording";
+    EXPECT_EQ(m_app.frame.writeIndex, 6);
 }
 
 }  // namespace
