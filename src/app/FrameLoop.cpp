@@ -10,6 +10,7 @@
 #include "app/FrameCapture.h"
 #include "app/StatisticsLine.h"
 #include "drivers/Driver.h"
+#include "drivers/DriverSettings.h"
 #include "renderer/Renderer.h"
 #include "renderer/RendererSettings.h"
 #include "scene/Command.h"
@@ -51,7 +52,7 @@ void PrepareDriver(Application& app) {
     driver.SetViewport(0, 0, app.windowWidth, app.windowHeight);
     driver.ColorMask(true, true, true);
     // A scene covers its own background; a wireframe does not.
-    driver.Clear(true, driver.GetBool("D_wireframe"));
+    driver.Clear(true, driver.GetBool(driver_settings::kWireframe));
 }
 
 void DrawEye(Application& app, const Camera& camera) {

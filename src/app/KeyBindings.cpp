@@ -6,6 +6,8 @@
 #include "app/Application.h"
 #include "app/DriverSwitch.h"
 #include "drivers/Driver.h"
+#include "drivers/DriverSettings.h"
+#include "drivers/gl/SettingsGL.h"
 #include "renderer/Renderer.h"
 #include "renderer/RendererSettings.h"
 
@@ -18,8 +20,6 @@ constexpr float kDetailStep = 0.1F;
 constexpr float kMinDetail = 0.1F;
 constexpr float kBlurStep = 0.05F;
 constexpr float kShadowStep = 0.01F;
-constexpr const char* kBlur = "GL_mblur%";
-constexpr const char* kShadow = "D_shadowoffset";
 
 void Flip(bool& value) {
     value = !value;
@@ -77,15 +77,18 @@ constexpr KeyBinding kBindings[] = {
     {']', NarrowView, "narrower field of view"},
     {'a', [](Application& app) { app.velocity += ViewDirection(app); }, "fly forward"},
     {'z', [](Application& app) { app.velocity -= ViewDirection(app); }, "fly backward"},
-    {'<', [](Application& app) { Step(*app.driver, kBlur, -kBlurStep); },
+    {'<', [](Application& app) { Step(*app.driver, gl_settings::kMotionBlurFactor, -kBlurStep); },
      "shorter motion blur (GL driver)"},
-    {'>', [](Application& app) { Step(*app.driver, kBlur, kBlurStep); },
+    {'>', [](Application& app) { Step(*app.driver, gl_settings::kMotionBlurFactor, kBlurStep); },
      "longer motion blur (GL driver)"},
-    {'b', [](Application& app) { app.driver->Toggle("GL_mblur"); },
+    {'b', [](Application& app) { app.driver->Toggle(gl_settings::kMotionBlur); },
      "motion blur on/off (GL driver)"},
-    {'w', [](Application& app) { app.driver->Toggle("D_wireframe"); }, "wireframe on/off"},
-    {'{', [](Application& app) { Step(*app.driver, kShadow, -kShadowStep); }, "shadow offset down"},
-    {'}', [](Application& app) { Step(*app.driver, kShadow, kShadowStep); }, "shadow offset up"},
+    {'w', [](Application& app) { app.driver->Toggle(driver_settings::kWireframe); },
+     "wireframe on/off"},
+    {'{', [](Application& app) { Step(*app.driver, driver_settings::kShadowOffset, -kShadowStep); },
+     "shadow offset down"},
+    {'}', [](Application& app) { Step(*app.driver, driver_settings::kShadowOffset, kShadowStep); },
+     "shadow offset up"},
     {'m', [](Application& app) { app.renderer->Toggle(renderer_settings::kMipmesh); },
      "mesh mipmapping on/off"},
     {'o', [](Application& app) { app.renderer->Toggle(renderer_settings::kOcclusion); },
