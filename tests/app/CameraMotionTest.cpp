@@ -11,7 +11,6 @@
 #include <random>
 
 #include "app/Application.h"
-#include "app/DoubleVector.h"
 #include "scene/SceneFixture.h"
 #include "settings/Registry.h"
 #include "settings/ShellKeys.h"

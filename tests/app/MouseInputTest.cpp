@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <random>
 
 #include "ShellFixture.h"
 #include "app/MouseInput.h"
@@ -9,71 +10,65 @@
 namespace {
 class Mouse : public ShellFixture {
 protected:
-    // A drag with these buttons held by (x, -y) hundredths of the window; they are let go again.
-    void Drag(std::initializer_list<unsigned> buttons, int x, int y) {
-        app.windowHeight = 100;
-        app.velocity = {};
-        app.camera.pos = {0, 0, 5};
-        app.camera.lookat = {0, 0, 4};
-        for (const unsigned button : buttons)
-            HandleMouse(app, button, true, 50, 50);
-        EXPECT_EQ(vec3(0, 0, 4), app.camera.lookat) << "a press alone changes nothing";
-        Move(50 + x, 50 + y);
-        Move(50, 50);
-        for (const unsigned button : buttons)
+    // Presses these buttons (bit by bit) at (50, 50), drags to (50 + x, 50 + y) and lets them go.
+    void Drag(unsigned buttons, int x, int y) {
+        const vec3 before = app.camera.lookat;
+        for (unsigned button = 1; button <= 32; ++button)
+            if (buttons >> (button - 1) & 1) HandleMouse(app, button, true, 50, 50);
+        EXPECT_EQ(before, app.camera.lookat) << "a press alone changes nothing";
+        app.redrawRequested = false;
+        HandleMouse(app, 0, false, 50 + x, 50 + y);
+        EXPECT_TRUE(app.redrawRequested);
+        HandleMouse(app, 0, false, 50, 50);
+        for (unsigned button = 1; button <= 32; ++button)
             HandleMouse(app, button, false, 50, 50);
-        Move(99, 99);
-    }
-    void Move(int x, int y) { HandleMouse(app, 0, false, x, y); }
-    void Expect(const vec3& lookat, const vec3& velocity) {
-        EXPECT_LT(Length(lookat - app.camera.lookat), 1e-5F);
-        EXPECT_LT(Length(velocity - app.velocity), 1e-5F);
     }
 };
 
-TEST_F(Mouse, ButtonsTurnSlideAndFlyAndAddUp) {
-    // Turning: 0.3 of the way to (0.1, 0.2, 4).
-    Drag({1}, 10, -20);
-    EXPECT_TRUE(app.redrawRequested);
-    Expect({0.03F, 0.06F, 4}, {});
-    Drag({2}, 10, -5);
-    Expect({0, 0, 4}, {0.1F, 0.05F, 0});
-    // Flying also turns by x alone.
-    Drag({3}, 10, -5);
-    Expect({0.03F, 0, 4}, {0, 0, -0.1F});
-    // Flying follows the direction that turning has left: (0.2, 0.1, -1), times 2 * 10 * 0.01.
-    Drag({1, 3}, 20, -10);
-    Expect({0.3F * 0.4F, 0.3F * 0.1F, 4}, {0.04F, 0.02F, -0.2F});
-    // From two units away the look-at point approaches to the view direction's length of 1.
-    app.camera.lookat = {0, 0, 3};
-    HandleMouse(app, 3, true, 0, 0);
-    Move(10, 0);
-    EXPECT_FLOAT_EQ(0.7F * 3 + 0.3F * 4, app.camera.lookat.z);
+TEST_F(Mouse, TurnsSlidesAndFliesLikeAPlainSecondVersion) {
+    std::mt19937 random(3);
+    const auto coordinate = [&] { return static_cast<float>(random() % 2001) / 100 - 10; };
+    for (int round = 0; round < 300; ++round) {
+        Camera& camera = app.camera;
+        for (vec3* v : {&camera.pos, &camera.lookat, &camera.up, &app.velocity})
+            *v = {coordinate(), coordinate(), coordinate()};
+        app.windowHeight = 100 + static_cast<int>(random() % 1000);
+        const unsigned buttons = random();  // all but the first three and the wheel do nothing
+        const int x = static_cast<int>(random() % 200) - 100;
+        const int y = static_cast<int>(random() % 200) - 100;
+        const dvec3 pos(camera.pos);
+        const dvec3 lookat(camera.lookat);
+        const dvec3 direction = Normalise(lookat - pos);
+        const dvec3 right = Normalise(Cross(direction, dvec3(camera.up)));
+        const dvec3 onScreen = double(x) * right + double(-y) * Cross(right, direction);
+        dvec3 look = direction;
+        dvec3 velocity(app.velocity);
+        if (buttons & 1) look = look + (1.0 / app.windowHeight) * onScreen;
+        if (buttons & 2) velocity = velocity + 0.01 * onScreen;
+        if (buttons & 4) {
+            velocity = velocity + 0.02 * -y * look;
+            look = look + double(x) / app.windowHeight * right;
+        }
+        const bool drags = (buttons & 7) != 0 && (x != 0 || y != 0);
+        Drag(buttons, x, y);
+        const dvec3 wanted = drags ? 0.7 * lookat + 0.3 * (pos + look) : lookat;
+        EXPECT_LT(Length(dvec3(camera.lookat) - wanted), 1e-4);
+        EXPECT_LT(Length(dvec3(app.velocity) - velocity), 1e-4);
+    }
 }
 
-TEST_F(Mouse, WheelAndEventsWithoutSenseLeaveTheCameraSound) {
+TEST_F(Mouse, WheelAndDegenerateViewsLeaveTheCameraSound) {
     app.camera.fov = 8;
-    HandleMouse(app, 4, true, 7, 7);
-    HandleMouse(app, 4, false, 7, 7);
-    HandleMouse(app, 5, false, 7, 7);
+    Drag(1U << 3, 7, 7);
     EXPECT_FLOAT_EQ(5, app.camera.fov);
-    HandleMouse(app, 5, true, 7, 7);
+    Drag(1U << 4, 7, 7);
     EXPECT_FLOAT_EQ(10, app.camera.fov);
-    Drag({6, 33, 255, 4294967295U}, 1000, -1000);
-    Expect({0, 0, 4}, {});
-    EXPECT_EQ(0, app.buttonMask);
-
-    const Camera degenerate[] = {{.lookat = {0, 0, 0}},  // no view direction
-                                 {.lookat = {0, 1, 0}},  // looking along up
-                                 {.up = {0, 0, 0}},      //
-                                 {.pos = {3e38F, 0, 0}, .lookat = {-3e38F, 0, 0}}};
-    for (const Camera& camera : degenerate) {
+    for (const Camera& camera : {Camera{.lookat = {0, 0, 0}}, Camera{.lookat = {0, 1, 0}},
+                                 Camera{.up = {0, 0, 0}}, Camera{{3e38F, 0, 0}, {-3e38F, 0, 0}}}) {
         app.camera = camera;
         app.velocity = {};
         app.windowHeight = 0;
-        for (const unsigned button : {1U, 2U, 3U})
-            HandleMouse(app, button, true, 0, 0);
-        Move(32767, -32768);
+        Drag(7, 32767, -32768);
         EXPECT_TRUE(std::isfinite(Length(app.velocity)));
         EXPECT_FALSE(std::isnan(app.camera.lookat.x + app.camera.lookat.y + app.camera.lookat.z));
     }

@@ -29,8 +29,6 @@
 
 class ProgramRun {
 public:
-    enum class Input { Pipe, Closed, Directory };
-
     // A size that no other run on the same display has: by it the window is found.
     const int width = 200 + getpid() % 97;
     const int height = 150 + getpid() / 97 % 89;
@@ -38,12 +36,17 @@ public:
     Window window = 0;
     pid_t pid = -1;
 
-    // home is used as HOME; "" runs without HOME. The arguments follow the window size.
+    // home is used as HOME; "" runs without HOME. The arguments follow the window size. input:
+    // where standard input comes from in the shell's words; it can be typed into where none is
+    // given.
     ProgramRun(const std::string& home, std::vector<std::string> arguments,
-               Input input = Input::Pipe) {
+               const std::string& input = "") {
+        const std::string script = (home.empty() ? "unset HOME" : "export HOME='" + home + "'") +
+                                   "; exec \"$@\" >" + m_files.File("out") + " 2>" +
+                                   m_files.File("err") + " " + input;
         arguments.insert(arguments.begin(),
-                         {PALLIX_PROGRAM, "-testRender/wW", std::to_string(width), "-testRender/wH",
-                          std::to_string(height)});
+                         {"sh", "-c", script, "sh", PALLIX_PROGRAM, "-testRender/wW",
+                          std::to_string(width), "-testRender/wH", std::to_string(height)});
         std::vector<char*> argv;
         for (std::string& argument : arguments)
             argv.push_back(argument.data());
@@ -52,16 +55,10 @@ public:
         int pipe[2];
         if (pipe2(pipe, O_CLOEXEC) != 0) return;
         fcntl(pipe[0], F_SETFL, O_NONBLOCK);  // as a terminal may be left by another program
-        const std::string out = m_files.File("out");
-        const std::string err = m_files.File("err");
         pid = fork();
         if (pid == 0) {
-            dup2(input == Input::Pipe ? pipe[0] : open("/", O_RDONLY | O_DIRECTORY), STDIN_FILENO);
-            if (input == Input::Closed) close(STDIN_FILENO);
-            dup2(open(out.c_str(), O_WRONLY | O_CREAT, 0600), STDOUT_FILENO);
-            dup2(open(err.c_str(), O_WRONLY | O_CREAT, 0600), STDERR_FILENO);
-            home.empty() ? unsetenv("HOME") : setenv("HOME", home.c_str(), 1);
-            execv(PALLIX_PROGRAM, argv.data());
+            dup2(pipe[0], STDIN_FILENO);
+            execv("/bin/sh", argv.data());
             _exit(127);
         }
         close(pipe[0]);
@@ -81,7 +78,6 @@ public:
 
     std::string Out() const { return m_files.Read("out"); }
     std::string Err() const { return m_files.Read("err"); }
-
     // The number of frames shown so far, and the statistics line of the last one.
     std::ptrdiff_t Frames() const {
         const std::string out = Out();
@@ -110,7 +106,7 @@ public:
                WaitForOut("\r");
     }
     // Sends any event to the top-level window; what is not flushed arrives with the next that is.
-    void Send(XEvent& event, long mask, bool flush = true) {
+    void Send(XEvent event, long mask, bool flush = true) {
         event.xany.display = display;
         event.xany.window = window;
         XSendEvent(display, window, False, mask, &event);
@@ -129,16 +125,6 @@ public:
             Send(event, KeyPressMask, false);
         }
         XFlush(display);
-    }
-    // Closes the window as a window manager does.
-    void Close() {
-        XEvent event{};
-        event.xclient.type = ClientMessage;
-        event.xclient.message_type = XInternAtom(display, "WM_PROTOCOLS", False);
-        event.xclient.format = 32;
-        event.xclient.data.l[0] =
-            static_cast<long>(XInternAtom(display, "WM_DELETE_WINDOW", False));
-        Send(event, NoEventMask);
     }
     void Resize(unsigned wide, unsigned high) {
         XResizeWindow(display, window, wide, high);
@@ -163,15 +149,13 @@ public:
     bool WaitForErr(const std::string& text) {
         return WaitUntil([&] { return Err().find(text) != std::string::npos; });
     }
-    // Asks for frames until the statistics line holds the text: a frame shows the view of the one
-    // before, since it takes over a typed camera after it has printed its own.
-    bool WaitForFrame(const std::string& text) {
-        return WaitDrawing([&] { return Out().find(text) != std::string::npos; });
-    }
-    // Asks for frames until two more have been shown.
-    bool WaitForMoreFrames() {
-        const auto wanted = Frames() + 2;
-        return WaitDrawing([&] { return Frames() >= wanted; });
+    // Asks for frames until the condition holds.
+    template <class Condition>
+    bool WaitDrawing(Condition condition) {
+        return WaitUntil([&] {
+            Press({XK_x});
+            return condition();
+        });
     }
     // The windows in a window.
     std::vector<Window> Children(Window parent) {
@@ -183,8 +167,10 @@ public:
         if (list != nullptr) XFree(list);
         return children;
     }
-    bool WaitForSize(Window of, int wide, int high) {
-        return WaitUntil([&] { return HasSize(of, wide, high); });
+    bool HasSize(Window of, int wide, int high) {
+        XWindowAttributes is{};
+        XGetWindowAttributes(display, of, &is);
+        return is.width == wide && is.height == high;
     }
     // Waits for the end: the exit status, or minus the signal.
     int Wait() {
@@ -200,18 +186,6 @@ private:
     bool Ended() {
         if (pid > 0 && waitpid(pid, &m_status, WNOHANG) == pid) pid = -1;
         return pid <= 0;
-    }
-    template <class Condition>
-    bool WaitDrawing(Condition condition) {
-        return WaitUntil([&] {
-            Press({XK_x});
-            return condition();
-        });
-    }
-    bool HasSize(Window of, int wide, int high) {
-        XWindowAttributes is{};
-        XGetWindowAttributes(display, of, &is);
-        return is.width == wide && is.height == high;
     }
     bool FindWindow() {
         for (const Window found : Children(DefaultRootWindow(display))) {
@@ -238,17 +212,17 @@ protected:
     }
     void TearDown() override { m_run.reset(); }
     // Starts the program, after the end of the one before, and waits for its window.
-    ProgramRun& Start(const std::vector<std::string>& arguments,
-                      ProgramRun::Input input = ProgramRun::Input::Pipe) {
+    ProgramRun& Start(const std::vector<std::string>& arguments, const std::string& input = "") {
         m_run.emplace(home.Path(), arguments, input);
         EXPECT_TRUE(m_run->WaitForWindow()) << m_run->Err();
         return *m_run;
     }
-    // Ends it with that key; the end must be clean.
-    void Quit(KeySym key = XK_q) {
+    // Ends it with that key; the end must be clean. What it said on standard error.
+    std::string Quit(KeySym key = XK_q) {
         m_run->Press({key});
         EXPECT_EQ(0, m_run->Wait()) << m_run->Err();
         EXPECT_THAT(m_run->Err(), testing::Not(testing::ContainsRegex("GLError|Sanitizer")));
+        return m_run->Err();
     }
 
 private:

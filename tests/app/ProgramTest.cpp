@@ -57,7 +57,13 @@ TEST_F(Program, RegistryArgumentsAndKeysAreKeptForTheNextRun) {
                                        "emask0 = 1\nemask1 = 0\nemask2 = 0\n"));
     first.Resize(321, 123);
     first.Press({XK_2, XK_f, XK_w, XK_parenright, XK_parenright});
-    first.Close();
+    XEvent close{};
+    close.type = ClientMessage;
+    close.xclient.format = 32;
+    close.xclient.message_type = XInternAtom(first.display, "WM_PROTOCOLS", False);
+    close.xclient.data.l[0] =
+        static_cast<long>(XInternAtom(first.display, "WM_DELETE_WINDOW", False));
+    first.Send(close, NoEventMask);
     EXPECT_EQ(0, first.Wait()) << first.Err();
     const std::string keys =
         "driver GL\nown word\ntestRender/anaglyph 1\ntestRender/baseLOD 0.10000000149\n"
@@ -124,11 +130,10 @@ TEST_F(Program, EventsWithoutSenseAreSurvived) {
 }
 
 TEST_F(ProgramConsole, InputThatCannotBeReadEndsItOnce) {
-    for (const auto input : {ProgramRun::Input::Closed, ProgramRun::Input::Directory}) {
-        ProgramRun& run = Start({scene}, input);
-        EXPECT_TRUE(run.WaitForErr("\nConsole terminating\n"));
-        Quit();
-        EXPECT_THAT(WithoutAddresses(run.Err()),
+    for (const char* input : {"<&-", "</"}) {
+        EXPECT_TRUE(Start({scene}, input).WaitForErr("\nConsole terminating\n"));
+        const std::string said = Quit();
+        EXPECT_THAT(WithoutAddresses(said),
                     EndsWith("Renderer = * Driver = *\n\nConsole terminating\n"));
     }
 }
@@ -151,9 +156,8 @@ TEST_F(ProgramConsole, CommandsAndFramesShareTheScene) {
         run.Press({XK_a, XK_P, XK_m, XK_s, XK_o});
         if (i % 20 == 10) run.Press({XK_D});
     }
-    EXPECT_TRUE(run.WaitForFrame("fov=99.0")) << run.Err();
-    Quit();
-    EXPECT_THAT(run.Err(), Not(HasSubstr("Command::")));
+    EXPECT_TRUE(run.WaitDrawing([&] { return run.Out().find("fov=99.0") != std::string::npos; }));
+    EXPECT_THAT(Quit(), Not(HasSubstr("Command::")));
 }
 
 // Quitting in the middle of typed commands must neither hang nor crash nor lose the registry.

@@ -4,25 +4,26 @@
 #include <gtest/gtest.h>
 
 #include "settings/Registry.h"
+#include "settings/ShellKeys.h"
 #include "support/TempFile.h"
 
-namespace {
 TEST(ShellSettings, WindowSizesThatXWouldRefuseAreClamped) {
     const TempDir dir;
     Registry registry(dir.File("registry"));
-    // The side that both sides of a window get.
-    const auto side = [&](const char* text) {
+    for (const auto& [text, wanted] : {std::pair{"0", 1},
+                                       {"-5", 1},
+                                       {"abc", 1},
+                                       {"", 1},
+                                       {"-99999999999999999999", 1},
+                                       {"12.9", 12},
+                                       {"16384", 16384},
+                                       {"4294967297", 16384},
+                                       {"99999999999999999999", 16384}}) {
+        registry.SetString(shell_keys::kWidth, text);
+        registry.SetString(shell_keys::kHeight, "5");
         int width = 640;
         int height = 480;
-        registry.SetString("testRender/wW", text);
-        registry.SetString("testRender/wH", text);
         ReadWindowSize(registry, width, height);
-        return width == height ? width : -1;
-    };
-    for (const char* small : {"0", "-5", "abc", "", "-99999999999999999999"})
-        EXPECT_EQ(side(small), 1) << small;
-    EXPECT_EQ(side("12.9"), 12);
-    for (const char* large : {"16384", "16385", "4294967297", "99999999999999999999"})
-        EXPECT_EQ(side(large), 16384) << large;
+        EXPECT_TRUE(width == wanted && height == 5) << text;
+    }
 }
-}  // namespace
