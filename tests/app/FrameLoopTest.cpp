@@ -227,7 +227,10 @@ TEST(FrameGraphTest, DrawsBarsBetweenRateAndReference) {
     EXPECT_FLOAT_EQ(graph.Scale(), 0.95F * 60 + 0.05F * 70) << "the last rate above the scale";
     const Shader& shader = driver.draws.at(0).shader;
     EXPECT_TRUE(!shader.lit && !shader.depth && shader.faces == FacesAll);
-    ASSERT_NE(shader.texture, nullptr);
+    ASSERT_TRUE(shader.texture != nullptr && shader.texture->width == 2);
+    EXPECT_THAT(std::vector<int>(shader.texture->pixels, shader.texture->pixels + 16),
+                testing::ElementsAre(75, 75, 127, 64, 75, 127, 75, 192,  //
+                                     127, 75, 75, 64, 127, 75, 75, 192));
     const GeoImage& mesh = *driver.draws[0].mesh;
     ASSERT_TRUE(mesh.width == 64 && mesh.height == 2);
     // The lower and the upper end as rates, and v at the lower.
