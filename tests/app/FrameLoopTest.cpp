@@ -309,7 +309,7 @@ TEST_F(FrameLoopTest, CapturesNumberedPicturesAndTheirTimes) {
     EXPECT_EQ(captured(2), std::vector<int>({2, 1, 1, 3}));
     EXPECT_EQ(dir.Read("precious"), "kept");
 
-    m_driver.framebuffer = Texture();
+    m_driver.framebuffer.SetSize(0, 0, 4);
     captured(3);
     m_app.recording = false;
     captured(4);
