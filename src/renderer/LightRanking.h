@@ -15,19 +15,15 @@ using LightList = std::vector<Light*>;
 // limited to 1. None when no shader is lit.
 std::optional<Color> LightResponse(const std::vector<Shader>& shaders);
 
-// Attenuated intensity of a light at a camera-space position, each colour weighed by the response
-// and as the eye does. A spot's cut-off does not count, only its focus.
-float LightImportance(const Light& light, const Matrix& view, const vec3& position,
-                      const Color& response);
-
 // A light and its rank at one place: the smaller key matters more, then the smaller index.
 struct RankedLight {
     float key;
     std::size_t index;  // in the list that was ranked
 };
 
-// Fills ranking, whatever it held, with all lights as a heap with the most important one in front.
-// Importances that are no number come last.
+// Fills ranking, whatever it held, with all lights as a heap with the most important one in front:
+// the one of the greatest attenuated intensity at a camera-space position, each colour weighed by
+// the response and as the eye does. Intensities that are no number come last.
 void RankLights(const LightList& lights, const Matrix& view, const vec3& position,
                 const Color& response, std::vector<RankedLight>& ranking);
 

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "drivers/Driver.h"
+#include "geometry/GeoImage.h"
 #include "scene/Camera.h"
 #include "scene/Shader.h"
 #include "spatial/Occlusion.h"
@@ -159,5 +160,10 @@ private:
     std::string NameOf(const void* thing) const {
         const auto found = m_names.find(thing);
         return found != m_names.end() ? found->second : "unnamed";
+    }
+    // A level of a mesh has no name, but a size.
+    std::string NameOf(const GeoImage* mesh) const {
+        if (m_names.contains(mesh)) return m_names.at(mesh);
+        return std::to_string(mesh->height) + "x" + std::to_string(mesh->width);
     }
 };
