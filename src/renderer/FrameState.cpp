@@ -55,7 +55,6 @@ void FrameLists::Clear() {
     shadowLights.clear();
     lit.Clear();
     blended.Clear();
-    casters.Clear();
     m_blendLights.clear();
     m_lightSetCount = 0;
 }

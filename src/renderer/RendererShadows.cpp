@@ -9,7 +9,6 @@
 void Renderer::RenderShadows(Room* room) {
     std::int64_t& volumes = m_counters.shadowVolumes.emplace(m_counters.shadowVolumes.value_or(0));
     for (const Light* light : m_lists.shadowLights) {
-        m_lists.casters.Clear();
         const vec3 position = SetupLight(light);
         if (light->shadowlen > 0) {
             m_driver->StartShadows();
@@ -66,4 +65,5 @@ void Renderer::DrawCasterShaders(const ShaderList& shade) {
         DrawShaderList(caster.object, shade, caster.matrix, mode);
         DrawShaderList(caster.object, caster.object->ShaderList(PassShadow), caster.matrix, mode);
     });
+    m_lists.casters.Clear();
 }

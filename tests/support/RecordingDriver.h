@@ -163,7 +163,7 @@ private:
     }
     // A level of a mesh has no name, but a size.
     std::string NameOf(const GeoImage* mesh) const {
-        if (m_names.contains(mesh)) return m_names.at(mesh);
+        if (!keep || m_names.contains(mesh)) return keep ? m_names.at(mesh) : std::string();
         return std::to_string(mesh->height) + "x" + std::to_string(mesh->width);
     }
 };
