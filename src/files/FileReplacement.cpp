@@ -1,4 +1,5 @@
-// Writes beside the file and renames; where the folder does not allow that, in place.
+// Writes beside the file and renames; where the folder does not allow that, and into what is no
+// file of its own, in place.
 #include "files/FileReplacement.h"
 
 #include "files/FileAccess.h"
@@ -8,6 +9,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
@@ -48,6 +50,46 @@ bool Reserve(int descriptor, std::size_t size) {
     return false;
 }
 
+// A descriptor of its own for standard output or standard error if the path leads to the same
+// place, -1 if not. Opened anew, a file that they are redirected to would be written from its
+// start.
+int ShareOutput(const std::string& path) {
+    struct stat named {};
+    if (stat(path.c_str(), &named) != 0) return -1;
+    for (const int output : {STDOUT_FILENO, STDERR_FILENO}) {
+        struct stat open {};
+        if (fstat(output, &open) != 0) continue;
+        if (open.st_dev != named.st_dev || open.st_ino != named.st_ino) continue;
+        std::fflush(stdout);
+        return fcntl(output, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    }
+    return -1;
+}
+
+// While it lives, a pipe that has lost its reader lets a write of this thread fail, where it would
+// end the process.
+class PipeSignalHeld {
+public:
+    PipeSignalHeld() {
+        sigemptyset(&m_pipe);
+        sigaddset(&m_pipe, SIGPIPE);
+        pthread_sigmask(SIG_BLOCK, &m_pipe, &m_before);
+    }
+    ~PipeSignalHeld() {
+        const int error = errno;
+        const timespec now{};
+        sigtimedwait(&m_pipe, nullptr, &now);
+        pthread_sigmask(SIG_SETMASK, &m_before, nullptr);
+        errno = error;
+    }
+    PipeSignalHeld(const PipeSignalHeld&) = delete;
+    PipeSignalHeld& operator=(const PipeSignalHeld&) = delete;
+
+private:
+    sigset_t m_pipe{};
+    sigset_t m_before{};
+};
+
 }  // namespace
 
 FileReplacement::~FileReplacement() {
@@ -56,6 +98,9 @@ FileReplacement::~FileReplacement() {
 
 bool FileReplacement::Open(const std::string& path) {
     if (path.empty()) return false;
+    m_descriptor = ShareOutput(path);
+    m_isStream = m_descriptor >= 0;
+    if (m_isStream) return true;
     m_path = ResolveLinks(path);
     struct stat old {};
     if (lstat(m_path.c_str(), &old) != 0) return OpenBeside() || (NoRoomBeside() && OpenInPlace());
@@ -91,17 +136,26 @@ bool FileReplacement::OpenBeside() {
 bool FileReplacement::OpenInPlace() {
     m_descriptor = open(m_path.c_str(), kWrite | O_CREAT, kNewFileMode);
     struct stat opened {};
-    return m_descriptor >= 0 && fstat(m_descriptor, &opened) == 0 && S_ISREG(opened.st_mode);
+    if (m_descriptor < 0 || fstat(m_descriptor, &opened) != 0) return false;
+    m_isStream = S_ISFIFO(opened.st_mode) || S_ISCHR(opened.st_mode);
+    // Opening must not wait for a reader, but writing must not fail for a slow one.
+    if (m_isStream) return fcntl(m_descriptor, F_SETFL, O_WRONLY) == 0;
+    return S_ISREG(opened.st_mode);
+}
+
+bool FileReplacement::WriteWhole(std::string_view contents) const {
+    return (!m_temporary.empty() || Reserve(m_descriptor, contents.size())) &&
+           WriteBytes(m_descriptor, contents.data(), contents.size()) &&
+           ftruncate(m_descriptor, static_cast<off_t>(contents.size())) == 0 &&
+           fsync(m_descriptor) == 0;
 }
 
 bool FileReplacement::Finish(std::string_view contents) {
-    const bool inPlace = m_temporary.empty();
-    bool done = (!inPlace || Reserve(m_descriptor, contents.size())) &&
-                WriteBytes(m_descriptor, contents.data(), contents.size()) &&
-                ftruncate(m_descriptor, static_cast<off_t>(contents.size())) == 0 &&
-                fsync(m_descriptor) == 0;
+    const PipeSignalHeld held;
+    bool done = m_isStream ? WriteBytes(m_descriptor, contents.data(), contents.size())
+                           : WriteWhole(contents);
     done = close(std::exchange(m_descriptor, -1)) == 0 && done;
-    if (!done || inPlace) return done;
+    if (!done || m_temporary.empty()) return done;
     if (std::rename(m_temporary.c_str(), m_path.c_str()) != 0) return false;
     m_temporary.clear();
     return true;

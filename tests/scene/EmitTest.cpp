@@ -13,8 +13,7 @@ TEST_F(EmitTest, FilesThatCannotBeWrittenAreLeftAlone) {
     Run("room r");
     const std::string fifo = dir.File("fifo");
     ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
-    for (const std::string& path :
-         {dir.Path(), fifo, dir.File("no/out"), std::string("/dev/null")}) {
+    for (const std::string& path : {dir.Path(), fifo, dir.File("no/out")}) {
         EXPECT_EQ(Errors("emit " + path), "emit: Could not open file " + path + " for writing");
     }
     EXPECT_EQ(dir.Count(), 1);
