@@ -56,6 +56,7 @@ TEST_F(FileReplacementTest, KeepsNamesModesAndOwners) {
     chmod(m_dir.Write("file", "old and long").c_str(), 0604);
     EXPECT_FALSE(Stays("file", "2"));
     EXPECT_EQ(StatusOf(m_dir.File("file")).st_mode, S_IFREG | 0604U);
+    EXPECT_EQ(StatusOf(m_dir.File("file")).st_uid, geteuid());
     std::filesystem::create_symlink("file", m_dir.File("link"));
     EXPECT_TRUE(Stays("link", "3"));
     EXPECT_EQ(m_dir.Read("file"), "3");
