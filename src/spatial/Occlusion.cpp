@@ -40,8 +40,9 @@ int LinesAcross(double projectedRadius, int samples) {
 }
 
 // Fills lines with the sample rows or columns that a grid is made of: even steps in 16.16 from the
-// first to before the last, and the last. The count is that of the lines between the borders; the
-// range of samples + 1 keeps the last step from being a sliver.
+// first to before the last, and the last. Count + 1 steps end two samples behind the last: it is
+// the last step that is shorter, by up to two samples, and at most count lines lie between the
+// borders.
 void ChooseLines(std::vector<int>& lines, int count, int samples) {
     const std::int64_t step = (std::int64_t{samples} + 1) * 65536 / (count + 1) + 1;
     const std::int64_t last = samples - 1;

@@ -40,10 +40,12 @@ public:
     virtual void AddGeoImage(GeoImage* mesh, const Shader& shader, vec3 eye);
     // Ends adding: the buffer becomes a coarser one of farthest depths. Begins testing.
     virtual void Sync();
-    // Whether a camera-space triangle may show a pixel; one before the near plane always may.
+    // Whether a camera-space triangle may show a pixel. One that has a or b before the near plane
+    // always may; c alone before it is judged as if it lay on the plane.
     virtual bool TestTriangle(const vec3& a, const vec3& b, const vec3& c) const;
 
-    // Draws a camera-space triangle that faces the eye: (b - a) x (c - a) points away from it.
+    // Draws a camera-space triangle that faces the eye, (b - a) x (c - a) pointing away from it,
+    // unless a or b lies before the near plane.
     void AddTriangle(const vec3& a, const vec3& b, const vec3& c);
     // Draws a triangle in buffer coordinates, x in 16.16 fixed point, y in pixels.
     void AddTriangle(int x0, int y0, int x1, int y1, int x2, int y2, unsigned depth);

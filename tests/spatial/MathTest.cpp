@@ -121,4 +121,10 @@ TEST(DepthOrder, FarthestSideFirstAndStable) {
     std::vector<Object*> order;
     list.ForEach([&](const DepthKey& key) { order.push_back(key.object); });
     EXPECT_EQ(order, (std::vector<Object*>{&big, nullptr, &big, &first, &second, nullptr}));
+    list.Remove(&big);
+    list.Add(at(-1), &first);
+    list.Add(at(-30), &second);
+    order.clear();
+    list.ForEach([&](const DepthKey& key) { order.push_back(key.object); });
+    EXPECT_EQ(order, (std::vector<Object*>{&second, nullptr, &first, &second, nullptr, &first}));
 }

@@ -17,6 +17,9 @@ TEST(VisibilityStream, EveryLineReachesTheFileAtOnce) {
     stream.Close();
     stream.Seen({}, 0);
     EXPECT_EQ(folder.Read("vis"), lines);
+    stream.Open();
+    stream.Seen({}, 0);
+    EXPECT_EQ(folder.Read("vis"), "node 0 0 0 0\n");
 }
 
 TEST(VisibilityStream, FollowsNoLinkAndFailureIsForGood) {
@@ -31,4 +34,14 @@ TEST(VisibilityStream, FollowsNoLinkAndFailureIsForGood) {
     stream.Seen({}, 1);
     EXPECT_EQ(folder.Read("vis"), "");
     EXPECT_EQ(folder.Read("victim"), "precious");
+
+    // A full disk takes part of a line.
+    VisibilityStream full(folder.File("full"));
+    full.Open();
+    WithFileSizeLimit(3, [&] { full.Seen({}, 1); });
+    full.Seen({}, 2);
+    EXPECT_EQ(folder.Read("full"), "nod");
+    full.Open();
+    full.Seen({}, 3);
+    EXPECT_EQ(folder.Read("full"), "");
 }
