@@ -1,14 +1,7 @@
-// Words, dispatch, line reading and the commands of structure, with hostile lines and threads.
+// Words, dispatch, line reading, and lines that are wrong or hostile.
 #include "SceneFixture.h"
 
-#include "scene/SceneLock.h"
-
-#include <fcntl.h>
-#include <pthread.h>
-#include <unistd.h>
-
 #include <fstream>
-#include <thread>
 
 namespace {
 
@@ -107,47 +100,6 @@ TEST_F(CommandTest, DeepPathsCostOneMessageEach) {
     EXPECT_EQ(command->CurrentObject(), deepest);
     EXPECT_EQ(command->GetRoom("r")->children.size(), 1U);
     EXPECT_TRUE(deepest->children.empty() && command->GetRoom("s")->children.empty());
-}
-
-bool SceneLockIsFree() {
-    if (pthread_mutex_trylock(&sceneLock) != 0) return false;
-    pthread_mutex_unlock(&sceneLock);
-    return true;
-}
-
-TEST_F(CommandTest, CancellationNeverInterruptsACommand) {
-    int ends[2];
-    ASSERT_EQ(pipe(ends), 0);
-    struct Console {
-        std::ifstream input;
-        Command& interpreter;
-    } console{std::ifstream("/dev/fd/" + std::to_string(ends[0])), *command};
-    const auto body = [](void* self) -> void* {
-        auto& running = *static_cast<Console*>(self);
-        while (ExecuteLine(running.input, running.interpreter)) {
-        }
-        return nullptr;
-    };
-    pthread_t thread;
-    ASSERT_EQ(pthread_create(&thread, nullptr, body, &console), 0);
-    frameLock.lock();
-    ASSERT_EQ(write(ends[1], "room r\n", 7), 7);
-    while (SceneLockIsFree()) {
-        std::this_thread::yield();
-    }
-    pthread_cancel(thread);  // while the command waits for the frame to end
-    ASSERT_EQ(write(ends[1], "room s\n", 7), 7);
-    EXPECT_TRUE(command->Rooms().empty());
-    frameLock.unlock();
-    void* result = nullptr;
-    ASSERT_EQ(pthread_join(thread, &result), 0);
-    EXPECT_EQ(result, PTHREAD_CANCELED);
-    EXPECT_TRUE(SceneLockIsFree());
-    EXPECT_TRUE(frameLock.TryLockFor(1000));
-    frameLock.unlock();
-    EXPECT_EQ(command->Rooms().size(), 1U);
-    close(ends[0]);
-    close(ends[1]);
 }
 
 }  // namespace

@@ -38,17 +38,15 @@ inline const Words kShader =
         "smooth b 1;depth b 1;faces F 0",
         ';');
 
-// By kind: what is said of an unknown word, whose value is the count; the words; those that mean
-// the same.
+// By kind: what is said of an unknown word, whose value is the count; the words; the same again.
 inline const std::map<char, Words> kKeywords = {
-    {'B',
-     {"BlendFunc: Unknown blend function ", "opaque replace add blend mul haze filter subtract",
-      ""}},
+    {'B', Cut("BlendFunc: Unknown blend function;opaque replace add blend mul haze filter subtract",
+              ';')},
     {'R',
-     {"RenderFunc: Unknown render function ", "solid wire outline shadow wireshadow shell", ""}},
-    {'A', {"TestFunc: Unknown test function ", "1 0 < >", "always never lt gt"}},
-    {'F', {"Faces: Unknown face culling ", "front back all", ""}},
-    {'P', {"ShaderPass: Unknown pass ", "base light shadow blend", ""}}};
+     Cut("RenderFunc: Unknown render function;solid wire outline shadow wireshadow shell", ';')},
+    {'A', Cut("TestFunc: Unknown test function;1 0 < >;always never lt gt", ';')},
+    {'F', Cut("Faces: Unknown face culling;front back all", ';')},
+    {'P', Cut("ShaderPass: Unknown pass;base light shadow blend", ';')}};
 
 inline Fields Normal(const Words& properties) {
     Fields fields;
@@ -85,7 +83,11 @@ public:
         } else if (w[0] == "set") {
             const Words named = Key(w.size() == 5 ? w[1] : m_room, w[w.size() - 3]);
             const Words key = w.size() == 3 ? object : named;
-            if (!key.empty()) SetObject(Make(key), property, last);
+            if (key.empty()) return "";
+            if (property == "shade" || property == "clear" || property == "pop")
+                Edit(Make(key).shaders[Value('P', last)], property);
+            else
+                Assign(kObject, Make(key).fields, property, last, "SetProperty: unknown");
         } else if (w[0] == "shader" && w.size() == 2) {
             Use(shader, -1);
             shader = Normal(kShader);
@@ -187,13 +189,6 @@ private:
         }
     }
 
-    void SetObject(Node& node, const std::string& property, const std::string& word) {
-        if (property == "shade" || property == "clear" || property == "pop") {
-            Edit(node.shaders[Value('P', word)], property);
-        } else {
-            Assign(kObject, node.fields, property, word, "SetProperty: unknown");
-        }
-    }
     void DoLight(const Words& w, const std::string& room) {
         const std::string& last = w.back();
         Make({room});
@@ -274,13 +269,14 @@ private:
         if (kind == 'v') return List(word, {"0", "0", "0"});
         if (kind == 'c') return List(word, {"0", "0", "0", "1"});
         if (kind == 'b') return std::string("tTyY1").find(word[0]) != word.npos ? "1" : "0";
-        for (std::size_t list : {1, 2}) {
-            const Words words = Cut(kKeywords.at(kind)[list], ' ');
+        const Words& keywords = kKeywords.at(kind);
+        for (auto list = keywords.begin() + 1; list != keywords.end(); ++list) {
+            const Words words = Cut(*list, ' ');
             const auto at = std::find(words.begin(), words.end(), word);
             if (at != words.end()) return std::to_string(at - words.begin());
         }
-        m_said += "Parse" + kKeywords.at(kind)[0] + word + '\n';
-        return std::to_string(Cut(kKeywords.at(kind)[1], ' ').size());
+        m_said += "Parse" + keywords[0] + ' ' + word + '\n';
+        return std::to_string(Cut(keywords[1], ' ').size());
     }
     static std::string Written(char kind, const std::string& value) {
         if (!kKeywords.contains(kind)) return value;

@@ -18,7 +18,7 @@ public:
         m_words['m'] = "- /none " + mesh + ' ' + mesh;
         m_words['t'] = "- /none " + texture + ' ' + texture;
         for (const auto& [kind, keywords] : kKeywords)
-            m_words[kind] = keywords[1] + ' ' + keywords[2] + " xor";
+            m_words[kind] = keywords[1] + " xor " + (kind == 'A' ? keywords[2] : "");
     }
 
     // One of the templates, in which % and a letter stands for a random word, or for a property
