@@ -79,7 +79,7 @@ TEST(FrameLock, ServesInTurnAndForgetsWhoGaveUp) {
             served += name;
             lock.unlock();
         });
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
     };
     lock.lock();
     queueUp('a');

@@ -45,7 +45,8 @@ TEST(Registry, FormatsAndParsesNumbers) {
         registry.SetFloat("f", value);
         EXPECT_EQ(registry.GetString("f"), text);
     }
-    for (const auto& [text, number] : {std::pair{" 0.6x", 0.6F}, {"word", 0.0F}, {"0x10", 16.0F}}) {
+    for (const auto& [text, number] :
+         {std::pair{" 0.6x", 0.6F}, {"word", 0.0F}, {"0x10", 16.0F}, {"0.5", 0.5F}}) {
         registry.SetString("s", text);
         EXPECT_EQ(registry.GetFloat("s"), number);
         EXPECT_EQ(registry.GetBool("s"), number > 0.5F);
@@ -93,11 +94,15 @@ TEST(Settings, ClampsTogglesAndConverts) {
     EXPECT_EQ(settings.GetInt("D_x"), 0);
     EXPECT_EQ(settings.Set("D", 3), 0);
     EXPECT_EQ(settings.Set("D", NAN), 0);
+    EXPECT_EQ(settings.GetRecord("D_x").step, 0.01F);
+    settings.Set("D_x", 0.5F);
+    EXPECT_FALSE(settings.GetBool("D_x"));
     settings.Set("D_x", 0.3F);
     EXPECT_TRUE(settings.Toggle("D_x") && settings.Get("D_x") == 1);
     settings.Set("D_x", 0.7F);
     EXPECT_FALSE(settings.Toggle("D_x"));
     float& wide = settings.Declare("D_wide", -1e30F, 1e30F, 1, "wide");
+    EXPECT_EQ(settings.GetRecord("D_wide").min, -1e30F);
     for (const auto& [value, integer] : {std::pair{3.5F, 4},
                                          {-0.7F, 0},
                                          {-1.6F, -1},
