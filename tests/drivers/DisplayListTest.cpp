@@ -49,7 +49,8 @@ TEST_F(DisplayLists, OneListServesEveryPassOfTheKey) {
     EXPECT_EQ(Frame({0, 1}), (Counts{2, 1, 0, 2, 2 * kSquareSize}));
     const Shader pass = Unlit(kRed);
     m_driver->RunShader(m_squares.data() + 2, &pass, nullptr, false);
-    EXPECT_EQ(FinishFrame()[3], 2) << "what is not cacheable is not kept";
+    Run(m_squares[0], Of(RenderOutline));
+    EXPECT_EQ(FinishFrame()[3], 2) << "neither what is not cacheable nor an outline is kept";
 }
 
 TEST_F(DisplayLists, RandomListsMakeRoom) {

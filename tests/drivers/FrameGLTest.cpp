@@ -1,6 +1,9 @@
 // Set-up and frames of the OpenGL driver: capabilities, viewport, clearing, blur, errors.
 #include "GLFixture.h"
 
+#include <numbers>
+#include <random>
+
 namespace {
 
 using FrameGL = GLFixture;
@@ -44,6 +47,34 @@ TEST_F(FrameGL, ViewportCountsFromTheTopLeft) {
     EXPECT_TRUE(image.width == 30 && image.height == 20 && image.channels == 4);
 }
 
+TEST_F(FrameGL, ProjectsAsTheLensSays) {
+    std::mt19937 random(2);
+    const auto real = [&](double low, double high) {
+        return std::uniform_real_distribution(low, high)(random);
+    };
+    for (int round = 0; round < 50; ++round) {
+        Camera camera;
+        camera.fov = static_cast<float>(real(20, 140));
+        camera.aspect = static_cast<float>(real(0.3, 3));
+        camera.hith = static_cast<float>(real(0.01, 2));
+        camera.yon = camera.hith + static_cast<float>(real(1, 500));
+        const int width = 1 + static_cast<int>(random() % kWidth);
+        const int height = 1 + static_cast<int>(random() % kHeight);
+        m_driver->SetViewport(3, 5, width, height);
+        m_driver->SetupProjection(camera);
+        const double f = 1 / std::tan(std::numbers::pi * camera.fov / 360);
+        const double range = double{camera.hith} - camera.yon;
+        const double wanted[] = {f * height / (camera.aspect * width), f,
+                                 (double{camera.hith} + camera.yon) / range, -1,
+                                 2.0 * camera.hith * camera.yon / range};
+        GLdouble m[16];
+        glGetDoublev(GL_PROJECTION_MATRIX, m);
+        const double found[] = {m[0], m[5], m[10], m[11], m[14]};
+        for (int i = 0; i < 5; ++i)
+            EXPECT_NEAR(found[i], wanted[i], 1e-4 * std::abs(wanted[i])) << i;
+    }
+}
+
 TEST_F(FrameGL, ClearsWhatIsAskedAndStencilAlways) {
     const auto depth = [] {
         GLfloat value = -1;
@@ -82,11 +113,12 @@ TEST_F(FrameGL, MotionBlurMixesFramesOnceItHasOne) {
         return ShotCentre();
     };
     m_driver->Set("GL_mblur", 1);
+    m_driver->Set("GL_mblur%", 0.2F);
     EXPECT_THAT(frame(kRed), IsColor(1, 0, 0));
+    // Some implementations accumulate linear light, where a fifth shows as 124.
     const Rgb mixed = frame(kBlue);
-    // Some implementations accumulate linear light, where the mean of 0 and 1 shows as 188.
-    EXPECT_TRUE(mixed.r >= 125 && mixed.r <= 190 && mixed.g <= kColorTolerance) << mixed;
-    EXPECT_NEAR(mixed.r, mixed.b, kColorTolerance);
+    EXPECT_TRUE(mixed.r >= 50 && mixed.r <= 126 && mixed.g <= kColorTolerance) << mixed;
+    EXPECT_TRUE(mixed.b >= 202 && mixed.b <= 233) << mixed;
     m_driver->Set("GL_mblur%", 0);
     EXPECT_THAT(frame(kGreen), IsColor(0, 1, 0));
     m_driver->Set("GL_mblur%", 0.5F);

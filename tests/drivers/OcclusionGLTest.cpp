@@ -54,6 +54,7 @@ TEST_F(OcclusionInGL, OccludersHideWhatIsBehindThemInEveryImage) {
 TEST_F(OcclusionInGL, NoSurfaceHidesItself) {
     for (const bool hardware : {false, true}) {
         for (float z = -0.2F; z > -3000; z *= 1.07F) {
+            m_camera.hith = -0.4F * z;  // but for the fixed one, as near as walls get
             Choose(hardware);
             GeoImage wall = SquareMesh(-2 * z, z);
             DrawOccluder(wall);

@@ -85,6 +85,8 @@ TEST_F(TexturesGL, FiltersFollowSettingsAndFlags) {
         EXPECT_THAT(Show(texture), IsColor(200 / 255.0, 100 / 255.0, 50 / 255.0));
         EXPECT_EQ(Parameter(GL_TEXTURE_MAG_FILTER), c.magnification);
         EXPECT_EQ(Parameter(GL_TEXTURE_MIN_FILTER), c.minification);
+        EXPECT_EQ(Parameter(GL_TEXTURE_WRAP_S), GL_CLAMP_TO_EDGE);
+        EXPECT_EQ(Parameter(GL_TEXTURE_WRAP_T), GL_CLAMP_TO_EDGE);
         m_driver->Purge(&texture);
     }
 }
@@ -107,13 +109,19 @@ TEST_F(TexturesGL, UploadsOnceUntilPurgedReloadedOrReset) {
     repaint({255, 0, 255});
     StartFrame();
     EXPECT_THAT(Show(texture), IsColor(1, 1, 0)) << "no setting changed";
-    m_driver->Set("GL_texfilt", 1);
-    StartFrame();
-    EXPECT_THAT(Show(texture), IsColor(1, 0, 1)) << "a setting changed";
-    m_driver->Set("GL_anisotropic", 1);
-    StartFrame();
-    Show(texture);
-    EXPECT_GT(Parameter(GL_TEXTURE_MAX_ANISOTROPY_EXT), 1) << "though it stayed current";
+    std::uint8_t red = 0;
+    for (const char* setting : {"GL_texfilt", "GL_mipfilt", "GL_tex_quality"}) {
+        repaint({red += 50, 0, 255});
+        m_driver->Set(setting, 1);
+        StartFrame();
+        EXPECT_THAT(Show(texture), IsColor(red / 255.0, 0, 1)) << setting;
+    }
+    for (const bool on : {true, false}) {
+        m_driver->Set("GL_anisotropic", on ? 1 : 0);
+        StartFrame();
+        Show(texture);
+        EXPECT_EQ(Parameter(GL_TEXTURE_MAX_ANISOTROPY_EXT) > 1, on) << "though it stayed current";
+    }
 }
 
 TEST_F(TexturesGL, PurgeTakesAddressesOfFreedTextures) {
