@@ -297,6 +297,7 @@ TEST_F(XLib, RefusesUnknownKindsAndShadows) {
     EXPECT_EQ(CaptureStderr([&] { m_driver->AddShadow(&m_square, nullptr, 1); }),
               "*** Unimplemented driver function: AddShadow\n*** in driver: XLib renderer\n");
     EXPECT_TRUE(m_driver->HasCapability(driver_capabilities::kMaxLights));
+    EXPECT_EQ(m_driver->GetCapability(driver_capabilities::kMaxLights), 0);
     EXPECT_FALSE(m_driver->HasCapability(driver_capabilities::kShadows));
 }
 
