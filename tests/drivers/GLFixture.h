@@ -114,7 +114,10 @@ protected:
         return pass;
     }
 
-    void Shoot() { m_image = m_driver->GetFramebuffer(); }
+    void Shoot() {
+        Texture shot = m_driver->GetFramebuffer();
+        m_image.TakeContents(shot);
+    }
 
     // Of the last shot, origin at the top left.
     Rgb At(int x, int y) const {
