@@ -196,9 +196,9 @@ TEST_F(Files, OlderVersionsAndChannelsOfMeshes) {
     EXPECT_TRUE(mesh.error == 0 && mesh.samples[0].position == vec3(1, 2, 0));
     EXPECT_LT(Length(mesh.samples[0].normal - vec3(0, 0.6F, 0.8F)), 1e-6F);
     EXPECT_TRUE(mesh.samples[0].u == 0 && mesh.samples[0].v == 0);
-    body = StreamHeader(1, 1, 1, 3, 16) + std::string("\xFF\xFE\0\0\0\1", 6);
+    body = StreamHeader(1, 1, 1, 3, 16) + std::string("\xFF\xFF\0\0\0\1", 6);
     ASSERT_TRUE(mesh.Load(m_dir.Write("f", MeshFile(1, 0, body))));
-    EXPECT_EQ(mesh.samples[0].position, vec3(-1, 0, 0.5F));
+    EXPECT_TRUE(mesh.samples[0].position == vec3(-0.5F, 0, 0.5F) && mesh.samples[0].u == 0);
     EXPECT_FALSE(mesh.wrapRows || mesh.wrapColumns);
     // An exponent beyond all floats makes positions 0, and 0 is 0 in any unit.
     const std::string one = StreamHeader(1, 1, 1, 8, 32) + std::string(32, '\1');
@@ -243,6 +243,7 @@ TEST_F(Files, RefusedOnesLeaveEverythingAsItWas) {
              {kMesh.substr(0, 12), "GeoImage::Load: read of * failed in header"},
              {"sNMM" + Words({3}) + kMesh,
               "GeoImage::Load: file * version 3, I only know version 2 and lower"},
+             {kMesh.substr(0, 13), kEnd + "Codec::Load: unknown codec 0"},
              {"sNMM", kEnd + "Codec::Load: unknown codec 0"},
              {MeshFile(20, 3, StreamHeader(1, 1, 1, 0, 8)),
               "Codec::Load: invalid image dimensions (1x1x0x8bpp)"},
