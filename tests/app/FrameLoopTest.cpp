@@ -86,7 +86,7 @@ TEST_F(FrameLoopTest, CallsTheDriverInOrder) {
               "SetWindow; Purge released; SetViewport 0 0 64 48; ColorMask 111; Clear depth; "
               "ColorMask 111; SetupProjection 60; LoadMatrix 0 0 0; LoadMatrix 0 0 -5; "
               "RunShader quad replace; ColorMask 111; SetupProjection 90; LoadMatrix 0 0 0; "
-              "RunShader unnamed blend uncached; Finish");
+              "RunShader 2x64 blend uncached; Finish");
     EXPECT_EQ(Frame(), "f0 fov=60.0 F3.5 L1.0 H100%/0/0.0M D75%/7/0.0M V1(0)/2,1,2 P1    \r");
 
     m_driver.Set("D_wireframe", 1);

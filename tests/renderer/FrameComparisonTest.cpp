@@ -134,6 +134,7 @@ struct FrameComparison : testing::TestWithParam<unsigned> {
         side.room.ambient = d.Paint();
         side.driver.acceptedLights = d.OneIn(4) ? static_cast<int>(d.Number(4)) : -1;
         side.driver.occlusion = d.OneIn(4) ? nullptr : &side.discs;
+        side.driver.purgedLive = true;
         for (unsigned i = 0; i < 7; ++i)
             side.driver.Name(meshes[i], "mesh" + std::to_string(i));
     }

@@ -33,6 +33,7 @@ public:
     std::vector<Draw> draws;
     std::size_t calls = 0;
     bool keep = true;                // false: only calls are counted, as a benchmark wants it
+    bool purgedLive = false;         // meshes that are purged are still there
     int acceptedLights = -1;         // AddLight answers false beyond it; negative: "maxlights"
     Occlusion* occlusion = nullptr;  // made ready for the frame by SetupProjection
     int viewWidth = 640;
@@ -88,7 +89,9 @@ public:
         return copy;
     }
     void Purge(Texture* texture) override { Note("Purge", NameOf(texture)); }
-    void Purge(GeoImage* mesh) override { Note("Purge", NameOf(mesh)); }
+    void Purge(GeoImage* mesh) override {
+        Note("Purge", purgedLive ? NameOrSize(mesh) : NameOf(mesh));
+    }
     void SetupProjection(const Camera& camera) override {
         Note("SetupProjection", camera.fov);
         if (occlusion == nullptr) return;
@@ -105,7 +108,7 @@ public:
                                                   "mul",    "haze",    "filter", "subtract"};
         const bool drawn = pass->atest != TestNever;
         const std::string how = drawn ? kBlendWords[pass->blend] : "nothing";
-        Note("RunShader", NameOf(mesh), how + (cacheable ? "" : " uncached"));
+        Note("RunShader", NameOrSize(mesh), how + (cacheable ? "" : " uncached"));
         if (keep && drawn) draws.push_back({mesh, *pass, *point, m_modelView, m_lights});
         return drawn;
     }
@@ -126,7 +129,7 @@ public:
     }
     void StartShadows() override { Note("StartShadows"); }
     void AddShadow(GeoImage* mesh, const vec3* lightPosition, float extrusion) override {
-        Note("AddShadow", NameOf(mesh), *lightPosition, extrusion);
+        Note("AddShadow", NameOrSize(mesh), *lightPosition, extrusion);
     }
     void FinishShadows() override { Note("FinishShadows"); }
     void SetShadowTest(bool on) override { Note("SetShadowTest", on ? "on" : "off"); }
@@ -162,8 +165,9 @@ private:
         return found != m_names.end() ? found->second : "unnamed";
     }
     // A level of a mesh has no name, but a size.
-    std::string NameOf(const GeoImage* mesh) const {
-        if (!keep || m_names.contains(mesh)) return keep ? m_names.at(mesh) : std::string();
+    std::string NameOrSize(const GeoImage* mesh) const {
+        if (!keep) return {};
+        if (m_names.contains(mesh)) return m_names.at(mesh);
         return std::to_string(mesh->height) + "x" + std::to_string(mesh->width);
     }
 };
