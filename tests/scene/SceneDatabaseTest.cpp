@@ -6,7 +6,10 @@
 #include "settings/StatisticNames.h"
 #include "support/RecordingDriver.h"
 
-#include <chrono>
+#include <unistd.h>
+
+#include <atomic>
+#include <fstream>
 #include <thread>
 #include <vector>
 
@@ -73,13 +76,22 @@ TEST(FrameLock, ServesInTurnAndForgetsWhoGaveUp) {
     FrameLock lock;
     std::string served;
     std::vector<std::thread> waiting;
+    const auto state = [](pid_t thread) {
+        std::string word;
+        std::ifstream stat("/proc/self/task/" + std::to_string(thread) + "/stat");
+        stat >> word >> word >> word;
+        return word;
+    };
     const auto queueUp = [&](char name) {
+        std::atomic<pid_t> id = 0;
         waiting.emplace_back([&, name] {
+            id = gettid();
             lock.lock();
             served += name;
             lock.unlock();
         });
-        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        while (id == 0 || state(id) == "R")
+            std::this_thread::yield();
     };
     lock.lock();
     queueUp('a');
@@ -88,7 +100,7 @@ TEST(FrameLock, ServesInTurnAndForgetsWhoGaveUp) {
     queueUp('c');
     lock.unlock();
     // Who comes back at once waits behind the others.
-    EXPECT_TRUE(lock.TryLockFor(10000));
+    EXPECT_TRUE(lock.TryLockFor(600000));
     EXPECT_EQ(served, "abc");
     lock.unlock();
     for (std::thread& thread : waiting)

@@ -1,4 +1,4 @@
-// Scene files: which room, camera and capture name they leave, and files that are no scenes.
+// Scene files: which room, camera and capture name they leave, and files that cannot be scenes.
 #include "SceneFixture.h"
 
 #include "scene/SceneFile.h"
@@ -46,6 +46,20 @@ TEST_F(SceneFileTest, FilesWithoutARoomChangeOnlyTheView) {
     const std::string binary = dir.Write("binary", std::string("\0\x1b[2J\n\xff\xfe x\n\0", 11));
     CaptureStdout([&] { CaptureStderr([&] { EXPECT_TRUE(LoadScene(binary, Selection())); }); });
     EXPECT_EQ(currentRoom, command->GetRoom("r"));
+}
+
+TEST_F(SceneFileTest, WhatCannotBeWrittenIsToldAndLeftAlone) {
+    Run("room r\nobject a\nobject b\nobject c");
+    const std::string text = Emit();
+    const std::string out = dir.File("out");
+    EXPECT_EQ(Errors("emit " + dir.Path()),
+              "emit: Could not open file " + dir.Path() + " for writing");
+    // A limit that the messages fit in but the scene does not.
+    EXPECT_EQ(
+        CaptureStderr([&] { WithFileSizeLimit(text.size() - 1, [&] { Run("emit " + out); }); }),
+        "Saving scene to file " + out + "...\nemit: Could not write file " + out +
+            ": File too large\n");
+    EXPECT_EQ(dir.Read("out"), text);
 }
 
 }  // namespace
