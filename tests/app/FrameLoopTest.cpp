@@ -12,15 +12,16 @@
 #include <cstdint>
 #include <filesystem>
 #include <limits>
-#include <memory>
 #include <vector>
 
 #include "app/Application.h"
-#include "app/FrameGraph.h"
+#include "app/ShellSettings.h"
 #include "app/StatisticsLine.h"
 #include "geometry/Texture.h"
 #include "renderer/Renderer.h"
 #include "scene/SceneFixture.h"
+#include "settings/Registry.h"
+#include "settings/ShellKeys.h"
 #include "support/RecordingDriver.h"
 
 namespace {
@@ -103,20 +104,21 @@ TEST_F(FrameLoopTest, CallsTheDriverInOrder) {
 
 TEST_F(FrameLoopTest, EyesStandApartAndSeeComplementaryColours) {
     const std::string begin = "SetWindow; SetViewport 0 0 64 48; ColorMask 111; Clear depth; ";
-    const std::string left = "SetupProjection 60; LoadMatrix 0.05 0 0; ";
     const std::string middle = "SetupProjection 60; LoadMatrix 0 0 0; ";
-    const std::string right = "SetupProjection 60; LoadMatrix -0.05 0 0; ";
     const std::string end = "ColorMask 111; Finish";
     m_app.shell.anaglyph = true;
     m_app.shell.ediverg = 0.1F;
-    EXPECT_EQ(Calls(),
-              begin + "ColorMask 011; " + left + "ColorMask 100; Clear depth; " + right + end);
-    m_app.drawLeftEye = false;
-    EXPECT_EQ(Calls(), begin + "ColorMask 011; ColorMask 100; Clear depth; " + right + end);
-    m_app.drawRightEye = false;
-    EXPECT_EQ(Calls(), begin + "ColorMask 011; ColorMask 100; Clear depth; " + end);
+    for (const int eyes : {3, 2, 1, 0}) {
+        m_app.drawLeftEye = (eyes & 1) != 0;
+        m_app.drawRightEye = (eyes & 2) != 0;
+        EXPECT_EQ(Calls(), begin + "ColorMask 011; " +
+                               (eyes & 1 ? "SetupProjection 60; LoadMatrix 0.05 0 0; " : "") +
+                               "ColorMask 100; Clear depth; " +
+                               (eyes & 2 ? "SetupProjection 60; LoadMatrix -0.05 0 0; " : "") +
+                               end);
+    }
 
-    // Equal flags: no offset, and the left eye is no longer an eye to switch off.
+    // Equal flags: no offset, and no left eye to switch off.
     m_app.drawRightEye = true;
     m_app.shell.emask[1] = m_app.shell.emask[2] = false;
     EXPECT_EQ(Calls(),
@@ -166,26 +168,25 @@ TEST_F(FrameLoopTest, DetailFollowsTheCaptureRateOrStaysAtItsBase) {
 }
 
 TEST(StatisticsLineTest, SaysEveryFieldInItsPlace) {
-    const auto line = [](const FrameSummary& frame, const Statistics& renderer,
-                         const Statistics& driver) {
-        return CaptureStdout([&] { PrintStatisticsLine(frame, renderer, driver); });
-    };
     const Statistics renderer{
         {"cache accesses", 3},    {"cache hits", 2},        {"cache entries", 41},
         {"cache size", 1572864},  {"NumDrawn", 12},         {"rendered objects", 7.9F},
         {"cached visibility", 5}, {"traversed objects", 9}, {"NumPolys", 16384},
         {"NumPasses", 3},         {"numShadowVolumes", 4}};
     const Statistics driver{{"cache accesses", 8}, {"cache hits", 8}, {"cache entries", 2}};
-    EXPECT_EQ(line({-3, 60, 29.96F, false, 30, 1, false}, renderer, driver),
-              "f-3 fov=60.0 F30.0 L1.0 H67%/41/1.5M D100%/2/0.0M V7(5)/9,12,16384 P3    \r");
-    EXPECT_EQ(line({120, 5, 7.25F, true, 5, 0.25F, true}, renderer, driver),
-              "f120 fov=5.0 F7.2/5.0 L0.2 H67%/41/1.5M D100%/2/0.0M V7(5)/9,12,16384 P3 S4    \r");
-
     const Statistics wild{{"NumPolys", 1e20F}, {"NumDrawn", -kInfinite}, {"NumPasses", kNaN}};
+    const auto said = CaptureStdout([&] {
+        PrintStatisticsLine({-3, 60, 29.96F, false, 30, 1, false}, renderer, driver);
+        PrintStatisticsLine({120, 5, 7.25F, true, 5, 0.25F, true}, renderer, driver);
+        PrintStatisticsLine({0, 0, kInfinite, false, 0, 0, true}, wild, {});
+    });
     // The sign of 0/0 is the processor's business.
-    EXPECT_THAT(line({0, 0, kInfinite, false, 0, 0, true}, wild, {}),
-                testing::MatchesRegex("f0 fov=0.0 Finf L0.0 H-?nan%/0/0.0M D-?nan%/0/0.0M "
-                                      "V0\\(0\\)/0,-2147483648,2147483647 P0 S0    \r"));
+    EXPECT_THAT(said, testing::MatchesRegex("f-3 fov=60.0 F30.0 L1.0 H67%/41/1.5M D100%/2/0.0M "
+                                            "V7\\(5\\)/9,12,16384 P3    \r"
+                                            "f120 fov=5.0 F7.2/5.0 L0.2 H67%/41/1.5M D100%/2/0.0M "
+                                            "V7\\(5\\)/9,12,16384 P3 S4    \r"
+                                            "f0 fov=0.0 Finf L0.0 H-?nan%/0/0.0M D-?nan%/0/0.0M "
+                                            "V0\\(0\\)/0,-2147483648,2147483647 P0 S0    \r"));
 }
 
 TEST(FrameStateTest, RatesAndDetailFollowFrameTimes) {
@@ -256,6 +257,21 @@ TEST(FrameGraphTest, DrawsBarsBetweenRateAndReference) {
     for (int i = 0; i < 3000; ++i)
         graph.Draw(state, driver, 0, 1);
     EXPECT_TRUE(std::isfinite(mesh.radius)) << "the scale must not fall to zero";
+}
+
+TEST_F(FrameLoopTest, WindowSizesThatXWouldRefuseAreClamped) {
+    Registry registry(dir.File("registry"));
+    for (const auto& [text, width] : {std::pair{"0", 1},
+                                      {"-99999999999999999999", 1},
+                                      {"abc", 1},
+                                      {"12.9", 12},
+                                      {"16384", 16384},
+                                      {"4294967297", 16384},
+                                      {"99999999999999999999", 16384}}) {
+        registry.SetString(shell_keys::kWidth, text);
+        ReadWindowSize(registry, m_app.windowWidth, m_app.windowHeight);
+        EXPECT_TRUE(m_app.windowWidth == width && m_app.windowHeight == 48) << text;
+    }
 }
 
 // Width, height and the RGB or grey bytes, top row first; empty when it is no readable PNG.
