@@ -15,7 +15,8 @@ class Codec {
 public:
     // Largest number of values (width x height x channels) that Load accepts, on purpose: 2^27, a
     // 4096 x 4096 mesh of eight channels. A header may claim anything. Address space is taken only
-    // after this check, and memory only as the data arrives.
+    // after this check, and memory only as the data arrives; a pyramid spreads one value over all
+    // the grid that it stands for, even when nothing follows it.
     static constexpr std::int64_t kMaxValues = std::int64_t{1} << 27;
 
     bool ok = true;  // cleared when a read runs past the end of the data

@@ -1,5 +1,6 @@
 // Loads, shares by name and counts the users of meshes or textures. One template serves both; a
-// resource type supplies bool Load(name), which prints its own line on failure, and ReplaceContents.
+// resource type supplies bool Load(name), which prints its own line on failure, and
+// ReplaceContents.
 #pragma once
 
 #include <iostream>

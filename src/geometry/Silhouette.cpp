@@ -20,7 +20,7 @@ namespace {
 using Bits = std::uint64_t;
 constexpr std::size_t kWordQuads = 64;
 
-struct Facing {
+struct Viewpoint {
     vec3 point;
     bool positive;
 };
@@ -108,7 +108,7 @@ void TestBlock(const GeoImageSample* q, std::size_t quads, const NormalBlock& bl
 
 template <class NormalBlock>
 Sides TestWord(const GeoImageSample* upper, std::size_t quads, const NormalBlock* block,
-               const Facing& facing) {
+               const Viewpoint& facing) {
     Bits below[2] = {0, 0};
     Bits above[2] = {0, 0};
     std::size_t quad = 0;
@@ -142,7 +142,7 @@ void AppendCaps(const Sides& sides, const GeoImageSample* upper, const GeoImageS
 }
 
 template <class NormalBlock>
-void ClassifyRow(const QuadRow& row, const NormalBlock* blocks, const Facing& facing,
+void ClassifyRow(const QuadRow& row, const NormalBlock* blocks, const Viewpoint& facing,
                  std::vector<SilhouetteCap>* caps) {
     bool last = false;
     for (std::size_t word = 0; word < Words(row.quads); ++word) {

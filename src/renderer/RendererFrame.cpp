@@ -3,6 +3,7 @@
 
 #include "renderer/RendererSettings.h"
 #include "drivers/Driver.h"
+#include "drivers/DriverSettings.h"
 #include "scene/Light.h"
 #include "scene/Object.h"
 #include "scene/Room.h"
@@ -86,7 +87,8 @@ void Renderer::SortLights(const Room& room) {
     m_lists.lit.Clear();
     Color ambient = room.ambient;
     LightList& enabled = m_lists.BeginLights();
-    const bool shadows = GetBool(kShadows) && m_driver->HasCapability("shadows");
+    const bool shadows =
+        GetBool(kShadows) && m_driver->HasCapability(driver_capabilities::kShadows);
     for (const auto& [name, light] : room.lights) {
         if (!light || !light->active) continue;
         enabled.push_back(light);
@@ -97,7 +99,7 @@ void Renderer::SortLights(const Room& room) {
         ambient.a += light->global.a;
     }
     m_driver->SetAmbient(ambient.r, ambient.g, ambient.b, ambient.a);
-    const double most = m_driver->GetCapability("maxlights");
+    const double most = m_driver->GetCapability(driver_capabilities::kMaxLights);
     m_view.maxLights = Truncated(std::min(most, kMostLights));
     m_view.virtualLights = GetBool(kVirtualLights) &&
                            std::ssize(m_lists.plainLights) > std::ptrdiff_t{m_view.maxLights};

@@ -23,8 +23,8 @@ public:
     // The node where the object belongs; creates empty nodes on the way.
     Octree* FindNode(Object* object);
     // Takes out an object whose position and radius have not changed since insertion and clears
-    // its octree link. May delete this node. Warns on standard error at each node that does not hold
-    // it and tries the parent; false when none up to the root does.
+    // its octree link. May delete this node. Warns on standard error at each node that does not
+    // hold it and tries the parent; false when none up to the root does.
     bool Remove(Object* object);
     // The same for an object that has moved or grown: its old sphere is given.
     bool RemoveAt(Object* object, const vec3& oldPosition, float oldRadius);
