@@ -27,8 +27,12 @@ inline std::string Address(const void* p) {
 }
 
 // Every address of the text as "*".
-inline std::string WithoutAddresses(std::string text) {
-    for (std::size_t at = 0; (at = text.find("0x", at)) != std::string::npos; ++at)
-        text.replace(at, text.find_first_not_of("0123456789abcdef", at + 2) - at, "*");
-    return text;
+inline std::string WithoutAddresses(const std::string& text) {
+    std::string result;
+    for (std::size_t at = 0; at < text.size();) {
+        const bool address = text.compare(at, 2, "0x") == 0;
+        result += address ? '*' : text[at];
+        at = address ? text.find_first_not_of("0123456789abcdef", at + 2) : at + 1;
+    }
+    return result;
 }
