@@ -20,7 +20,9 @@
 #include "app/FrameLoop.h"
 #include "app/HeapPolicy.h"
 #include "app/Windows.h"
+#include "drivers/gl/SettingsGL.h"
 #include "renderer/Renderer.h"
+#include "renderer/RendererSettings.h"
 #include "scene/Command.h"
 #include "scene/SceneDatabase.h"
 #include "settings/Registry.h"
@@ -89,11 +91,11 @@ Program::Program(const char* file, bool occlusion) {
     app.database = new SceneDatabase;
     app.command = new Command(app.database);
     app.shell.showStats = false;  // the graph is no part of the scene
-    app.renderer->Set("P_LODcache", 16);
-    app.renderer->Set("P_LODcachesize", 1048576);
-    app.renderer->Set("P_occlusion", occlusion ? 1 : 0);
-    driver->Set("GL_dlistMax", 16384);
-    driver->Set("GL_dlistSize", 262144);
+    app.renderer->Set(renderer_settings::kCacheEntries, 16);
+    app.renderer->Set(renderer_settings::kCacheKilobytes, 1048576);
+    app.renderer->Set(renderer_settings::kOcclusion, occlusion ? 1 : 0);
+    driver->Set(gl_settings::kMostLists, 16384);
+    driver->Set(gl_settings::kListBudget, 262144);
     CreateTopWindow(app);
     CreateRenderWindow(app);
     XMapWindow(app.display, app.renderWindow);

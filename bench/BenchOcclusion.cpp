@@ -14,6 +14,8 @@
 
 #include "GLView.h"
 #include "app/HeapPolicy.h"
+#include "drivers/gl/SettingsGL.h"
+#include "renderer/RendererSettings.h"
 #include "settings/StatisticNames.h"
 #include "spatial/Occlusion.h"
 #include "support/RecordingDriver.h"
@@ -82,8 +84,8 @@ std::size_t ObjectsShown() {
 }
 
 void RaiseBudgets(Driver& driver) {
-    driver.Set("GL_dlistMax", kBoundless);
-    driver.Set("GL_dlistSize", kBoundless);
+    driver.Set(gl_settings::kMostLists, kBoundless);
+    driver.Set(gl_settings::kListBudget, kBoundless);
 }
 
 // A frame of everything but drawing: traversal, the filling of the buffer, the tests.
@@ -117,7 +119,7 @@ void DenseFrame(benchmark::State& state) {
                      static_cast<float>(state.range(2)));
     Renderer culling;
     Renderer drawing;
-    drawing.Set("P_occlusion", 0);
+    drawing.Set(renderer_settings::kOcclusion, 0);
     const auto frame = [&](Renderer& renderer) {
         const double start = Milliseconds();
         view.Draw(renderer, dense.scene.room, dense.camera);

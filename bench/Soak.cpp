@@ -25,7 +25,10 @@
 #include "app/FrameLoop.h"
 #include "app/HeapPolicy.h"
 #include "drivers/Driver.h"
+#include "drivers/DriverSettings.h"
+#include "drivers/gl/SettingsGL.h"
 #include "renderer/Renderer.h"
+#include "renderer/RendererSettings.h"
 #include "scene/Command.h"
 #include "scene/Room.h"
 #include "scene/SceneDatabase.h"
@@ -67,12 +70,21 @@ struct Toggle {
     float first;
     float other;
 };
-constexpr Toggle kToggles[] = {
-    {"F_shadows", 0, 1},      {"P_occlusion", 1, 0},      {"P_virtlights", 1, 0},
-    {"P_LODstep", 8, 4},      {"GL_draw_method", 1, 2},   {"GL_hw_occlusion", 0, 1},
-    {"GL_lights", 0, 2},      {"GL_shadow_method", 1, 0}, {"GL_dlistShadows", 0, 1},
-    {"GL_line_method", 1, 0}, {"F_blend", 1, 0},          {"GL_texfilt", 0, 1},
-    {"GL_mipfilt", 0, 2},     {"GL_mblur", 0, 1},         {"D_wireframe", 0, 1}};
+constexpr Toggle kToggles[] = {{renderer_settings::kShadows, 0, 1},
+                               {renderer_settings::kOcclusion, 1, 0},
+                               {renderer_settings::kVirtualLights, 1, 0},
+                               {renderer_settings::kDetailSteps, 8, 4},
+                               {gl_settings::kDrawMethod, 1, 2},
+                               {gl_settings::kHardwareOcclusion, 0, 1},
+                               {gl_settings::kLights, 0, 2},
+                               {gl_settings::kShadowMethod, 1, 0},
+                               {gl_settings::kCacheShadows, 0, 1},
+                               {gl_settings::kLineMethod, 1, 0},
+                               {renderer_settings::kBlend, 1, 0},
+                               {gl_settings::kTextureFilter, 0, 1},
+                               {gl_settings::kMipmapFilter, 0, 2},
+                               {gl_settings::kMotionBlur, 0, 1},
+                               {driver_settings::kWireframe, 0, 1}};
 
 long ResidentKilobytes() {
     long total = 0;
@@ -150,11 +162,11 @@ private:
     }
 
     void BoundCaches() {
-        m_app.renderer->Set("P_LODcache", kLevelsPower);
-        m_app.renderer->Set("P_LODcachesize", kLevelKilobytes);
+        m_app.renderer->Set(renderer_settings::kCacheEntries, kLevelsPower);
+        m_app.renderer->Set(renderer_settings::kCacheKilobytes, kLevelKilobytes);
         if (!HasLists()) return;
-        m_app.driver->Set("GL_dlistMax", kLists);
-        m_app.driver->Set("GL_dlistSize", kListKilobytes);
+        m_app.driver->Set(gl_settings::kMostLists, kLists);
+        m_app.driver->Set(gl_settings::kListBudget, kListKilobytes);
     }
 
     void Change(int frame) {

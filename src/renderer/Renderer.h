@@ -1,7 +1,7 @@
 // Turns one room and one camera into driver calls, once per image. Owns settings, per-image state
 // and caches; never the scene, its meshes or the driver. Sources by topic: Renderer.cpp (settings,
 // lifecycle, trimming of the detail cache, lights of a shadow pass), RendererFrame, RendererDraw,
-// RendererTraversal, RendererShadows. What needs no driver stands beside it: FrameState (lists and
+// RendererTraversal, RendererShadows. What needs no driver stands beside it: FrameData (lists and
 // settings of an image), DetailCache, LightRanking, Culler.
 #pragma once
 
@@ -12,7 +12,7 @@
 
 #include "renderer/Culler.h"
 #include "renderer/DetailCache.h"
-#include "renderer/FrameState.h"
+#include "renderer/FrameData.h"
 #include "renderer/VisibleSet.h"
 #include "scene/Object.h"
 #include "scene/Shader.h"

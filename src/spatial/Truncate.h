@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <limits>
 
-// Toward zero; what lies outside low to high, or is no number, gives the nearer of them or low.
+// Toward zero; what lies outside low to high gives the nearer of the two, NaN gives low.
 inline std::int64_t Truncated(double value, std::int64_t low, std::int64_t high) {
     return value > static_cast<double>(low)
                ? static_cast<std::int64_t>(std::min(value, static_cast<double>(high)))

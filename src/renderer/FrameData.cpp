@@ -1,5 +1,5 @@
 // Reading of a frame's settings, and the lists of a frame.
-#include "renderer/FrameState.h"
+#include "renderer/FrameData.h"
 
 #include "renderer/RendererSettings.h"
 #include "settings/Settings.h"
