@@ -23,11 +23,25 @@ constexpr std::int32_t kSmallestPyramid = 4;
 // Values that are brought in or out of channel order at a time: half of the first-level cache.
 constexpr std::size_t kBlockValues = 4096;
 
-bool SizesAreSane(const Codec& header, std::int32_t bits) {
-    if (header.width < 1 || header.height < 1 || header.channels < 1) return false;
-    if (bits < 1 || bits > 32 || header.channels > kMaxChannels) return false;
-    const std::int64_t cells = std::int64_t{header.width} * header.height;
-    return cells <= Codec::kMaxValues && cells * header.channels <= Codec::kMaxValues;
+bool IsKnown(std::int32_t codec) {
+    return codec == CODEC_FLAT || codec == CODEC_PYRAMID;
+}
+
+bool SizesAreSane(const StreamHead& head) {
+    if (head.width < 1 || head.height < 1 || head.channels < 1) return false;
+    if (head.bits < 1 || head.bits > 32 || head.channels > kMaxChannels) return false;
+    const std::int64_t cells = std::int64_t{head.width} * head.height;
+    return cells <= Codec::kMaxValues && cells * head.channels <= Codec::kMaxValues;
+}
+
+// A gzip stream on a duplicate of the descriptor; null, with the system's error, when none opens.
+gzFile OpenStream(int fd, const char* mode, const char* caller) {
+    const int duplicate = dup(fd);
+    const gzFile stream = duplicate < 0 ? nullptr : gzdopen(duplicate, mode);
+    if (stream != nullptr) return stream;
+    std::perror(caller);
+    if (duplicate >= 0) close(duplicate);
+    return nullptr;
 }
 
 std::size_t Cells(const Codec& codec) {
@@ -129,46 +143,55 @@ std::int32_t Codec::ReadInt(gzFile stream, int bytes) {
 
 bool Codec::Load(int fd) {
     ok = true;
-    const int duplicate = dup(fd);
-    const gzFile stream = duplicate < 0 ? nullptr : gzdopen(duplicate, "r");
-    if (stream == nullptr) {
-        std::perror("Codec::Load");
-        if (duplicate >= 0) close(duplicate);
-        return false;
-    }
+    const gzFile stream = OpenStream(fd, "r", "Codec::Load");
+    if (stream == nullptr) return false;
     const bool loaded = LoadStream(stream);
     gzclose(stream);
     return loaded;
 }
 
+StreamHead Codec::HeadOf(int fd) {
+    const gzFile stream = OpenStream(fd, "r", "Codec::HeadOf");
+    if (stream == nullptr) return {};
+    const StreamHead head = Codec().ReadHead(stream);
+    gzclose(stream);
+    return head;
+}
+
+// Behind an unknown codec there may be anything: nothing more is read.
+StreamHead Codec::ReadHead(gzFile stream) {
+    StreamHead head;
+    head.codec = ReadInt(stream, 4);
+    if (!IsKnown(head.codec)) return head;
+    for (std::int32_t* field : {&head.width, &head.height, &head.channels})
+        *field = ReadInt(stream, 4);
+    head.bits = ReadInt(stream, 1);
+    return head;
+}
+
 bool Codec::LoadStream(gzFile stream) {
-    const std::int32_t codec = ReadInt(stream, 4);
-    if (codec != CODEC_FLAT && codec != CODEC_PYRAMID) {
-        std::fprintf(stderr, "Codec::Load: unknown codec %d\n", codec);
+    const StreamHead head = ReadHead(stream);
+    if (!IsKnown(head.codec)) {
+        std::fprintf(stderr, "Codec::Load: unknown codec %d\n", head.codec);
         return false;
     }
-    Codec header;
-    header.width = ReadInt(stream, 4);
-    header.height = ReadInt(stream, 4);
-    header.channels = ReadInt(stream, 4);
-    const std::int32_t bits = ReadInt(stream, 1);
     const auto refuse = [&] {
-        std::fprintf(stderr, "Codec::Load: invalid image dimensions (%dx%dx%dx%dbpp)\n",
-                     header.width, header.height, header.channels, bits);
+        std::fprintf(stderr, "Codec::Load: invalid image dimensions (%dx%dx%dx%dbpp)\n", head.width,
+                     head.height, head.channels, head.bits);
         return false;
     };
-    if (!SizesAreSane(header, bits)) return refuse();
+    if (!SizesAreSane(head)) return refuse();
     std::int32_t x0 = 0;
     std::int32_t y0 = 0;
-    if (codec == CODEC_PYRAMID) {
+    if (head.codec == CODEC_PYRAMID) {
         x0 = ReadInt(stream, 4);
         y0 = ReadInt(stream, 4);
-        if (x0 < 0 || x0 > header.width || y0 < 0 || y0 > header.height) return refuse();
+        if (x0 < 0 || x0 > head.width || y0 < 0 || y0 > head.height) return refuse();
     }
     try {
         data.clear();
-        Init(header.width, header.height, header.channels, bits);
-        LoadBody(stream, codec, x0, y0);
+        Init(head.width, head.height, head.channels, head.bits);
+        LoadBody(stream, head.codec, x0, y0);
         return true;
     } catch (const std::bad_alloc&) {
         return refuse();
@@ -188,13 +211,8 @@ void Codec::LoadBody(gzFile stream, int codec, std::int32_t x0, std::int32_t y0)
 
 bool Codec::Save(int fd, int codec) {
     ok = true;
-    const int duplicate = dup(fd);
-    const gzFile stream = duplicate < 0 ? nullptr : gzdopen(duplicate, "wb");
-    if (stream == nullptr) {
-        std::perror("Codec::Save");
-        if (duplicate >= 0) close(duplicate);
-        return false;
-    }
+    const gzFile stream = OpenStream(fd, "wb", "Codec::Save");
+    if (stream == nullptr) return false;
     gzsetparams(stream, Z_BEST_COMPRESSION, Z_DEFAULT_STRATEGY);
     const bool saved = SaveStream(stream, codec);
     gzclose(stream);
@@ -202,7 +220,7 @@ bool Codec::Save(int fd, int codec) {
 }
 
 bool Codec::SaveStream(gzFile stream, int codec) {
-    if (codec != CODEC_FLAT && codec != CODEC_PYRAMID) {
+    if (!IsKnown(codec)) {
         std::fprintf(stderr, "Codec::Save: unknown codec %d\n", codec);
         return false;
     }

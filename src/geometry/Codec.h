@@ -11,6 +11,15 @@ enum CodecNumber : int { CODEC_FLAT = 1, CODEC_PYRAMID = 2 };
 
 typedef struct gzFile_s* gzFile;
 
+// What a stream begins with.
+struct StreamHead {
+    std::int32_t codec = 0;
+    std::int32_t width = 0;
+    std::int32_t height = 0;
+    std::int32_t channels = 0;
+    std::int32_t bits = 0;  // per value
+};
+
 class Codec {
 public:
     // Largest number of values (width x height x channels) that Load accepts, on purpose: 2^27, a
@@ -34,6 +43,9 @@ public:
     // stays open. False, with one line on standard error, for a bad header. Short data loads as
     // zeros after one line and still gives true; zeros behind the end of the data take no memory.
     bool Load(int fd);
+    // The head alone of a stream that Load takes, at the descriptor's position. Codec and sizes are
+    // 0 when it cannot be read.
+    static StreamHead HeadOf(int fd);
     // Writes the contents through a duplicate of the descriptor. CODEC_PYRAMID turns the arrays
     // into coefficients. False, with one line, for an unknown codec, a stream that cannot open,
     // or no memory.
@@ -42,6 +54,7 @@ public:
     std::int32_t ReadInt(gzFile stream, int bytes);
 
 private:
+    StreamHead ReadHead(gzFile stream);
     bool LoadStream(gzFile stream);
     void LoadBody(gzFile stream, int codec, std::int32_t x0, std::int32_t y0);
     bool SaveStream(gzFile stream, int codec);

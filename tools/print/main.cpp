@@ -1,16 +1,12 @@
 // pallix-print: shows what a mesh or texture file holds.
 
 #include <unistd.h>
-#include <zlib.h>
 
-#include <array>
-#include <cstdint>
 #include <cstdio>
 #include <string>
 #include <vector>
 
 #include "files/FileAccess.h"
-#include "geometry/BigEndian.h"
 #include "geometry/Codec.h"
 #include "geometry/FileHeader.h"
 #include "geometry/GeoImage.h"
@@ -20,43 +16,23 @@
 
 namespace {
 
-// What the loaders do not keep: how the grid is packed.
-struct Packing {
-    std::int32_t codec = 0;
-    std::int32_t channels = 0;
-    std::int32_t bits = 0;
-};
-
-// From the head of the stream, where the descriptor stands: codec, width, height and channels in
-// four bytes each, bits in one.
-Packing ReadPacking(int fd) {
-    const int copy = dup(fd);
-    gzFile stream = copy >= 0 ? gzdopen(copy, "rb") : nullptr;
-    if (stream == nullptr) {
-        if (copy >= 0) close(copy);
-        return {};
-    }
-    std::array<unsigned char, 17> bytes{};
-    gzread(stream, bytes.data(), bytes.size());
-    gzclose(stream);
-    return {ReadBigEndian32(bytes.data()), ReadBigEndian32(bytes.data() + 12), bytes[16]};
-}
-
 const char* YesNo(bool value) {
     return value ? "yes" : "no";
 }
 
-void PrintStart(const std::string& path, const char* kind, int version, const Packing& packing) {
-    const char* name = packing.codec == CODEC_PYRAMID ? "pyramid" : "flat";
+// What all files share; the descriptor stands at the stream.
+void PrintStart(const std::string& path, const char* kind, int version, int fd) {
+    const StreamHead head = Codec::HeadOf(fd);
+    const char* name = head.codec == CODEC_PYRAMID ? "pyramid" : "flat";
     std::printf("%s: %s\n  version  %d\n", path.c_str(), kind, version);
-    std::printf("  codec    %d (%s), %d channels of %d bits\n", packing.codec, name,
-                packing.channels, packing.bits);
+    std::printf("  codec    %d (%s), %d channels of %d bits\n", head.codec, name, head.channels,
+                head.bits);
 }
 
-bool PrintMesh(const std::string& path, const MeshHeader& header, const Packing& packing) {
+bool PrintMesh(const std::string& path, const MeshHeader& header, int fd) {
     GeoImage mesh;
     if (!mesh.Load(path)) return false;
-    PrintStart(path, "mesh", header.version, packing);
+    PrintStart(path, "mesh", header.version, fd);
     std::printf("  size     %d rows, %d columns, %lld triangles\n", mesh.height, mesh.width,
                 2LL * (mesh.height - 1) * (mesh.width - 1));
     std::printf("  scale    1/2^%d\n", header.exponent);
@@ -68,11 +44,11 @@ bool PrintMesh(const std::string& path, const MeshHeader& header, const Packing&
     return true;
 }
 
-bool PrintTexture(const std::string& path, const TextureHeader& header, const Packing& packing) {
+bool PrintTexture(const std::string& path, const TextureHeader& header, int fd) {
     static constexpr const char* kinds[] = {"grey", "grey and alpha", "colour", "colour and alpha"};
     Texture texture;
     if (!texture.Load(path)) return false;
-    PrintStart(path, "texture", header.version, packing);
+    PrintStart(path, "texture", header.version, fd);
     std::printf("  size     %d x %d, %s\n", texture.width, texture.height,
                 kinds[texture.channels - 1]);
     std::printf("  flags    filter %s, mipmap %s\n", YesNo(texture.filter), YesNo(texture.mipmap));
@@ -82,13 +58,13 @@ bool PrintTexture(const std::string& path, const TextureHeader& header, const Pa
 // The loaders say what is wrong with a header of the right kind.
 bool PrintOpened(int fd, const std::string& path) {
     MeshHeader mesh;
-    if (ReadHeader(fd, mesh) != HeaderFault::Magic) return PrintMesh(path, mesh, ReadPacking(fd));
+    if (ReadHeader(fd, mesh) != HeaderFault::Magic) return PrintMesh(path, mesh, fd);
     lseek(fd, 0, SEEK_SET);
     TextureHeader texture;
     const HeaderFault fault = ReadHeader(fd, texture);
     if (fault == HeaderFault::Magic || fault == HeaderFault::Unreadable)
         return Fail(path + " is neither a mesh nor a texture");
-    return PrintTexture(path, texture, ReadPacking(fd));
+    return PrintTexture(path, texture, fd);
 }
 
 bool Print(const std::string& path) {
