@@ -15,43 +15,38 @@ class Random {
 public:
     float Within(float limit) { return std::uniform_real_distribution(-limit, limit)(m_engine); }
     vec3 Vector(float limit) { return {Within(limit), Within(limit), Within(limit)}; }
+    Matrix Frame() { return Matrix::Frame(Vector(9), Vector(1), Vector(1)); }
 
 private:
     std::mt19937 m_engine{1};
 };
 
-vec3 Axis(const Matrix& m, int column) {
-    return {static_cast<float>(m[4 * column]), static_cast<float>(m[4 * column + 1]),
-            static_cast<float>(m[4 * column + 2])};
-}
-
 }  // namespace
 
 TEST(Matrix, FramesOfObjects) {
-    EXPECT_EQ(Matrix::Frame({}, {0, 0, 1}, {0, 1, 0}), Matrix());
-    const Matrix parallel = Matrix::Frame({}, {0, 1, 0}, {0, 1, 0});
-    EXPECT_EQ(Axis(parallel, 0), vec3(0, 0, 1));
-    EXPECT_EQ(Axis(parallel, 1), vec3(1, 0, 0));
-    EXPECT_EQ(Axis(parallel, 2), vec3(0, 1, 0));
+    const vec3 x{1, 0, 0};
+    const vec3 y{0, 1, 0};
+    const vec3 z{0, 0, 1};
+    EXPECT_EQ(Matrix::Frame({}, z, y), Matrix());
+    const Matrix parallel = Matrix::Frame({}, y, y);
+    EXPECT_TRUE(parallel.Rotate(x) == z && parallel.Rotate(y) == x && parallel.Rotate(z) == y);
     for (const vec3& hopeless : {vec3{}, vec3{3e38F, 3e38F, 3e38F}}) {
-        const Matrix frame = Matrix::Frame({1, 2, 3}, hopeless, {0, 1, 0});
+        const Matrix frame = Matrix::Frame({1, 2, 3}, hopeless, y);
         EXPECT_EQ(frame.RigidInverse().Translation(), vec3(-1, -2, -3));
-        EXPECT_EQ(Axis(frame, 0), vec3(1, 0, 0));
+        EXPECT_EQ(frame.Rotate(x), x);
     }
-    const Matrix tiny = Matrix::Frame({}, {0, 0, 1e-12F}, {0, 1, 0});
-    EXPECT_EQ(Axis(tiny, 2), vec3(0, 0, 0.5F)) << "short directions leave short axes";
+    EXPECT_EQ(Matrix::Frame({}, 1e-12F * z, y).Rotate(z), 0.5F * z) << "short ones stay short";
     // Along the diagonal the spare axis is the diagonal itself.
-    EXPECT_EQ(Axis(Matrix::Frame({}, {1, 1, 1}, {}), 2), vec3(0, 0, 1));
+    EXPECT_EQ(Matrix::Frame({}, {1, 1, 1}, {}).Rotate(z), z);
 }
 
 TEST(Matrix, ProductsAndInversesCarryPoints) {
     Random random;
     for (int i = 0; i < 200; ++i) {
-        const Matrix a = Matrix::Frame(random.Vector(9), random.Vector(1), random.Vector(1));
-        const Matrix b = Matrix::Frame(random.Vector(9), random.Vector(1), random.Vector(1));
+        const Matrix a = random.Frame();
+        const Matrix b = random.Frame();
         const vec3 p = random.Vector(5);
         EXPECT_LT(Length((a * b).Transform(p) - a.Transform(b.Transform(p))), 1e-4F);
-        EXPECT_LT(Length(a.RigidInverse().Transform(a.Transform(p)) - p), 1e-4F);
         EXPECT_LT(Length(a.Transform(p) - a.Translation() - a.Rotate(p)), 1e-4F);
         const Matrix there = a.RigidInverse() * a;
         for (int element = 0; element < 16; ++element)
@@ -64,39 +59,42 @@ TEST(Matrix, ProductsAndInversesCarryPoints) {
     EXPECT_EQ(far.Transform({16777216, 0, 0}).x, -0.984375F);
 }
 
-TEST(Plane, MasksTellWhichPlanesHaveAPointOrAWholeSphereOutside) {
-    const std::vector<Plane> planes(32, Plane::Through({0, 0, -1}, {0, 0, -2}));
-    EXPECT_EQ(PointOutside(planes, {5, 5, -1}, kAllPlanes), 0U);
-    EXPECT_EQ(PointOutside(planes, {5, 5, -0.5F}, 0x80000001U), 0x80000001U);
-    EXPECT_EQ(SphereOutside(planes, {}, 1, kAllPlanes), 0U);
-    EXPECT_EQ(SphereOutside(planes, {}, 0.9F, kAllPlanes), kAllPlanes);
-    EXPECT_EQ(SphereOutside(planes, {}, 0.9F, 0x80000001U), 0x80000001U);
-    const Plane oblique = Plane::Through({1, 2, 3}, {4, -5, 6});
-    EXPECT_NEAR(oblique.Value({1, 2, 3}), 0, 1e-6);
-    EXPECT_NEAR(oblique.Value(oblique.Point()), 0, 1e-6);
-    EXPECT_NEAR(oblique.Value(oblique.Point() + oblique.Normal() * 3), 3, 1e-6);
-}
-
-TEST(Plane, BoxIsOutsideOnlyBeyondOnePlane) {
+TEST(Plane, MasksOfPointsAndSpheresAndTheTestOfBoxesFollowTheirDefinitions) {
     Random random;
     int rejected = 0;
     for (int i = 0; i < 1000; ++i) {
-        const Matrix m = Matrix::Frame(random.Vector(3), random.Vector(1), random.Vector(1));
+        const Matrix m = random.Frame();
         const vec3 low = random.Vector(1);
         const Box box{low, low + vec3{1, 0.7F, 2}};
+        const vec3 centre = random.Vector(2);
+        const std::uint32_t mask = i % 2 == 0 ? kAllPlanes : 0xA0000005U;
         std::vector<Plane> planes;
+        std::uint32_t point = 0;
+        std::uint32_t sphere = 0;
         bool beyondOnePlane = false;
-        for (int side = 0; side < 3; ++side) {
-            planes.push_back(Plane::Through(random.Vector(2), random.Vector(1)));
+        for (int side = 0; side < (i % 9 == 0 ? 32 : 3); ++side) {
+            const vec3 through = random.Vector(2);
+            const vec3 normal = random.Vector(1);
+            const Plane& plane = planes.emplace_back(Plane::Through(through, normal));
+            const float value = plane.Value(centre);
+            EXPECT_NEAR(value, Dot(centre - through, normal) / Length(normal), 1e-5);
+            EXPECT_NEAR(plane.Value(plane.Point() + 3 * plane.Normal()), 3, 1e-5);
+            point |= value < 0 ? mask & 1U << side : 0;
+            sphere |= value < -0.5F ? mask & 1U << side : 0;
             int corners = 0;
             for (int c = 0; c < 8; ++c)
-                corners += planes.back().Value(m.Transform(box.Corner(c))) < 0;
+                corners += plane.Value(m.Transform(box.Corner(c))) < 0;
             beyondOnePlane |= corners == 8;
         }
+        EXPECT_EQ(PointOutside(planes, centre, mask), point);
+        EXPECT_EQ(SphereOutside(planes, centre, 0.5F, mask), sphere);
         EXPECT_EQ(BoxTouchesInside(planes, box, m), !beyondOnePlane);
         rejected += beyondOnePlane ? 1 : 0;
     }
     EXPECT_TRUE(rejected > 100 && rejected < 900) << rejected;
+    const Plane touching[] = {Plane::Through({0, 0, -1}, {0, 0, -2})};
+    EXPECT_EQ(PointOutside(touching, {5, 5, -1}, kAllPlanes), 0U);
+    EXPECT_EQ(SphereOutside(touching, {}, 1, kAllPlanes), 0U);
 }
 
 TEST(DepthOrder, FarthestSideFirstAndStable) {
@@ -112,19 +110,21 @@ TEST(DepthOrder, FarthestSideFirstAndStable) {
         return m;
     };
     DepthList list;
+    const auto order = [&] {
+        std::vector<Object*> objects;
+        list.ForEach([&](const DepthKey& key) { objects.push_back(key.object); });
+        return objects;
+    };
+    using Objects = std::vector<Object*>;
     list.Add(at(-10), &first);
     list.Add(at(-6), &big);  // its far side is at -11
     list.Add(at(-10), &second);
     list.Add(at(-20), nullptr);
     list.Add(at(std::nan("")), &big);
     list.Add(at(-10), nullptr);
-    std::vector<Object*> order;
-    list.ForEach([&](const DepthKey& key) { order.push_back(key.object); });
-    EXPECT_EQ(order, (std::vector<Object*>{&big, nullptr, &big, &first, &second, nullptr}));
+    EXPECT_EQ(order(), (Objects{&big, nullptr, &big, &first, &second, nullptr}));
     list.Remove(&big);
     list.Add(at(-1), &first);
     list.Add(at(-30), &second);
-    order.clear();
-    list.ForEach([&](const DepthKey& key) { order.push_back(key.object); });
-    EXPECT_EQ(order, (std::vector<Object*>{&second, nullptr, &first, &second, nullptr, &first}));
+    EXPECT_EQ(order(), (Objects{&second, nullptr, &first, &second, nullptr, &first}));
 }

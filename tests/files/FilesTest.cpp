@@ -1,14 +1,13 @@
-// What a replacement leaves of a file's name, owner, mode and links, and where it does not replace.
-#include <fcntl.h>
-#include <gtest/gtest.h>
+// Which files open, how they are made, and what a replacement leaves of a file's name, owner, mode
+// and links.
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <thread>
 
+#include "files/FileAccess.h"
 #include "files/FileReplacement.h"
-#include "support/TempFile.h"
+#include "support/FilesFixture.h"
 
 namespace {
 
@@ -20,16 +19,40 @@ struct stat StatusOf(const std::string& path) {
     return status;
 }
 
-// Leaves no descriptor open.
-class FileReplacementTest : public testing::Test {
-protected:
-    const TempDir m_dir;
-    const std::ptrdiff_t m_descriptors = Descriptors();
+using FileAccess = FilesFixture;
 
-    void TearDown() override { EXPECT_EQ(Descriptors(), m_descriptors); }
-    static std::ptrdiff_t Descriptors() {
-        return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+TEST_F(FileAccess, OpensRegularFilesAloneAndFollowsLinksWhereTold) {
+    mkfifo(m_dir.File("pipe").c_str(), 0600);
+    std::filesystem::create_symlink("file", m_dir.File("link"));
+    for (const std::string& path :
+         {m_dir.Path(), m_dir.File("pipe"), m_dir.File("no/file"), std::string("/dev/full")}) {
+        EXPECT_EQ(OpenForReading(path), -1) << path;
+        EXPECT_EQ(OpenForWriting(path, Links::Follow), -1) << path;
+        EXPECT_EQ(OpenForAppending(path, Links::Follow), -1) << path;
     }
+    EXPECT_EQ(OpenForReading(m_dir.File("link")), -1) << "reading makes nothing";
+
+    const auto write = [&](int fd) {
+        EXPECT_EQ(fcntl(fd, F_GETFD), FD_CLOEXEC);
+        EXPECT_TRUE(WriteBytes(fd, "new", 3));
+        CloseFile(fd);
+        return m_dir.Read("file");
+    };
+    umask(027);
+    EXPECT_EQ(write(OpenForWriting(m_dir.File("link"), Links::Follow)), "new");
+    umask(022);
+    EXPECT_EQ(StatusOf(m_dir.File("file")).st_mode, S_IFREG | 0640U);
+    EXPECT_EQ(write(OpenForAppending(m_dir.File("link"), Links::Follow)), "newnew");
+    EXPECT_EQ(write(OpenForWriting(m_dir.File("file"), Links::Refuse)), "new");
+    EXPECT_EQ(OpenForWriting(m_dir.File("link"), Links::Refuse), -1);
+    EXPECT_EQ(OpenForAppending(m_dir.File("link"), Links::Refuse), -1);
+    const int fd = OpenForReading(m_dir.File("link"));
+    EXPECT_FALSE(WriteBytes(fd, "x", 1));
+    CloseFile(fd);
+}
+
+class FileReplacementTest : public FilesFixture {
+protected:
     // "" when it cannot be opened, "!" with the reason when it cannot be written, else "done".
     static std::string Replace(const std::string& path, const std::string& contents) {
         FileReplacement file;
@@ -133,18 +156,14 @@ TEST_F(FileReplacementTest, PipesAndDevicesTakeTheContentsWhereTheyAre) {
 TEST_F(FileReplacementTest, RedirectedOutputIsWrittenThrough) {
     std::fflush(stdout);
     for (const auto& [stream, path] : {std::pair{stdout, "/dev/stdout"}, {stderr, "/dev/stderr"}}) {
-        const int standard = fileno(stream);
-        const int before = dup(standard);
         const int log = open(m_dir.Write("log", "").c_str(), O_WRONLY);
-        dup2(log, standard);
-        close(log);
-        std::fputs("before\n", stream);
-        EXPECT_EQ(Replace(path, "contents\n"), "done");
-        EXPECT_EQ(Replace(m_dir.File("log"), "by its own name\n"), "done");
-        std::fputs("after\n", stream);
-        std::fflush(stream);
-        dup2(before, standard);
-        close(before);
+        Redirected(fileno(stream), log, [&, stream = stream, path = path] {
+            std::fputs("before\n", stream);
+            EXPECT_EQ(Replace(path, "contents\n"), "done");
+            EXPECT_EQ(Replace(m_dir.File("log"), "by its own name\n"), "done");
+            std::fputs("after\n", stream);
+            std::fflush(stream);
+        });
         EXPECT_EQ(m_dir.Read("log"), "before\ncontents\nby its own name\nafter\n");
     }
 }
