@@ -22,26 +22,20 @@ TEST(VisibilityStream, EveryLineReachesTheFileAtOnce) {
     EXPECT_EQ(folder.Read("vis"), "node 0 0 0 0\n");
 }
 
-TEST(VisibilityStream, FollowsNoLinkAndFailureIsForGood) {
+// No link is followed, and a full disk takes part of a line. After either nothing is written.
+TEST(VisibilityStream, FailureIsForGood) {
     const TempDir folder;
-    const std::string path = folder.File("vis");
-    std::filesystem::create_symlink(folder.Write("victim", "precious"), path);
-    VisibilityStream stream(path);
-    stream.Open();
-    stream.Seen({}, 1);
-    std::filesystem::remove(path);
-    stream.Open();
-    stream.Seen({}, 1);
-    EXPECT_EQ(folder.Read("vis"), "");
+    std::filesystem::create_symlink(folder.Write("victim", "precious"), folder.File("link"));
+    for (const char* name : {"link", "full"}) {
+        VisibilityStream stream(folder.File(name));
+        stream.Open();
+        WithFileSizeLimit(3, [&] { stream.Seen({}, 1); });
+        stream.Seen({}, 2);
+        EXPECT_EQ(folder.Read(name), name[0] == 'l' ? "precious" : "nod");
+        std::filesystem::remove(folder.File(name));
+        stream.Open();
+        stream.Seen({}, 3);
+        EXPECT_EQ(folder.Read(name), "");
+    }
     EXPECT_EQ(folder.Read("victim"), "precious");
-
-    // A full disk takes part of a line.
-    VisibilityStream full(folder.File("full"));
-    full.Open();
-    WithFileSizeLimit(3, [&] { full.Seen({}, 1); });
-    full.Seen({}, 2);
-    EXPECT_EQ(folder.Read("full"), "nod");
-    full.Open();
-    full.Seen({}, 3);
-    EXPECT_EQ(folder.Read("full"), "");
 }
