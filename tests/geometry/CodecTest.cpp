@@ -160,8 +160,7 @@ TEST_F(CodecTest, RefusesWhatNoStreamCanBe) {
     EXPECT_EQ(CaptureStderr([&] { EXPECT_FALSE(codec.Save(-1, 1) || codec.Load(-1)); }),
               "Codec::Save: Bad file descriptor\nCodec::Load: Bad file descriptor\n");
     EXPECT_EQ(SaidWhen(false, Words({3}), codec), "Codec::Load: unknown codec 3\n");
-    EXPECT_EQ(SaidWhen(false, "", codec),
-              kPrematureEnd + std::string("Codec::Load: unknown codec 0\n"));
+    EXPECT_EQ(SaidWhen(false, "", codec), kPrematureEnd + "Codec::Load: unknown codec 0\n");
 }
 
 TEST_F(CodecTest, FillsShortDataWithZerosAfterOneMessage) {

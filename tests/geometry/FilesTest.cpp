@@ -17,8 +17,6 @@
 
 namespace {
 
-const std::string kEnd = kPrematureEnd;
-
 GeoImage MeshOf(std::initializer_list<GeoImageSample> samples) {
     GeoImage mesh(1, static_cast<int>(samples.size()));
     std::copy(samples.begin(), samples.end(), mesh.samples);
@@ -71,7 +69,7 @@ TEST_F(Files, EveryByteOfAMesh) {
     GeoImage loaded(2, 2);
     loaded.wrapRows = true;
     loaded.AddToken(3);
-    ASSERT_TRUE(loaded.Load(m_dir.Write("m", kMesh)));
+    ASSERT_TRUE(loaded.Load(m_dir.File("m")));
     ASSERT_TRUE(loaded.width == 2 && loaded.height == 1 && !loaded.HasToken(3));
     EXPECT_TRUE(loaded.error == -0.75F && loaded.wrapColumns && !loaded.wrapRows);
     const GeoImageSample& first = loaded.samples[0];
@@ -211,13 +209,13 @@ TEST_F(Files, RefusedOnesLeaveEverythingAsItWas) {
              {kMesh.substr(0, 12), "GeoImage::Load: read of * failed in header"},
              {"sNMM" + Words({3}) + kMesh,
               "GeoImage::Load: file * version 3, I only know version 2 and lower"},
-             {kMesh.substr(0, 13), kEnd + "Codec::Load: unknown codec 0"},
-             {"sNMM", kEnd + "Codec::Load: unknown codec 0"},
+             {kMesh.substr(0, 13), kPrematureEnd + "Codec::Load: unknown codec 0"},
+             {"sNMM", kPrematureEnd + "Codec::Load: unknown codec 0"},
              {MeshFile(20, 3, StreamHeader(1, 1, 1, 0, 8)),
               "Codec::Load: invalid image dimensions (1x1x0x8bpp)"},
              {MeshFile(20, 0, StreamHeader(1, 1, 1, 4, 8) + "1234"), odd},
              {MeshFile(20, 0, StreamHeader(1, 1, 1, 7, 8) + "1234567"), odd},
-             {MeshFile(20, 0, StreamHeader(1, 4096, 4097, 3, 8)), kEnd + odd},
+             {MeshFile(20, 0, StreamHeader(1, 4096, 4097, 3, 8)), kPrematureEnd + odd},
              {MeshFile(-2000000000, 0, one), odd},
              {MeshFile(INT32_MIN, 0, one), odd},
              {MeshFile(-104, 0, one), odd},
@@ -233,7 +231,7 @@ TEST_F(Files, RefusedOnesLeaveEverythingAsItWas) {
     }
     // What ends early is good: zeros follow.
     m_dir.Write("f", MeshFile(20, 0, one.substr(0, 21)));
-    EXPECT_EQ(CaptureStderr([&] { EXPECT_TRUE(mesh.Load(m_dir.File("f"))); }), kEnd);
+    EXPECT_EQ(CaptureStderr([&] { EXPECT_TRUE(mesh.Load(m_dir.File("f"))); }), kPrematureEnd);
     EXPECT_TRUE(mesh.samples[0].position.x > 0 && mesh.samples[0].position.y == 0);
 }
 
@@ -251,8 +249,7 @@ TEST_F(Files, SavesWhatCanBeLoadedAndLeavesNoHalves) {
         EXPECT_EQ(said(false, path, 1), "Texture::Save: could not open file " + path + "\n");
     }
     for (const bool isMesh : {true, false}) {
-        m_dir.Write("f", "old");
-        EXPECT_EQ(said(isMesh, file, 9), "Codec::Save: unknown codec 9\n");
+        EXPECT_EQ(said(isMesh, m_dir.Write("f", "old"), 9), "Codec::Save: unknown codec 9\n");
         EXPECT_FALSE(std::filesystem::exists(file));
     }
     // Far out on one axis a mesh has a finite radius, at a far corner it has none.
@@ -284,7 +281,7 @@ TEST_F(Files, StandardStreamsWholePiecemealAndInterrupted) {
                   const int directory = open("/", O_RDONLY);
                   Redirected(0, directory, [&] { EXPECT_FALSE(image.Load("-")); });
               }),
-              "GeoImage::Load: file - not a PALLIX GeoImage\n" + kEnd +
+              "GeoImage::Load: file - not a PALLIX GeoImage\n" + kPrematureEnd +
                   "Codec::Load: unknown codec 0\nTexture::Load: Is a directory\n");
     EXPECT_EQ(CaptureStdout([&] {
                   std::printf("before");
@@ -296,19 +293,17 @@ TEST_F(Files, StandardStreamsWholePiecemealAndInterrupted) {
 
     // In the packed stream an interruption would be the end: only the header is late.
     const std::string file = m_dir.Write("slow", kTexture);
-    std::string command = "sleep 0.02; head -c 3 " + file + "; sleep 0.02; tail -c +4 " + file;
-    FILE* pipe = popen(command.c_str(), "r");
-    const auto load = [&] { EXPECT_TRUE(image.Load("-")); };
-    Interrupted(false, [&] { Redirected(0, dup(fileno(pipe)), load); });
-    pclose(pipe);
+    const auto piped = [](const std::string& command, bool loads, auto body) {
+        FILE* pipe = popen(command.c_str(), loads ? "r" : "w");
+        Interrupted(!loads, [&] { Redirected(loads ? 0 : 1, dup(fileno(pipe)), body); });
+        pclose(pipe);
+    };
+    piped("sleep 0.02; head -c 3 " + file + "; sleep 0.02; tail -c +4 " + file, true,
+          [&] { EXPECT_TRUE(image.Load("-")); });
     ASSERT_TRUE(image.SetSize(300, 400, 3));
     for (int i = 0; i < 300 * 400 * 3; ++i)
         image.pixels[i] = static_cast<std::uint8_t>(i * 7 / 5);
-    command = "sleep 0.03; cat >" + file;
-    pipe = popen(command.c_str(), "w");
-    const auto save = [&] { EXPECT_TRUE(image.SavePPM("-")); };
-    Interrupted(true, [&] { Redirected(1, dup(fileno(pipe)), save); });
-    pclose(pipe);
+    piped("sleep 0.03; cat >" + file, false, [&] { EXPECT_TRUE(image.SavePPM("-")); });
     EXPECT_TRUE(m_dir.Read("slow") == "P6\n300 400\n255\n" + image.UprightBytes());
 }
 

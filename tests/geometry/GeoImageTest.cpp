@@ -201,8 +201,8 @@ TEST(Resize, CopiesTheWantedSizeResizesInPlaceAndRefusesWhatNoMeshCanBe) {
     }
     for (const float odd : {std::nanf(""), -kInfinity, -1e30F, 0.0F}) {
         for (const int filter : {0, 1, 2}) {
-            EXPECT_TRUE(GeoImage::Resize(source, result, odd, odd, filter));
-            EXPECT_TRUE(result.width == 4 && result.height == 4);
+            EXPECT_TRUE(GeoImage::Resize(source, result, odd, odd, filter) && result.width == 4 &&
+                        result.height == 4);
         }
     }
     EXPECT_EQ(CaptureStderr([&] { EXPECT_FALSE(GeoImage::Resize(source, result, 6, 7.5F, 7)); }),

@@ -9,7 +9,7 @@
 
 #include "support/TempFile.h"
 
-inline constexpr const char* kPrematureEnd = "Codec::ReadInt: premature EOF\n";
+inline const std::string kPrematureEnd = "Codec::ReadInt: premature EOF\n";
 
 inline std::string Words(std::initializer_list<std::int64_t> values) {
     std::string bytes;
