@@ -89,16 +89,20 @@ private:
     // The frame (RendererFrame.cpp).
     // Takes the viewport, sets view matrix and projection and begins the camera's culler.
     void SetupView();
+    // Bounds the view by the near plane and the four sides of the camera's pyramid.
     void AddFrustumPlanes();
     // Sorts the enabled lights into the frame's lists, sets the ambient light and decides how the
     // lights are shared out among passes.
     void SortLights(const Room& room);
+    // How often a lit surface is drawn: its emission is divided among the passes.
     int CountPasses() const;
     // First pass and light batches: as many plain lights at a time as the driver takes.
     void RenderLightBatches(Room* room);
     // Cached visible objects, then the walk. moreFollow: lit objects are put by for later passes.
     void RenderFirstPass(Room* room, bool moreFollow);
+    // Draws the blend shaders of all that the walk put by, the farthest first.
     void DrawBlendObjects();
+    // Writes the image's counters to the statistics.
     void PublishStatistics();
 
     // Drawing of one object (RendererDraw.cpp).
@@ -113,21 +117,28 @@ private:
     bool DrawShader(Object* object, const Shader& shader, const Matrix& modelView, PassMode mode);
     // The level of a mesh for an object under that matrix; null for a null mesh.
     GeoImage* GetGeoImage(GeoImage* mesh, const Matrix& modelView, const DetailLimits& limits);
+    // The scale of a mesh's grid at a camera-space position: what its error asks for, within the
+    // limits.
     float ChooseDetail(const GeoImage& mesh, const vec3& position,
                        const DetailLimits& limits) const;
+    // Brings the level cache down to its limits; the driver hears of every level that goes.
     void CleanGeoImageCache();
 
     // The walk (RendererTraversal.cpp).
     // Pushes the object's model-view matrix: that of its parent must be on top.
     void PushObjectMatrix(const Object* object);
     void PopObjectMatrix() { m_matrixStack.pop_back(); }
+    // Where the object lies in camera space; its parent's matrix must be on top.
     VisibilityStream::Origin OriginOf(const Object* object) const;
     // Draws the object and what is visible below it. record: enters what it sees in cacheEntry.
     void Traverse(Object* object, bool moreFollow, VisibleSet& cacheEntry, bool record);
     // Calls visit for every child that the culler finds under its current matrix.
     template <class Visit>
     void VisitVisibleChildren(Culler& culler, Object* object, Visit visit);
+    // Draws an object that is in view, under the matrix on top, and puts by what it blends.
     void DrawVisible(Object* object, bool moreFollow, VisibleSet& cacheEntry, bool record);
+    // Draws what the room's last image saw, unless it has changed since, and begins the occlusion
+    // test with it.
     void DrawCachedVisible(VisibleSet& cached, Occlusion* occlusion, bool moreFollow);
 
     // Lights and shadows (RendererFrame.cpp, Renderer.cpp, RendererShadows.cpp).
@@ -135,8 +146,12 @@ private:
     void SelectLights(const vec3& position, const LightList& lights, const ShaderList& shaders);
     // Returns the light's position in camera space; the matrix stack must hold the view alone.
     vec3 SetupLight(const Light* light);
+    // Bounds the light's culler by the sides of the view that face the light.
     void AddFacingPlanes(const vec3& lightPosition);
+    // Bounds it by the spot's light, unless that reaches behind the light.
     void AddSpotPlanes(const Light& light, const vec3& lightPosition);
+    // One pass for each light with shadows: its volumes, what it lights outside them, and the
+    // shaders of those who cast them.
     void RenderShadows(Room* room);
     // Returns the number of volumes drawn for the object and everything below it. hasShade: the
     // light has shaders of its own for its casters.
@@ -145,6 +160,7 @@ private:
     // Draws the object's volume where it may reach into the view; false when it does not.
     bool CastShadow(Object* object, const Matrix& modelView, const vec3& lightPosition,
                     float shadowlen);
+    // Draws the light's shaders and their own on those who cast a shadow, and forgets them.
     void DrawCasterShaders(const ShaderList& shade);
 };
 

@@ -59,6 +59,7 @@ public:
     void AddShader(ShaderPass pass, const Shader& shader);
     // With children the radius field, without the mesh's radius (0 without mesh).
     float Radius(bool withChildren) const;
+    // Takes this object out of all caches; InvalidateTree everything below it, too.
     void Invalidate() { derivedCache.clear(); }
     void InvalidateTree();
 
