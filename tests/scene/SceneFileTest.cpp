@@ -6,46 +6,37 @@
 
 namespace {
 
-class SceneFileTest : public SceneFixture {
-protected:
-    Registry registry{dir.File("registry")};
-    Camera camera;
-    Room* currentRoom = nullptr;
-    std::string recname = "before";
-
-    SceneSelection Selection() { return {*command, registry, camera, currentRoom, recname}; }
-    void SetUp() override { registry.SetString("testRender/capt", "/tmp"); }
-};
+using SceneFileTest = SceneFixture;
 
 TEST_F(SceneFileTest, SelectsTheFirstRoomOfAllFilesAndNamesTheCapture) {
-    camera = {{1, 1, 1}, {2, 2, 2}, {3, 3, 3}, 10, 2, 0.5F, 50};
-    const std::string first = dir.Write("first", "room b\nbad line\n// note\nroom a");
-    std::string out;
-    EXPECT_EQ(CaptureStderr([&] {
-                  out = CaptureStdout([&] { EXPECT_TRUE(LoadScene(first, Selection())); });
-              }),
-              "Command::DoCommand: unknown command bad line\n");
-    Room* a = command->GetRoom("a");
-    EXPECT_EQ(currentRoom, a);
-    EXPECT_EQ(out, "Using room a " + Address(a) + "\nrecname = /tmp/first\n");
+    Registry registry{dir.File("registry")};
+    registry.SetString("testRender/capt", "/tmp");
+    const Camera odd = {{1, 1, 1}, {2, 2, 2}, {3, 3, 3}, 10, 2, 0.5F, 50};
+    Camera camera = odd;
+    Room* currentRoom = nullptr;
+    std::string recname = "before";
+    const auto load = [&](const std::string& path) {
+        return LoadScene(path, {*command, registry, camera, currentRoom, recname});
+    };
+    // Without a room only the view changes.
+    EXPECT_FALSE(load(dir.Write("empty", "# nothing\n")));
+    camera = odd;
+    CaptureStderr([&] { EXPECT_FALSE(load("")); });
+    EXPECT_TRUE(currentRoom == nullptr && recname == "before");
     EXPECT_TRUE(camera.pos == vec3(0, 0, 5) && camera.lookat == vec3() &&
                 camera.up == vec3(0, 1, 0) && camera.fov == 60);
     EXPECT_TRUE(camera.aspect == 2 && camera.hith == 0.5F && camera.yon == 50);
 
-    const std::string second = dir.Write("second", "room c\n");
-    CaptureStdout([&] { EXPECT_TRUE(LoadScene(second, Selection())); });
-    EXPECT_TRUE(currentRoom == a && recname == "/tmp/second");
-}
-
-TEST_F(SceneFileTest, FilesWithoutARoomChangeOnlyTheView) {
-    EXPECT_FALSE(LoadScene(dir.Write("empty", "# nothing\n"), Selection()));
-    camera.fov = 10;
-    CaptureStderr([&] { EXPECT_FALSE(LoadScene("", Selection())); });
-    EXPECT_TRUE(currentRoom == nullptr && recname == "before" && camera.fov == 60);
-    Run("room r");
-    const std::string binary = dir.Write("binary", std::string("\0\x1b[2J\n\xff\xfe x\n\0", 11));
-    CaptureStdout([&] { CaptureStderr([&] { EXPECT_TRUE(LoadScene(binary, Selection())); }); });
-    EXPECT_EQ(currentRoom, command->GetRoom("r"));
+    const std::string first = dir.Write("first", "room b\nbad line\n// note\nroom a");
+    std::string out;
+    EXPECT_EQ(CaptureStderr([&] { out = CaptureStdout([&] { EXPECT_TRUE(load(first)); }); }),
+              "Command::DoCommand: unknown command bad line\n");
+    Room* a = command->GetRoom("a");
+    EXPECT_EQ(out, "Using room a " + Address(a) + "\nrecname = /tmp/first\n");
+    const std::string second =
+        dir.Write("second", std::string("room c\n\0\x1b[2J\n\xff\xfe x\n\0", 19));
+    CaptureStdout([&] { CaptureStderr([&] { EXPECT_TRUE(load(second)); }); });
+    EXPECT_TRUE(currentRoom == a && recname == "/tmp/second" && command->Rooms().contains("c"));
 }
 
 TEST_F(SceneFileTest, WhatCannotBeWrittenIsToldAndLeftAlone) {
