@@ -1,6 +1,9 @@
-// What random frames leave out: odd views, equal and odd lights, objects that go during a frame,
-// and the record of what was seen.
-#include "RendererFixture.h"
+// What random frames leave out: odd views, meshes and settings, the record of what was seen, and
+// the tokens of detail caches.
+#include <gtest/gtest.h>
+
+#include "support/RecordingDriver.h"
+#include "support/SceneBuilder.h"
 
 #include <cstdio>
 #include <filesystem>
@@ -8,39 +11,62 @@
 #include <limits>
 #include <set>
 
+#include "renderer/Renderer.h"
+
 namespace {
 
-using FrameTest = RendererFixture;
 constexpr const char* kStream = "/tmp/vis-stream";
+constexpr float kHuge = std::numeric_limits<float>::max();
+constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
+
+struct FrameTest : testing::Test {
+    TestScene scene;
+    Renderer renderer;
+    RecordingDriver driver{2, true};
+    Camera camera;
+
+    // One frame; returns its calls.
+    std::string Draw() {
+        renderer.BeginFrame(&driver);
+        renderer.Render(&scene.room, camera);
+        renderer.FinishFrame();
+        return driver.TakeLog();
+    }
+    void LookFrom(float z) {
+        camera.pos = {0, 0, z};
+        camera.lookat = {0, 0, z - 1};
+    }
+};
 
 }  // namespace
 
-// Whatever the camera or window, a frame ends and the next ordinary one is as ever.
-TEST_F(FrameTest, OddCamerasAndWindowsLeaveNoTrace) {
-    constexpr float kHuge = std::numeric_limits<float>::max();
-    RecordingDriver shadowing(2, true);
-    renderer.Set("F_shadows", 1);
-    GeoImage* mesh = scene.Quad(1);
-    mesh->error = 1;
-    scene.AddLit(scene.room, "object", mesh, {0, 0, 0})->billboard = true;
+// Whatever the camera, window or setting, nothing crashes or grows beyond what a mesh may be, and
+// the next ordinary frame is as ever.
+TEST_F(FrameTest, OddFramesLeaveNoTrace) {
+    const int sizes[][2] = {{1, 1}, {1, 9}, {9, 1}, {2, 2}, {0, 0}, {33, 33}};
+    std::deque<GeoImage> meshes;
+    for (const auto& [rows, columns] : sizes) {
+        GeoImage& mesh = meshes.emplace_back(rows, columns);
+        std::fill_n(mesh.samples, rows * columns, GeoImageSample{{1, 0, 0}, {0, 0, 1}, 0, 0});
+        mesh.Finish(true);
+        mesh.radius = 2;
+        mesh.error = 3;
+        const std::string name = std::to_string(meshes.size());
+        scene.AddLit(scene.room, name, &mesh, {0, 0, -2})->billboard = true;
+        driver.Name(&mesh, "mesh" + name);
+    }
     scene.AddLight("spot", {0, 0, 5})->angle = 30;
     scene.AddLight("zero", {0, 0, 0})->falloff = {0, 0, 0};
     scene.AddLight("odd", {0, 0, 0})->focus = -1000;
-    LookFrom({0, 0, 5});
-    const auto frame = [&](const Camera& view, int width, int height) {
-        shadowing.viewWidth = width;
-        shadowing.viewHeight = height;
-        camera = view;
-        Draw(shadowing, &scene.room);
-        return shadowing.TakeLog();
-    };
-    const Camera usualCamera = camera;
-    const std::string usual = frame(usualCamera, 640, 480);
-    EXPECT_NE(usual.find("RunShader"), std::string::npos);
+    renderer.Set("F_shadows", 1);
+    LookFrom(5);
+    const std::string usual = Draw();
+    EXPECT_EQ(Statistic(renderer.Stats(), "NumDrawn"), 4 * std::size(sizes)) << "one unlit pass";
 
-    std::vector<Camera> odd;
-    const auto add = [&]() -> Camera& { return odd.emplace_back(usualCamera); };
-    for (const float fov : {0.0F, 180.0F, 360.0F, -60.0F, 1e-38F, kHuge, std::nanf("")})
+    const Camera usualCamera = camera;
+    std::vector<Camera> cameras;
+    const auto add = [&]() -> Camera& { return cameras.emplace_back(usualCamera); };
+    for (const float fov : {0.0F, 180.0F, 360.0F, -60.0F, 1e-38F, kHuge, kNan})
         add().fov = fov;
     for (const float value : {0.0F, -1.0F, kHuge}) {
         add().aspect = value;
@@ -49,32 +75,36 @@ TEST_F(FrameTest, OddCamerasAndWindowsLeaveNoTrace) {
     }
     add().lookat = usualCamera.pos;
     add().up = {0, 0, 0};
-    const int sizes[][2] = {{640, 480}, {0, 0}, {640, 0}, {0, 480}, {5, 5}, {1000, 5}, {5, 1000}};
-    for (const auto& [width, height] : sizes) {
-        for (const Camera& view : odd) {
-            frame(view, width, height);
-            EXPECT_EQ(frame(usualCamera, 640, 480), usual);
+    const int windows[][2] = {{640, 480}, {0, 0}, {640, 0}, {0, 480}, {5, 5}, {1000, 5}, {5, 1000}};
+    for (const auto& [width, height] : windows) {
+        for (const Camera& odd : cameras) {
+            camera = odd;
+            driver.viewWidth = width;
+            driver.viewHeight = height;
+            Draw();
+            camera = usualCamera;
+            driver.viewWidth = 640;
+            driver.viewHeight = 480;
+            EXPECT_EQ(Draw(), usual);
         }
     }
-    Draw(driver, nullptr);
-    EXPECT_EQ(driver.TakeLog(), "");
-}
-
-// Equal lights in their order, those without a sensible intensity last.
-TEST(LightRanking, PutsEqualAndOddLightsInOrder) {
-    Light odd;
-    odd.color = {0, 0, 0, 1};
-    odd.falloff = {0, 0, 0};
-    Light far;
-    far.pos = {0, 0, -9};
-    Light near;
-    const LightList lights = {&odd, &far, &near, &far, &near};
-    std::vector<RankedLight> ranking;
-    RankLights(lights, Matrix(), {0, 0, -1}, {1, 1, 1, 1}, ranking);
-    std::vector<std::size_t> order;
-    for (; !ranking.empty(); DropFront(ranking))
-        order.push_back(ranking.front().index);
-    EXPECT_EQ(order, (std::vector<std::size_t>{2, 4, 1, 3, 0}));
+    for (const char* name : {"P_LODmax", "P_LODscale", "P_LODmaxPolys", "P_LODstep", "P_LODcache",
+                             "P_LODcachesize", "P_LODdrain"}) {
+        const float initial = renderer.Get(name);
+        for (const float value : {kNan, -kHuge, kHuge}) {
+            renderer.Set(name, value);
+            Draw();
+            Draw();
+            renderer.Set(name, initial);
+            Draw();
+            EXPECT_EQ(Draw(), usual) << name << " " << value;
+        }
+    }
+    scene.AddLit(scene.room, "huge", scene.Quad(1, 1025), {0, 0, -20});
+    renderer.Set("P_LODmax", 20);
+    renderer.Set("P_LODscale", 400);
+    for (int i = 0; i < 2; ++i)
+        EXPECT_NE(Draw().find("RunShader 1025x1025"), std::string::npos);
 }
 
 TEST_F(FrameTest, RecordsEveryDecisionOfTheView) {
@@ -82,14 +112,13 @@ TEST_F(FrameTest, RecordsEveryDecisionOfTheView) {
     std::rename(kStream, aside.c_str());  // a record that the developer may still want
     if (std::filesystem::exists(kStream)) GTEST_SKIP() << "another user's record lies there";
     GeoImage* ball = scene.Sphere(1);
-    scene.AddPlain(scene.room, "ahead", ball, {0, 0, -10});
-    scene.AddPlain(scene.room, "aside", ball, {20, 0, -10});
-    scene.AddPlain(scene.room, "tiny", scene.Sphere(0.01F), {0, 0, -10.5F});
-    Object* group = scene.Add(scene.room, "group", nullptr, {0, 0, -12});
-    scene.AddPlain(*group, "member", ball, {2, 0, 0});
+    scene.Add(scene.room, "ahead", ball, {0, 0, -10});
+    scene.Add(scene.room, "aside", ball, {20, 0, -10});
+    scene.Add(scene.room, "tiny", scene.Sphere(0.01F), {0, 0, -10.5F});
+    scene.Add(*scene.Add(scene.room, "group", nullptr, {0, 0, -12}), "member", ball, {2, 0, 0});
     using Lines = std::multiset<std::string>;
     const auto record = [&](float z) {
-        LookFrom({0, 0, z});
+        LookFrom(z);
         Draw();
         std::ifstream file(kStream);
         Lines lines;
@@ -110,24 +139,17 @@ TEST_F(FrameTest, RecordsEveryDecisionOfTheView) {
     std::rename(aside.c_str(), kStream);
 }
 
-// An object may go between Render and FinishFrame as well, its room between frames.
-TEST_F(FrameTest, ForgottenObjectsAreInNoListOfTheFrame) {
-    Occlusion occlusion;
-    driver.occlusion = &occlusion;
-    for (const char* name : {"goes", "stays"})
-        scene.AddLit(scene.room, name, scene.Quad(1), {0, 0, -5})
-            ->shaders[PassBlend]
-            .emplace_back();
-    renderer.BeginFrame(&driver);
-    renderer.Render(&scene.room, camera);
-    driver.TakeLog();
-    renderer.ForgetObject(scene.room.Child("goes"));
-    scene.Remove(scene.room, "goes");
-    renderer.FinishFrame();
-    EXPECT_EQ(driver.draws.size(), 1U);
-    Draw();
-    EXPECT_EQ(Stat(stat_names::kCachedVisibility), 1);
-    renderer.ForgetObject(&scene.room);
-    Draw();
-    EXPECT_EQ(Stat(stat_names::kCachedVisibility), 0);
+// However many come and go: a value is free again when its cache is gone.
+TEST(DetailCache, TokensCountDownFromTheHighest) {
+    GeoImage mesh = SquareMesh(1, 0);
+    const auto first = std::make_unique<DetailCache>();
+    auto second = std::make_unique<DetailCache>();
+    first->Find(&mesh, 8, 1);
+    EXPECT_TRUE(mesh.HasToken(0xFFFFFFFEU) && !mesh.HasToken(0xFFFFFFFDU));
+    second->Find(&mesh, 8, 1);
+    EXPECT_TRUE(mesh.HasToken(0xFFFFFFFDU));
+    mesh.ClearTokens();
+    second.reset();
+    DetailCache().Find(&mesh, 8, 1);
+    EXPECT_TRUE(mesh.HasToken(0xFFFFFFFDU) && !mesh.HasToken(0xFFFFFFFEU));
 }

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <limits>
 #include <map>
 #include <numbers>
 #include <set>
@@ -33,6 +34,10 @@ public:
         m_step = m_settings.GetInt("P_LODstep");
         m_blend = m_settings.GetBool("F_blend");
         stats.clear();
+        for (const char* name : {"NumPasses", "NumDrawn", "NumPolys", "traversed objects",
+                                 "rendered objects", "cached visibility", "cache accesses",
+                                 "cache hits"})
+            stats[name] = 0;
         m_drawn.clear();
         TrimLevels();
     }
@@ -94,6 +99,7 @@ public:
     }
     void ForgetMesh(GeoImage* mesh) { m_levels.erase(mesh); }
     void ForgetObject(Object* object) {
+        std::erase_if(m_blended, [&](auto& entry) { return entry.second.second == object; });
         std::erase_if(m_seen, [&](auto& entry) { return entry.first == object; });
         for (auto& [room, seen] : m_seen)
             seen.erase(object);
@@ -149,7 +155,8 @@ private:
         }
         bool SphereShows(const vec3& centre, float radius) const {
             if (occlusion == nullptr) return true;
-            const vec3 u = Normalise(Cross({1, 0, 0}, centre));
+            vec3 u = Normalise(Cross({1, 0, 0}, centre));
+            if (u == vec3{}) u = {0, 1, 0};
             const vec3 v = Normalise(Cross(u, centre));
             const vec3 front = centre - Normalise(centre) * radius;
             const auto rim = [&](int i) {
@@ -426,6 +433,7 @@ private:
                 const double cosine = Dot(Normalise(way), Normalise(axis));
                 value *= std::pow(std::max(cosine, 0.1), light->focus);
             }
+            if (std::isnan(value)) value = -std::numeric_limits<double>::infinity();
             ranked.insert({std::ssize(lights) <= m_maxLights ? 0 : -value, light});
         }
         for (const auto& [key, light] : ranked) {
