@@ -1,0 +1,122 @@
+// What may show before an eye, as plain and slow as the rules can be put. Uses nothing of
+// src/renderer.
+#pragma once
+
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+#include <set>
+#include <vector>
+
+#include "geometry/GeoImage.h"
+#include "scene/Object.h"
+#include "spatial/Matrix.h"
+#include "spatial/Occlusion.h"
+#include "spatial/Plane.h"
+
+struct PlainEye {
+    using Points = std::vector<vec3>;
+
+    // Point and inward normal.
+    struct Side {
+        vec3 point;
+        vec3 normal;
+
+        double Distance(const vec3& p) const { return Dot(p - point, normal) / Length(normal); }
+        bool HasOutside(const vec3& p, double radius) const { return Distance(p) < -radius; }
+        bool HasOutside(const Points& points) const {
+            return std::ranges::all_of(points, [&](const vec3& p) { return Distance(p) < 0; });
+        }
+    };
+
+    double pixels = 0;  // per unit, one unit ahead
+    std::vector<Side> sides = {};
+    Occlusion* occlusion = nullptr;
+    std::set<Object*> rejected = {};
+
+    bool Sees(Object* object, const Matrix& m) {
+        if (object->mesh == nullptr || rejected.contains(object)) return false;
+        const GeoImage& mesh = *object->mesh;
+        const vec3 centre = m.Translation();
+        const Points box = Corners(mesh.boundsMin, mesh.boundsMax, m);
+        const bool seen = mesh.radius * pixels / std::max(-centre.z, 1e-4F) >= 0.5 &&
+                          !Outside(centre, mesh.radius) && !Outside(box) && BoxShows(box) &&
+                          SphereShows(centre, mesh.radius);
+        if (!seen) rejected.insert(object);
+        return seen;
+    }
+    std::vector<Object*> Children(Object* object, const Matrix& m) const {
+        std::vector<Object*> found;
+        if (!object->children.empty() && !Outside(m.Translation(), object->radius)) {
+            Walk(object->ChildOctree(), m, found);
+        }
+        return found;
+    }
+    // Whether the volume may that the mesh throws away from a light.
+    bool VolumeShows(const GeoImage& mesh, const Matrix& m, const vec3& light, float length) const {
+        const vec3 centre = m.Translation();
+        const vec3 away = centre - light;
+        const float stretch = length / Length(away);
+        Points points = Corners(mesh.boundsMin, mesh.boundsMax, m);
+        for (std::size_t i = 0; i < 8; ++i)
+            points.push_back(points[i] + Normalise(points[i] - light) * length);
+        return std::ranges::none_of(sides, [&](const Side& side) {
+            return side.HasOutside(points) ||
+                   (side.HasOutside(centre, mesh.radius) &&
+                    side.HasOutside(centre + away * stretch, mesh.radius * stretch));
+        });
+    }
+
+private:
+    static Points Corners(const vec3& min, const vec3& max, const Matrix& m) {
+        Points corners;
+        for (int i = 0; i < 8; ++i)
+            corners.push_back(m.Transform(Box{min, max}.Corner(i)));
+        return corners;
+    }
+    template <class... Body>
+    bool Outside(const Body&... body) const {
+        return std::ranges::any_of(sides, [&](auto& side) { return side.HasOutside(body...); });
+    }
+    bool BoxShows(const Points& p) const {
+        if (occlusion == nullptr) return true;
+        if (std::ranges::any_of(p, [](const vec3& corner) { return corner.z > 0; })) return true;
+        const std::size_t triangles[][3] = {{2, 0, 1}, {3, 2, 1}, {4, 0, 2}, {4, 1, 0},
+                                            {5, 1, 4}, {5, 3, 1}, {6, 4, 2}, {6, 2, 3},
+                                            {6, 5, 4}, {7, 6, 3}, {7, 3, 5}, {7, 5, 6}};
+        for (const auto& [i, j, k] : triangles) {
+            const vec3 normal = Cross(p[j] - p[i], p[k] - p[i]);
+            if (Dot(normal, p[i]) > 0 && occlusion->TestTriangle(p[i], p[j], p[k])) return true;
+        }
+        return false;
+    }
+    bool SphereShows(const vec3& centre, float radius) const {
+        if (occlusion == nullptr) return true;
+        vec3 u = Normalise(Cross({1, 0, 0}, centre));
+        if (u == vec3{}) u = {0, 1, 0};
+        const vec3 v = Normalise(Cross(u, centre));
+        const vec3 front = centre - Normalise(centre) * radius;
+        const auto rim = [&](int i) {
+            const float angle = static_cast<float>(i) * std::numbers::pi_v<float> / 4;
+            return front + (u * std::cos(angle) + v * std::sin(angle)) * radius;
+        };
+        int side = 0;
+        while (side < 8 && !occlusion->TestTriangle(front, rim(side), rim(side + 1)))
+            ++side;
+        return side < 8;
+    }
+    void Walk(Octree& node, const Matrix& m, std::vector<Object*>& found) const {
+        vec3 min;
+        vec3 max;
+        node.GetBounds(min, max, true);
+        const double half = Length(max - min) / 2;
+        const Points box = Corners(min, max, m);
+        if (pixels * half / std::max(-m.Translation().z, 1.0F) <= 1) return;
+        if (Outside(m.Transform((min + max) * 0.5F), half) || Outside(box)) return;
+        if (node.ObjectCount() > 1 && !BoxShows(box)) return;
+        node.Objects(found);
+        for (int i = 0; i < 8; ++i) {
+            if (Octree* child = node.Child(i)) Walk(*child, m, found);
+        }
+    }
+};
