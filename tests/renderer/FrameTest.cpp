@@ -1,21 +1,15 @@
-// What random frames leave out: odd views, meshes and settings, the record of what was seen, and
-// the tokens of detail caches.
+// What random frames leave out: odd views, meshes and settings, and the tokens of detail caches.
 #include <gtest/gtest.h>
 
 #include "support/RecordingDriver.h"
 #include "support/SceneBuilder.h"
 
-#include <cstdio>
-#include <filesystem>
-#include <fstream>
 #include <limits>
-#include <set>
 
 #include "renderer/Renderer.h"
 
 namespace {
 
-constexpr const char* kStream = "/tmp/vis-stream";
 constexpr float kHuge = std::numeric_limits<float>::max();
 constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
 
@@ -89,48 +83,13 @@ TEST_F(FrameTest, OddFramesLeaveNoTrace) {
         EXPECT_NE(Draw().find("RunShader 1025x1025"), std::string::npos);
 }
 
-TEST_F(FrameTest, RecordsEveryDecisionOfTheView) {
-    const std::string aside = std::string(kStream) + ".aside";
-    std::rename(kStream, aside.c_str());  // a record that the developer may still want
-    if (std::filesystem::exists(kStream)) GTEST_SKIP() << "another user's record lies there";
-    GeoImage* ball = scene.Sphere(1);
-    scene.Add(scene.room, "ahead", ball, {0, 0, -10});
-    scene.Add(scene.room, "aside", ball, {20, 0, -10});
-    scene.Add(scene.room, "tiny", scene.Sphere(0.01F), {0, 0, -10.5F});
-    scene.Add(*scene.Add(scene.room, "group", nullptr, {0, 0, -12}), "member", ball, {2, 0, 0});
-    using Lines = std::multiset<std::string>;
-    const auto record = [&](float z) {
-        Draw({.pos = {0, 0, z}, .lookat = {0, 0, z - 1}});
-        std::ifstream file(kStream);
-        Lines lines;
-        for (std::string line; std::getline(file, line);)
-            lines.insert(line);
-        return lines;
-    };
-    EXPECT_TRUE(record(0).empty() && !std::filesystem::exists(kStream));
-    renderer.Set("R_recordvis", 1);
-    EXPECT_EQ(record(0),
-              (Lines{"abb 1 0 0 0 0 1 0 0 0 0 1 0 0 0 0 1  -3 -3 -15 21 3 -9",
-                     "abb 1 0 0 0 0 1 0 0 0 0 1 0 0 0 -12 1  1 -1 -1 3 1 1", "node 0 0 -10 1",
-                     "node 2 0 -12 1", "ptl 20 0 -10 1", "tiny 0 0 -10.5 0.01"}));
-    EXPECT_EQ(record(8000), Lines{"rej 1 0 0 0 0 1 0 0 0 0 1 0 0 0 -8000 1  -3 -3 -15 21 3 -9"});
-    renderer.Set("R_recordvis", 0);
-    EXPECT_EQ(record(0).size(), 1U) << "of the view before";
-    std::remove(kStream);
-    std::rename(aside.c_str(), kStream);
-}
-
 // However many come and go: a value is free again when its cache is gone.
 TEST(DetailCache, TokensCountDownFromTheHighest) {
     GeoImage mesh = SquareMesh(1, 0);
-    const auto first = std::make_unique<DetailCache>();
-    auto second = std::make_unique<DetailCache>();
-    first->Find(&mesh, 8, 1);
-    EXPECT_TRUE(mesh.HasToken(0xFFFFFFFEU) && !mesh.HasToken(0xFFFFFFFDU));
-    second->Find(&mesh, 8, 1);
-    EXPECT_TRUE(mesh.HasToken(0xFFFFFFFDU));
-    mesh.ClearTokens();
-    second.reset();
     DetailCache().Find(&mesh, 8, 1);
-    EXPECT_TRUE(mesh.HasToken(0xFFFFFFFDU) && !mesh.HasToken(0xFFFFFFFEU));
+    DetailCache first;
+    first.Find(&mesh, 8, 1);
+    EXPECT_TRUE(mesh.HasToken(0xFFFFFFFEU) && !mesh.HasToken(0xFFFFFFFDU));
+    DetailCache().Find(&mesh, 8, 1);
+    EXPECT_TRUE(mesh.HasToken(0xFFFFFFFDU) && !mesh.HasToken(0xFFFFFFFCU));
 }

@@ -13,6 +13,7 @@
 #include "spatial/Matrix.h"
 #include "spatial/Occlusion.h"
 #include "spatial/Plane.h"
+#include "spatial/VisibilityStream.h"
 
 struct PlainEye {
     using Points = std::vector<vec3>;
@@ -32,6 +33,7 @@ struct PlainEye {
     double pixels = 0;  // per unit, one unit ahead
     std::vector<Side> sides = {};
     Occlusion* occlusion = nullptr;
+    VisibilityStream* record = nullptr;
     std::set<Object*> rejected = {};
 
     bool Sees(Object* object, const Matrix& m) {
@@ -39,10 +41,14 @@ struct PlainEye {
         const GeoImage& mesh = *object->mesh;
         const vec3 centre = m.Translation();
         const Points box = Corners(mesh.boundsMin, mesh.boundsMax, m);
-        const bool seen = mesh.radius * pixels / std::max(-centre.z, 1e-4F) >= 0.5 &&
-                          !Outside(centre, mesh.radius) && !Outside(box) && BoxShows(box) &&
-                          SphereShows(centre, mesh.radius);
+        const bool tiny = mesh.radius * pixels / std::max(-centre.z, 1e-4F) < 0.5;
+        const bool seen = !tiny && !Outside(centre, mesh.radius) && !Outside(box) &&
+                          BoxShows(box) && SphereShows(centre, mesh.radius);
         if (!seen) rejected.insert(object);
+        const auto note = tiny   ? &VisibilityStream::Tiny
+                          : seen ? &VisibilityStream::Seen
+                                 : &VisibilityStream::Rejected;
+        if (record != nullptr) (record->*note)({m[12], m[13], m[14]}, mesh.radius);
         return seen;
     }
     std::vector<Object*> Children(Object* object, const Matrix& m) const {
@@ -111,9 +117,13 @@ private:
         node.GetBounds(min, max, true);
         const double half = Length(max - min) / 2;
         const Points box = Corners(min, max, m);
-        if (pixels * half / std::max(-m.Translation().z, 1.0F) <= 1) return;
-        if (Outside(m.Transform((min + max) * 0.5F), half) || Outside(box)) return;
-        if (node.ObjectCount() > 1 && !BoxShows(box)) return;
+        const bool accepted = pixels * half / std::max(-m.Translation().z, 1.0F) > 1 &&
+                              !Outside(m.Transform((min + max) * 0.5F), half) && !Outside(box) &&
+                              (node.ObjectCount() <= 1 || BoxShows(box));
+        const auto note =
+            accepted ? &VisibilityStream::NodeAccepted : &VisibilityStream::NodeRejected;
+        if (record != nullptr) (record->*note)(m, {min, max});
+        if (!accepted) return;
         node.Objects(found);
         for (int i = 0; i < 8; ++i) {
             if (Octree* child = node.Child(i)) Walk(*child, m, found);

@@ -19,8 +19,10 @@ class PlainRenderer {
 public:
     Statistics stats;
 
-    // settings: of the renderer that is compared with.
-    explicit PlainRenderer(const Settings& settings) : m_settings(settings) {}
+    // settings: of the renderer that is compared with. record: path of what takes the place of
+    // its record of decisions.
+    PlainRenderer(const Settings& settings, const std::string& record)
+        : m_settings(settings), m_record(record) {}
     void BeginFrame(Driver* driver) {
         m_driver = driver;
         if (m_settings.GetInt("P_LODstep") != m_step) m_levels.clear();
@@ -47,6 +49,10 @@ public:
                            {{}, {-tall, 0, -tall * wide}},
                            {{}, {0, wide, -tall * wide}},
                            {{}, {0, -wide, -tall * wide}}}};
+        if (m_settings.GetBool("R_recordvis")) {
+            m_eye.record = &m_record;
+            m_record.Open();
+        }
         m_driver->ClearLights();
         SortLights(*room);
         std::size_t next = LoadLights(0);
@@ -91,6 +97,7 @@ private:
     using Queue = std::multimap<double, std::pair<Matrix, Object*>>;  // by the z of the far side
 
     const Settings& m_settings;
+    VisibilityStream m_record;
     Driver* m_driver = nullptr;
     Camera m_camera;
     Matrix m_view;
