@@ -9,6 +9,8 @@
 #include <vector>
 
 #include "geometry/GeoImage.h"
+#include "scene/Camera.h"
+#include "scene/Light.h"
 #include "scene/Object.h"
 #include "spatial/Matrix.h"
 #include "spatial/Occlusion.h"
@@ -31,11 +33,39 @@ struct PlainEye {
     };
 
     double pixels = 0;  // per unit, one unit ahead
-    std::vector<Side> sides = {};
+    std::vector<Side> sides;
     Occlusion* occlusion = nullptr;
     VisibilityStream* record = nullptr;
-    std::set<Object*> rejected = {};
+    std::set<Object*> rejected;
 
+    PlainEye() = default;
+    PlainEye(const Camera& camera, int width, int height) {
+        const auto tall = static_cast<float>(std::tan(std::numbers::pi * camera.fov / 360));
+        const float wide = tall * camera.aspect * float(width) / float(height);
+        pixels = 0.5 * height / tall;
+        sides = {{{0, 0, camera.hith}, {0, 0, -1}},
+                 {{}, {tall, 0, -tall * wide}},
+                 {{}, {-tall, 0, -tall * wide}},
+                 {{}, {0, wide, -tall * wide}},
+                 {{}, {0, -wide, -tall * wide}}};
+    }
+    // That of a light: sees what may throw its shadow into the camera's view.
+    PlainEye(const PlainEye& camera, const Light& light, const Matrix& view)
+        : pixels(camera.pixels) {
+        const vec3 position = view.Transform(light.pos);
+        std::ranges::copy_if(camera.sides, std::back_inserter(sides),
+                             [&](auto& side) { return side.Distance(position) >= 0; });
+        const vec3 towards = light.pointat - light.pos;
+        if (light.angle == 90) sides.push_back({position, view.Rotate(towards)});
+        if (light.angle >= 90) return;
+        const Matrix frame = view * Matrix::Frame(light.pos, towards, {0, 1, 0});
+        const float angle = light.angle * std::numbers::pi_v<float> / 180;
+        const float c = std::cos(angle);
+        const float s = std::sin(angle);
+        for (const vec3& normal :
+             {vec3{0, 0, 1}, vec3{0, c, s}, vec3{0, -c, s}, vec3{c, 0, s}, vec3{-c, 0, s}})
+            sides.push_back({position, frame.Rotate(normal)});
+    }
     bool Sees(Object* object, const Matrix& m) {
         if (object->mesh == nullptr || rejected.contains(object)) return false;
         const GeoImage& mesh = *object->mesh;

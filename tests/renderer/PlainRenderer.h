@@ -10,7 +10,6 @@
 #include "PlainEye.h"
 
 #include "drivers/Driver.h"
-#include "scene/Camera.h"
 #include "scene/Room.h"
 #include "settings/Settings.h"
 #include "settings/Statistics.h"
@@ -41,14 +40,7 @@ public:
         m_driver->GetViewport(x, x, width, m_height);
         m_view = Matrix::Frame(camera.pos, camera.pos - camera.lookat, camera.up).RigidInverse();
         m_driver->SetupProjection(camera);
-        const auto tall = static_cast<float>(std::tan(std::numbers::pi * camera.fov / 360));
-        const float wide = tall * camera.aspect * float(width) / float(m_height);
-        m_eye = {.pixels = 0.5 * m_height / tall,
-                 .sides = {{{0, 0, camera.hith}, {0, 0, -1}},
-                           {{}, {tall, 0, -tall * wide}},
-                           {{}, {-tall, 0, -tall * wide}},
-                           {{}, {0, wide, -tall * wide}},
-                           {{}, {0, -wide, -tall * wide}}}};
+        m_eye = PlainEye(camera, width, m_height);
         if (m_settings.GetBool("R_recordvis")) {
             m_eye.record = &m_record;
             m_record.Open();
@@ -63,22 +55,19 @@ public:
             if (next == loaded) break;
             DrawLit(nullptr);
         }
-        if (!m_lit.empty()) {
-            for (const Light* light : m_shadow)
-                DrawShadows(room, *light);
-        }
+        for (const Light* light : m_shadow)
+            DrawShadows(room, *light);
         stats["NumPasses"] = m_passes;
     }
     void FinishFrame() {
-        if (m_settings.GetBool("F_blend") && !m_blended.empty()) {
-            for (const auto& [key, entry] : m_blended) {
-                const auto& [m, object] = entry;
-                const Shaders& shaders = object->ShaderList(PassBlend);
-                Select(m.Translation(), m_blendLights[object], shaders);
-                m_driver->LoadMatrix(m);
-                DrawList(object, shaders, m, false, false);
-            }
-            stats["NumPasses"] += 1;
+        if (!m_settings.GetBool("F_blend")) m_blended.clear();
+        stats["NumPasses"] += m_blended.empty() ? 0 : 1;
+        for (const auto& [key, entry] : m_blended) {
+            const auto& [m, object] = entry;
+            const Shaders& shaders = object->ShaderList(PassBlend);
+            Select(m.Translation(), m_blendLights[object], shaders);
+            m_driver->LoadMatrix(m);
+            DrawList(object, shaders, m, false, false);
         }
         m_blended.clear();
     }
@@ -100,12 +89,10 @@ private:
     VisibilityStream m_record;
     Driver* m_driver = nullptr;
     Camera m_camera;
-    Matrix m_view;
-    Matrix m_lastEye;
-    int m_height = 0, m_step = 0;
+    Matrix m_view, m_lastEye;
     PlainEye m_eye;
+    int m_height = 0, m_step = 0, m_maxLights = 0;
     float m_passes = 1;
-    std::ptrdiff_t m_maxLights = 0;
     bool m_virtual = false, m_more = false, m_blend = false;
     Lights m_enabled, m_plain, m_shadow;
     Queue m_lit, m_blended;
@@ -176,10 +163,8 @@ private:
         record = record && !object->billboard;
         stats["traversed objects"] += 1;
         if (object->visible && m_eye.Sees(object, m)) {
-            if (record) {
-                m_seen[room][object] = m;
-                object->derivedCache.insert(this);
-            }
+            if (record) m_seen[room][object] = m;
+            if (record) object->derivedCache.insert(this);
             const bool blended = m_blend && !object->ShaderList(PassBlend).empty();
             stats["rendered objects"] += DrawObject(object, m, nullptr) || blended ? 1 : 0;
             if (blended) Put(m_blended, m, object);
@@ -234,35 +219,34 @@ private:
     GeoImage* Level(GeoImage* mesh, const Matrix& m, const std::string& kind) {
         if (mesh->error < 0) return mesh;
         stats["cache accesses"] += 1;
-        const auto rows = static_cast<float>(mesh->height);
-        const auto columns = static_cast<float>(mesh->width);
+        const auto rows = float(mesh->height);
+        const auto columns = float(mesh->width);
         float most = m_settings.Get("P_LODmax" + kind);
         const float power = m_settings.Get("P_LODmax" + kind + "Polys");
         if (power >= 0) most = std::min(most, std::pow(10.0F, power) / (rows * columns));
         const float scale = kind.empty() ? 1 : m_settings.Get("P_shadowLOD");
-        const float error = mesh->ProjectedError(Length(m.Translation()), m_height, m_camera.fov);
-        const float detail =
-            std::min(std::sqrt(m_settings.Get("P_LODscale")) * scale * error, most);
-        const auto key =
-            static_cast<int>(static_cast<float>(m_step) * std::max(rows, columns) * detail);
+        const float wanted = std::sqrt(m_settings.Get("P_LODscale")) * scale *
+                             mesh->ProjectedError(Length(m.Translation()), m_height, m_camera.fov);
+        const float detail = std::min(wanted, most);
+        const int key = static_cast<int>(float(m_step) * std::max(rows, columns) * detail);
         if (!mesh->HasToken(kToken)) m_levels.erase(mesh);
         mesh->AddToken(kToken);
         std::map<int, GeoImage>& levels = m_levels[mesh];
-        const bool listed = levels.contains(key);
-        const bool kept = listed && levels[key].samples != nullptr;
-        if (kept || detail == 1) stats["cache hits"] += 1;
-        if (kept || detail == 1) return kept ? &levels[key] : mesh;
-        if (!listed) m_entries.push_back({mesh, key});
-        GeoImage::Resize(*mesh, levels[key], detail * rows, detail * columns, 1);
-        levels[key].Finish(false);
-        return &levels[key];
+        const bool kept = levels.contains(key) && levels[key].samples != nullptr;
+        stats["cache hits"] += kept || detail == 1 ? 1 : 0;
+        if (!kept && detail == 1) return mesh;
+        if (!levels.contains(key)) m_entries.push_back({mesh, key});
+        GeoImage& level = levels[key];
+        if (!kept) GeoImage::Resize(*mesh, level, detail * rows, detail * columns, 1);
+        if (!kept) level.Finish(false);
+        return &level;
     }
     void TrimLevels() {
         const float kept = 1 - m_settings.Get("P_LODdrain");
         const int most = 1 << m_settings.GetInt("P_LODcache");
-        const auto listed = static_cast<int>(m_entries.size());
-        stats["cache entries"] = static_cast<float>(listed);
-        if (listed > most) EvictLevels(listed - static_cast<int>(kept * static_cast<float>(most)));
+        const auto listed = int(m_entries.size());
+        stats["cache entries"] = float(listed);
+        if (listed > most) EvictLevels(listed - int(kept * float(most)));
         std::int64_t bytes = 0;
         for (std::size_t i = 0; i < m_entries.size();) {
             const auto [mesh, key] = m_entries[i];
@@ -273,12 +257,12 @@ private:
                 DropEntry(i);
             }
         }
-        stats["cache size"] = static_cast<float>(bytes);
+        stats["cache size"] = float(bytes);
         const std::int64_t mostBytes = std::int64_t{m_settings.GetInt("P_LODcachesize")} * 1024;
         if (bytes <= mostBytes) return;
         const std::int64_t average = bytes / std::ssize(m_entries);
         const double excess = double(bytes) - double{kept} * double(mostBytes);
-        EvictLevels(static_cast<int>(excess / double(average)));
+        EvictLevels(int(excess / double(average)));
     }
     void EvictLevels(int count) {
         for (; count > 0 && !m_entries.empty(); --count) {
@@ -329,32 +313,13 @@ private:
         }
         return std::isnan(value) ? -std::numeric_limits<double>::infinity() : value;
     }
-    // Loads one light alone. Returns what it may cast shadows from.
-    PlainEye EyeOf(const Light& light) {
+    void DrawShadows(Room* room, const Light& light) {
+        if (m_lit.empty()) return;
+        stats["numShadowVolumes"] += 0;
         m_driver->LoadMatrix(m_view);
         m_driver->ClearLights();
         m_driver->AddLight(&light);
-        const vec3 position = m_view.Transform(light.pos);
-        PlainEye eye{.pixels = m_eye.pixels};
-        std::ranges::copy_if(m_eye.sides, std::back_inserter(eye.sides),
-                             [&](auto& side) { return side.Distance(position) >= 0; });
-        const vec3 towards = light.pointat - light.pos;
-        if (light.angle == 90) eye.sides.push_back({position, m_view.Rotate(towards)});
-        if (light.angle < 90) {
-            const Matrix frame = m_view * Matrix::Frame(light.pos, towards, {0, 1, 0});
-            const float angle = light.angle * std::numbers::pi_v<float> / 180;
-            const float c = std::cos(angle);
-            const float s = std::sin(angle);
-            for (const vec3& normal :
-                 {vec3{0, 0, 1}, vec3{0, c, s}, vec3{0, -c, s}, vec3{c, 0, s}, vec3{-c, 0, s}}) {
-                eye.sides.push_back({position, frame.Rotate(normal)});
-            }
-        }
-        return eye;
-    }
-    void DrawShadows(Room* room, const Light& light) {
-        stats["numShadowVolumes"] += 0;
-        PlainEye eye = EyeOf(light);
+        PlainEye eye(m_eye, light, m_view);
         Queue casters;
         if (light.shadowlen > 0) {
             m_driver->StartShadows();
@@ -376,16 +341,15 @@ private:
         if (!object->active) return;
         const Matrix m = ModelView(*object, parent);
         const bool shaded = !object->ShaderList(PassShadow).empty();
-        if ((object->shadow || shaded) && eye.Sees(object, m)) {
-            if (shaded || !light.shaders.empty()) Put(casters, m, object);
-            if (object->shadow) {
-                GeoImage* mesh = Level(object->mesh, m, "Shadow");
-                const vec3 source = m.RigidInverse().Transform(m_view.Transform(light.pos));
-                if (m_eye.VolumeShows(*object->mesh, m, m.Transform(source), light.shadowlen)) {
-                    m_driver->LoadMatrix(m);
-                    m_driver->AddShadow(mesh, &source, light.shadowlen);
-                    stats["numShadowVolumes"] += 1;
-                }
+        const bool seen = (object->shadow || shaded) && eye.Sees(object, m);
+        if (seen && (shaded || !light.shaders.empty())) Put(casters, m, object);
+        if (seen && object->shadow) {
+            GeoImage* mesh = Level(object->mesh, m, "Shadow");
+            const vec3 source = m.RigidInverse().Transform(m_view.Transform(light.pos));
+            if (m_eye.VolumeShows(*object->mesh, m, m.Transform(source), light.shadowlen)) {
+                m_driver->LoadMatrix(m);
+                m_driver->AddShadow(mesh, &source, light.shadowlen);
+                stats["numShadowVolumes"] += 1;
             }
         }
         for (Object* child : eye.Children(object, m))
