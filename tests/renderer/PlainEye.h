@@ -128,13 +128,14 @@ private:
     }
     bool SphereShows(const vec3& centre, float radius) const {
         if (occlusion == nullptr) return true;
-        vec3 u = Normalise(Cross({1, 0, 0}, centre));
-        if (u == vec3{}) u = {0, 1, 0};
-        const vec3 v = Normalise(Cross(u, centre));
+        vec3 u = Cross({1, 0, 0}, centre);
+        if (u == vec3()) u = {0, 1, 0};
+        const vec3 v = Normalise(Cross(u, centre)) * radius;
+        u = Normalise(u) * radius;
         const vec3 front = centre - Normalise(centre) * radius;
         const auto rim = [&](int i) {
-            const float angle = static_cast<float>(i) * std::numbers::pi_v<float> / 4;
-            return front + (u * std::cos(angle) + v * std::sin(angle)) * radius;
+            const double angle = i * std::numbers::pi / 4;
+            return front + u * float(std::cos(angle)) + v * float(std::sin(angle));
         };
         int side = 0;
         while (side < 8 && !occlusion->TestTriangle(front, rim(side), rim(side + 1)))
