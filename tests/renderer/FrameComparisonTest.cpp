@@ -57,7 +57,7 @@ struct Side {
     RecordingDriver driver;
     WatchedOcclusion occlusion;
 
-    Side(int maxLights, bool shadows) : driver(maxLights, shadows) {}
+    explicit Side(Dice dice) : driver(dice.Pick({-1, 0, 1, 2, 3, 8}), !dice.OneIn(4)) {}
 };
 
 struct FrameComparison : testing::TestWithParam<unsigned> {
@@ -66,19 +66,17 @@ struct FrameComparison : testing::TestWithParam<unsigned> {
     Renderer renderer;
     PlainRenderer plain{renderer, files.File("record")};
     Dice dice{std::mt19937(GetParam())};
-    int maxLights = dice.Pick({-1, 0, 1, 2, 3, 8});
-    bool shadows = !dice.OneIn(4);
-    Side compared{maxLights, shadows};
-    Side expected{maxLights, shadows};
+    Side compared{dice};
+    Side expected{dice};
     std::vector<GeoImage*> meshes{
         store.Sphere(1),     store.Sphere(0.3F),  store.Quad(2, 9),     store.Sphere(2, 17),
         store.Quad(0.7F, 5), store.Sphere(0.01F), store.Quad(1.5F, 33), nullptr};
     bool recorded = GetParam() == 1;  // all programs share one record
 
     FrameComparison() {
-        for (const auto& [mesh, error] :
-             {std::pair{0U, -1.0F}, {2U, 5.0F}, {3U, 10.0F}, {6U, 9.0F}})
-            meshes[mesh]->error = error;
+        meshes[0]->error = -1;
+        for (GeoImage* mesh : {meshes[2], meshes[3], meshes[6]})
+            mesh->error = 9;
         if (recorded) std::remove(kRecord);
         recorded = recorded && !std::filesystem::exists(kRecord);  // as another user's would
     }

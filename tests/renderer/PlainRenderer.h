@@ -41,10 +41,8 @@ public:
         m_view = Matrix::Frame(camera.pos, camera.pos - camera.lookat, camera.up).RigidInverse();
         m_driver->SetupProjection(camera);
         m_eye = PlainEye(camera, width, m_height);
-        if (m_settings.GetBool("R_recordvis")) {
-            m_eye.record = &m_record;
-            m_record.Open();
-        }
+        m_eye.record = m_settings.GetBool("R_recordvis") ? &m_record : nullptr;
+        if (m_eye.record != nullptr) m_record.Open();
         m_driver->ClearLights();
         SortLights(*room);
         std::size_t next = LoadLights(0);
@@ -74,9 +72,8 @@ public:
     void ForgetMesh(GeoImage* mesh) { m_levels.erase(mesh); }
     void ForgetObject(Object* object) {
         std::erase_if(m_blended, [&](auto& entry) { return entry.second.second == object; });
-        std::erase_if(m_seen, [&](auto& entry) { return entry.first == object; });
-        for (auto& [room, seen] : m_seen)
-            seen.erase(object);
+        m_seen.erase(object);
+        if (object->parent == nullptr) m_seen.clear();  // a room
     }
 
 private:
@@ -98,7 +95,7 @@ private:
     Queue m_lit, m_blended;
     std::map<Object*, Lights> m_blendLights;
     std::set<Object*> m_drawn;
-    std::map<Room*, std::map<Object*, Matrix>> m_seen;
+    std::map<Object*, Matrix> m_seen;
     std::map<GeoImage*, std::map<int, GeoImage>> m_levels;
     std::vector<std::pair<GeoImage*, int>> m_entries;  // levels by mesh and key
 
@@ -140,13 +137,13 @@ private:
         return next;
     }
     void FirstPass(Room* room) {
-        const std::map<Object*, Matrix> seen = std::exchange(m_seen[room], {});
+        const std::map<Object*, Matrix> seen = std::exchange(m_seen, {});
         Occlusion* occlusion = m_driver->GetOcclusion();
         if (occlusion != nullptr && m_settings.GetBool("P_occlusion")) {
             for (const auto& [object, matrix] : seen) {
                 const Matrix m = m_view * m_lastEye * matrix;
-                if (!object->visible || !object->derivedCache.contains(this)) continue;
-                if (!m_eye.Sees(object, m)) continue;
+                const bool known = object->derivedCache.contains(this);
+                if (!object->visible || !known || !m_eye.Sees(object, m)) continue;
                 DrawObject(object, m, occlusion);
                 stats["cached visibility"] += 1;
             }
@@ -154,16 +151,16 @@ private:
             m_eye.occlusion = occlusion;
         }
         m_lastEye = m_view.RigidInverse();
-        Visit(room, room, m_view, true);
+        Visit(room, m_view, true);
         m_driver->SetAmbient(0, 0, 0, 1);
     }
-    void Visit(Room* room, Object* object, const Matrix& parent, bool record) {
+    void Visit(Object* object, const Matrix& parent, bool record) {
         if (!object->active) return;
         const Matrix m = ModelView(*object, parent);
         record = record && !object->billboard;
         stats["traversed objects"] += 1;
         if (object->visible && m_eye.Sees(object, m)) {
-            if (record) m_seen[room][object] = m;
+            if (record) m_seen[object] = m;
             if (record) object->derivedCache.insert(this);
             const bool blended = m_blend && !object->ShaderList(PassBlend).empty();
             stats["rendered objects"] += DrawObject(object, m, nullptr) || blended ? 1 : 0;
@@ -171,7 +168,7 @@ private:
             if (blended) m_blendLights[object] = m_enabled;
         }
         for (Object* child : m_eye.Children(object, m))
-            Visit(room, child, m, record);
+            Visit(child, m, record);
     }
     bool DrawObject(Object* object, const Matrix& m, Occlusion* occlusion) {
         if (!m_drawn.insert(object).second) return true;

@@ -65,7 +65,7 @@ protected:
     std::mt19937 m_random{GetParam()};
 
     float Between(float low, float high) {
-        return low + (high - low) * static_cast<float>(m_random()) * 0x1p-32F;
+        return low + (high - low) * float(m_random()) * 0x1p-32F;
     }
     vec3 Within(const vec3& low, const vec3& high) {
         return {Between(low.x, high.x), Between(low.y, high.y), Between(low.z, high.z)};
@@ -76,15 +76,15 @@ protected:
         GeoImage mesh = SphereMesh(size, 13, 17);
         const unsigned kind = m_random() % 3;
         mesh.wrapRows = kind == 2;
-        for (int i = 0; kind > 0 && i < mesh.width * mesh.height; ++i) {
+        for (int i = 0; i < 13 * 17; ++i) {
             vec3& p = mesh.samples[i].position;
-            const float around = kTurn * static_cast<float>(i % 17 % 16) / 16;
-            const float tube = kTurn * static_cast<float>(i / 17 % 12) / 12;
-            const float ring = 1 + 0.4F * std::cos(tube);
-            const float most = std::max({std::abs(p.x), std::abs(p.y), std::abs(p.z)}) / 0.8F;
-            p = kind == 1 ? p * (size / most)
-                          : size * vec3{ring * std::sin(around), -0.4F * std::sin(tube),
-                                        ring * std::cos(around)};
+            const float most = std::max({std::abs(p.x), std::abs(p.y), std::abs(p.z)});
+            const float around = kTurn * float(i % 17 % 16) / 16;
+            const float tube = kTurn * float(i / 17 % 12) / 12;
+            const float ring = size * (1 + 0.4F * std::cos(tube));
+            if (kind == 1) p *= 0.8F * size / most;
+            if (kind != 2) continue;
+            p = {ring * std::sin(around), -0.4F * size * std::sin(tube), ring * std::cos(around)};
         }
         mesh.Finish(true);
         return mesh;
@@ -166,9 +166,9 @@ protected:
     }
     Seen Trace(int x, int y) const {
         const Matrix eye = Matrix::Frame(m_camera.pos, m_camera.pos - m_camera.lookat, m_camera.up);
-        const float pixel = 2 * std::tan(m_camera.fov * kTurn / 720) / kHeight;
-        const vec3 along = Normalise(eye.Rotate({(float(x) + 0.5F - 0.5F * kWidth) * pixel,
-                                                 (0.5F * kHeight - float(y) - 0.5F) * pixel, -1}));
+        const float half = std::tan(m_camera.fov * kTurn / 720) / kHeight;  // of a pixel
+        const vec3 along = Normalise(
+            eye.Rotate({float(2 * x + 1 - kWidth) * half, float(kHeight - 2 * y - 1) * half, -1}));
         const std::vector<Hit> hits = Meet(m_camera.pos, along);
         const auto hit = std::ranges::min_element(hits, {}, &Hit::distance);
         if (hit == hits.end()) return {};
