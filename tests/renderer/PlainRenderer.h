@@ -18,8 +18,7 @@ class PlainRenderer {
 public:
     Statistics stats;
 
-    // settings: of the renderer that is compared with. record: path of what takes the place of
-    // its record of decisions.
+    // settings: of the renderer compared with. record: the path of a record like its own.
     PlainRenderer(const Settings& settings, const std::string& record)
         : m_settings(settings), m_record(record) {}
     void BeginFrame(Driver* driver) {
@@ -35,8 +34,7 @@ public:
     }
     void Render(Room* room, const Camera& camera) {
         m_camera = camera;
-        int x = 0;
-        int width = 0;
+        int x = 0, width = 0;
         m_driver->GetViewport(x, x, width, m_height);
         m_view = Matrix::Frame(camera.pos, camera.pos - camera.lookat, camera.up).RigidInverse();
         m_driver->SetupProjection(camera);
@@ -247,19 +245,16 @@ private:
         std::int64_t bytes = 0;
         for (std::size_t i = 0; i < m_entries.size();) {
             const auto [mesh, key] = m_entries[i];
-            if (m_levels.contains(mesh)) {
-                bytes += m_levels[mesh][key].ByteSize();
-                ++i;
-            } else {
-                DropEntry(i);
-            }
+            const bool known = m_levels.contains(mesh);
+            if (known) bytes += m_levels[mesh][key].ByteSize();
+            if (!known) DropEntry(i);
+            i += known ? 1 : 0;
         }
         stats["cache size"] = float(bytes);
-        const std::int64_t mostBytes = std::int64_t{m_settings.GetInt("P_LODcachesize")} * 1024;
-        if (bytes <= mostBytes) return;
-        const std::int64_t average = bytes / std::ssize(m_entries);
-        const double excess = double(bytes) - double{kept} * double(mostBytes);
-        EvictLevels(int(excess / double(average)));
+        const double mostBytes = 1024.0 * m_settings.GetInt("P_LODcachesize");
+        if (double(bytes) <= mostBytes) return;
+        const auto average = double(bytes / std::ssize(m_entries));
+        EvictLevels(int((double(bytes) - kept * mostBytes) / average));
     }
     void EvictLevels(int count) {
         for (; count > 0 && !m_entries.empty(); --count) {
@@ -295,8 +290,7 @@ private:
         const double far = Length(way);
         double value = 0;
         for (const Shader& shader : shaders) {
-            const Color& diffuse = shader.material.diffuse;
-            const Color& specular = shader.material.specular;
+            const auto& [ambient, diffuse, specular, shininess, emission] = shader.material;
             if (!shader.lit) continue;
             value += 0.299 * (diffuse.r + specular.r) * light.color.r +
                      0.587 * (diffuse.g + specular.g) * light.color.g +
