@@ -20,15 +20,15 @@
 struct PlainEye {
     using Points = std::vector<vec3>;
 
-    // Point and inward normal.
     struct Side {
         vec3 point;
-        vec3 normal;
+        vec3 normal;  // inward
 
-        double Distance(const vec3& p) const { return Dot(p - point, normal) / Length(normal); }
-        bool HasOutside(const vec3& p, double radius) const { return Distance(p) < -radius; }
-        bool HasOutside(const Points& points) const {
-            return std::ranges::all_of(points, [&](const vec3& p) { return Distance(p) < 0; });
+        // Whether the spheres round all of the points lie outside.
+        bool Excludes(const Points& points, double radius = 0) const {
+            return std::ranges::all_of(points, [&](const vec3& p) {
+                return Dot(p - point, normal) < -radius * Length(normal);
+            });
         }
     };
 
@@ -54,7 +54,7 @@ struct PlainEye {
         : pixels(camera.pixels) {
         const vec3 position = view.Transform(light.pos);
         std::ranges::copy_if(camera.sides, std::back_inserter(sides),
-                             [&](auto& side) { return side.Distance(position) >= 0; });
+                             [&](auto& side) { return !side.Excludes({position}); });
         const vec3 towards = light.pointat - light.pos;
         if (light.angle == 90) sides.push_back({position, view.Rotate(towards)});
         if (light.angle >= 90) return;
@@ -72,7 +72,7 @@ struct PlainEye {
         const vec3 centre = m.Translation();
         const Points box = Corners(mesh.boundsMin, mesh.boundsMax, m);
         const bool tiny = mesh.radius * pixels / std::max(-centre.z, 1e-4F) < 0.5;
-        const bool seen = !tiny && !Outside(centre, mesh.radius) && !Outside(box) &&
+        const bool seen = !tiny && !Outside({centre}, mesh.radius) && !Outside(box) &&
                           BoxShows(box) && SphereShows(centre, mesh.radius);
         if (!seen) rejected.insert(object);
         const auto note = tiny   ? &VisibilityStream::Tiny
@@ -83,7 +83,7 @@ struct PlainEye {
     }
     std::vector<Object*> Children(Object* object, const Matrix& m) const {
         std::vector<Object*> found;
-        if (!object->children.empty() && !Outside(m.Translation(), object->radius)) {
+        if (!object->children.empty() && !Outside({m.Translation()}, object->radius)) {
             Walk(object->ChildOctree(), m, found);
         }
         return found;
@@ -97,9 +97,9 @@ struct PlainEye {
         for (std::size_t i = 0; i < 8; ++i)
             points.push_back(points[i] + Normalise(points[i] - light) * length);
         return std::ranges::none_of(sides, [&](const Side& side) {
-            return side.HasOutside(points) ||
-                   (side.HasOutside(centre, mesh.radius) &&
-                    side.HasOutside(centre + away * stretch, mesh.radius * stretch));
+            return side.Excludes(points) ||
+                   (side.Excludes({centre}, mesh.radius) &&
+                    side.Excludes({centre + away * stretch}, mesh.radius * stretch));
         });
     }
 
@@ -110,9 +110,8 @@ private:
             corners.push_back(m.Transform(Box{min, max}.Corner(i)));
         return corners;
     }
-    template <class... Body>
-    bool Outside(const Body&... body) const {
-        return std::ranges::any_of(sides, [&](auto& side) { return side.HasOutside(body...); });
+    bool Outside(const Points& points, double radius = 0) const {
+        return std::ranges::any_of(sides, [&](auto& s) { return s.Excludes(points, radius); });
     }
     bool BoxShows(const Points& p) const {
         if (occlusion == nullptr) return true;
@@ -149,7 +148,7 @@ private:
         const double half = Length(max - min) / 2;
         const Points box = Corners(min, max, m);
         const bool accepted = pixels * half / std::max(-m.Translation().z, 1.0F) > 1 &&
-                              !Outside(m.Transform((min + max) * 0.5F), half) && !Outside(box) &&
+                              !Outside({m.Transform((min + max) * 0.5F)}, half) && !Outside(box) &&
                               (node.ObjectCount() <= 1 || BoxShows(box));
         const auto note =
             accepted ? &VisibilityStream::NodeAccepted : &VisibilityStream::NodeRejected;

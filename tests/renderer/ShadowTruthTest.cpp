@@ -28,7 +28,7 @@ struct Triangle {
 
 struct Body {
     const Object* object;
-    std::vector<Triangle> triangles;
+    std::vector<Triangle> triangles = {};
 };
 
 struct Hit {
@@ -49,15 +49,9 @@ float Distance(const Triangle& t, const vec3& from, const vec3& along) {
 
 class ShadowTruth : public GLFixture, public testing::WithParamInterface<unsigned> {
 protected:
-    // The object that a pixel shows, and how many lights reach it there.
-    struct Seen {
-        const Object* object = nullptr;
-        int lights = kUnknown;
-        bool operator==(const Seen&) const = default;
-    };
+    using Seen = std::pair<const Object*, int>;  // and how many lights reach it there
 
     TestScene m_scene;
-    std::deque<GeoImage> m_meshes;
     std::vector<Body> m_bodies;
     std::vector<Light*> m_lights;
     Renderer m_renderer;
@@ -72,44 +66,41 @@ protected:
     }
 
     // A sphere, a box with bevelled edges, or a torus, which is closed by both seams.
-    GeoImage RandomSolid(float size) {
-        GeoImage mesh = SphereMesh(size, 13, 17);
+    GeoImage* RandomSolid(float size) {
+        GeoImage* mesh = m_scene.Sphere(size, 17);
         const unsigned kind = m_random() % 3;
-        mesh.wrapRows = kind == 2;
-        for (int i = 0; i < 13 * 17; ++i) {
-            vec3& p = mesh.samples[i].position;
+        mesh->wrapRows = kind == 2;
+        for (int i = 0; i < 17 * 17; ++i) {
+            vec3& p = mesh->samples[i].position;
             const float most = std::max({std::abs(p.x), std::abs(p.y), std::abs(p.z)});
             const float around = kTurn * float(i % 17 % 16) / 16;
-            const float tube = kTurn * float(i / 17 % 12) / 12;
+            const float tube = kTurn * float(i / 17 % 16) / 16;
             const float ring = size * (1 + 0.4F * std::cos(tube));
             if (kind == 1) p *= 0.8F * size / most;
             if (kind != 2) continue;
             p = {ring * std::sin(around), -0.4F * size * std::sin(tube), ring * std::cos(around)};
         }
-        mesh.Finish(true);
+        mesh->Finish(true);
         return mesh;
     }
-    void Add(GeoImage solid, const vec3& pos, const vec3& point, const vec3& up, bool casts) {
-        GeoImage& mesh = m_meshes.emplace_back(std::move(solid));
-        mesh.error = -1;
-        Object* object = m_scene.Add(m_scene.room, std::to_string(m_bodies.size()), &mesh, pos);
+    void Add(GeoImage* mesh, const vec3& pos, const vec3& point, const vec3& up, bool casts) {
+        mesh->error = -1;
+        Object* object = m_scene.Add(m_scene.room, std::to_string(m_bodies.size()), mesh, pos);
         object->point = point;
         object->up = up;
         object->shadow = casts;
         object->shaders[PassLight].push_back(Unlit({kShade, kShade, kShade, 1}, BlendOpaque));
 
-        Body body{object, {}};
+        Body& body = m_bodies.emplace_back(object);
         const Matrix frame = Matrix::Frame(pos, point, up);
-        for (int i = 0; i < mesh.width * (mesh.height - 1) - 1; ++i) {
-            if (i % mesh.width == mesh.width - 1) continue;
+        for (int i = 0; i < mesh->width * (mesh->height - 1) - 1; ++i) {
+            if (i % mesh->width == mesh->width - 1) continue;
             const auto at = [&](int more) {
-                return frame.Transform(mesh.samples[i + more].position);
+                return frame.Transform(mesh->samples[i + more].position);
             };
-            const vec3 p[] = {at(0), at(1), at(mesh.width), at(mesh.width + 1)};
-            body.triangles.push_back({p[0], p[1], p[2]});
-            body.triangles.push_back({p[3], p[2], p[1]});
+            body.triangles.push_back({at(0), at(1), at(mesh->width)});
+            body.triangles.push_back({at(mesh->width + 1), at(mesh->width), at(1)});
         }
-        m_bodies.push_back(std::move(body));
     }
     // Neither the eye nor a light lies within it.
     void AddCaster(const vec3& pos) {
@@ -127,8 +118,8 @@ protected:
     void Build(int casters, int lights) {
         m_camera.pos = Within({-2, 0, 4}, {2, 2, 6});
         m_camera.lookat = Within({-0.5F, -0.8F, -1}, {0.5F, 0, 0});
-        Add(SquareMesh(9, 0, 7), {0, 0, -5}, {0, 0, 1}, {0, 1, 0}, false);
-        Add(SquareMesh(9, 0, 7), {0, -2, 0}, {0, 1, 0}, {0, 0, -1}, false);
+        Add(m_scene.Quad(9, 7), {0, 0, -5}, {0, 0, 1}, {0, 1, 0}, false);
+        Add(m_scene.Quad(9, 7), {0, -2, 0}, {0, 1, 0}, {0, 0, -1}, false);
         for (int i = 0; i < lights; ++i) {
             const vec3 place = Within({-6, 2.5F, -2}, {6, 6, 8});
             m_lights.push_back(m_scene.AddLight(std::to_string(i), place));
@@ -171,10 +162,10 @@ protected:
             eye.Rotate({float(2 * x + 1 - kWidth) * half, float(kHeight - 2 * y - 1) * half, -1}));
         const std::vector<Hit> hits = Meet(m_camera.pos, along);
         const auto hit = std::ranges::min_element(hits, {}, &Hit::distance);
-        if (hit == hits.end()) return {};
+        if (hit == hits.end()) return {nullptr, kUnknown};
         Seen seen{hit->object, 0};
         for (const Light* light : m_lights)
-            seen.lights += Reaches(*light, m_camera.pos + along * hit->distance, hit->normal);
+            seen.second += Reaches(*light, m_camera.pos + along * hit->distance, hit->normal);
         return seen;
     }
 
@@ -193,12 +184,13 @@ protected:
         int wrong = 0;
         for (int i = kWidth + 1; i < kWidth * (kHeight - 1) - 1; ++i) {
             const auto at = truth.begin() + i;
-            bool edge = at->lights < 0;
+            const auto& [object, lights] = *at;
+            bool edge = lights < 0;
             for (const int row : {-kWidth, 0, kWidth})
                 edge = edge || std::count(at + row - 1, at + row + 2, *at) != 3;
             if (edge) continue;
             const Rgb color = At(i % kWidth, i / kWidth);
-            if (std::lround(color.r / 255.0 / kShade) != 1 + at->lights) ++wrong;
+            if (std::lround(color.r / 255.0 / kShade) != 1 + lights) ++wrong;
         }
         EXPECT_LE(wrong, 1);
     }
