@@ -23,12 +23,9 @@ constexpr const char* kRecord = "/tmp/vis-stream";
 struct Dice {
     std::mt19937 random;
 
-    // Less than count.
-    unsigned Number(unsigned count) { return static_cast<unsigned>(random() % count); }
+    unsigned Number(unsigned below) { return static_cast<unsigned>(random() % below); }
     bool OneIn(unsigned count) { return Number(count) == 0; }
-    float Between(float low, float high) {
-        return low + (high - low) * static_cast<float>(random()) * 0x1p-32F;
-    }
+    float Between(float low, float high) { return low + (high - low) * float(random()) * 0x1p-32F; }
     vec3 Within(float reach) {
         return {Between(-reach, reach), Between(-reach, reach), Between(-reach, reach)};
     }
@@ -48,8 +45,7 @@ struct WatchedOcclusion : Occlusion {
     }
 };
 
-// A scene, how it is looked at and drawn. Two of them are alike down to the order of their objects'
-// addresses, in which octrees and caches visit them.
+// A scene and its views. Two are alike down to the order of addresses, by which octrees are walked.
 struct Side {
     Object objects[kObjects];
     Room room;

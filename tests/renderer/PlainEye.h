@@ -83,9 +83,8 @@ struct PlainEye {
     }
     std::vector<Object*> Children(Object* object, const Matrix& m) const {
         std::vector<Object*> found;
-        if (!object->children.empty() && !Outside({m.Translation()}, object->radius)) {
-            Walk(object->ChildOctree(), m, found);
-        }
+        const bool in = !object->children.empty() && !Outside({m.Translation()}, object->radius);
+        if (in) Walk(object->ChildOctree(), m, found);
         return found;
     }
     // Whether the volume may that the mesh throws away from a light.
@@ -142,8 +141,7 @@ private:
         return side < 8;
     }
     void Walk(Octree& node, const Matrix& m, std::vector<Object*>& found) const {
-        vec3 min;
-        vec3 max;
+        vec3 min, max;
         node.GetBounds(min, max, true);
         const double half = Length(max - min) / 2;
         const Points box = Corners(min, max, m);

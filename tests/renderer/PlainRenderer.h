@@ -90,7 +90,7 @@ private:
     float m_passes = 1;
     bool m_virtual = false, m_more = false, m_blend = false;
     Lights m_enabled, m_plain, m_shadow;
-    Queue m_lit, m_blended;
+    Queue m_lit, m_blended, m_casters;
     std::map<Object*, Lights> m_blendLights;
     std::set<Object*> m_drawn;
     std::map<Object*, Matrix> m_seen;
@@ -311,29 +311,28 @@ private:
         m_driver->ClearLights();
         m_driver->AddLight(&light);
         PlainEye eye(m_eye, light, m_view);
-        Queue casters;
+        m_casters.clear();
         if (light.shadowlen > 0) {
             m_driver->StartShadows();
-            Cast(room, m_view, light, eye, casters);
+            Cast(room, m_view, light, eye);
             m_driver->FinishShadows();
         }
         m_driver->SetShadowTest(true);
         DrawLit(&eye);
         m_driver->SetShadowTest(false);
-        for (const auto& [key, caster] : casters) {
-            const auto& [m, object] = caster;
+        for (const auto& [key, entry] : m_casters) {
+            const auto& [m, object] = entry;
             m_driver->LoadMatrix(m);
             DrawList(object, light.shaders, m, false, false);
             DrawList(object, object->ShaderList(PassShadow), m, false, false);
         }
     }
-    void Cast(Object* object, const Matrix& parent, const Light& light, PlainEye& eye,
-              Queue& casters) {
+    void Cast(Object* object, const Matrix& parent, const Light& light, PlainEye& eye) {
         if (!object->active) return;
         const Matrix m = ModelView(*object, parent);
         const bool shaded = !object->ShaderList(PassShadow).empty();
         const bool seen = (object->shadow || shaded) && eye.Sees(object, m);
-        if (seen && (shaded || !light.shaders.empty())) Put(casters, m, object);
+        if (seen && (shaded || !light.shaders.empty())) Put(m_casters, m, object);
         if (seen && object->shadow) {
             GeoImage* mesh = Level(object->mesh, m, "Shadow");
             const vec3 source = m.RigidInverse().Transform(m_view.Transform(light.pos));
@@ -344,6 +343,6 @@ private:
             }
         }
         for (Object* child : eye.Children(object, m))
-            Cast(child, m, light, eye, casters);
+            Cast(child, m, light, eye);
     }
 };

@@ -184,13 +184,12 @@ protected:
         int wrong = 0;
         for (int i = kWidth + 1; i < kWidth * (kHeight - 1) - 1; ++i) {
             const auto at = truth.begin() + i;
-            const auto& [object, lights] = *at;
-            bool edge = lights < 0;
+            bool edge = at->second < 0;
             for (const int row : {-kWidth, 0, kWidth})
                 edge = edge || std::count(at + row - 1, at + row + 2, *at) != 3;
             if (edge) continue;
             const Rgb color = At(i % kWidth, i / kWidth);
-            if (std::lround(color.r / 255.0 / kShade) != 1 + lights) ++wrong;
+            if (std::lround(color.r / 255.0 / kShade) != 1 + at->second) ++wrong;
         }
         EXPECT_LE(wrong, 1);
     }
