@@ -77,7 +77,7 @@ struct FrameComparison : testing::TestWithParam<unsigned> {
         for (GeoImage* mesh : {meshes[2], meshes[3], meshes[6]})
             mesh->error = 9;
         if (recorded) std::remove(kRecord);
-        recorded = recorded && !std::filesystem::exists(kRecord);  // as another user's would
+        recorded = recorded && !std::filesystem::exists(kRecord);  // another user's would stay
     }
     void AddShaders(std::vector<Shader>& list) {
         for (unsigned count = dice.Number(4); count > 0; --count) {

@@ -1,5 +1,5 @@
-// What may show before an eye, as plain and slow as the rules can be put. Uses nothing of
-// src/renderer.
+// What shows before an eye and how bright a light is there, as plain and slow as the rules can be
+// put. Uses nothing of src/renderer.
 #pragma once
 
 #include <algorithm>
@@ -49,11 +49,10 @@ struct PlainEye {
                  {{}, {0, wide, -tall * wide}},
                  {{}, {0, -wide, -tall * wide}}};
     }
-    // That of a light: sees what may throw its shadow into the camera's view.
-    PlainEye(const PlainEye& camera, const Light& light, const Matrix& view)
-        : pixels(camera.pixels) {
+    // Of a light: sees what may throw a shadow into the view of the camera's eye.
+    PlainEye(const PlainEye& eye, const Light& light, const Matrix& view) : pixels(eye.pixels) {
         const vec3 position = view.Transform(light.pos);
-        std::ranges::copy_if(camera.sides, std::back_inserter(sides),
+        std::ranges::copy_if(eye.sides, std::back_inserter(sides),
                              [&](auto& side) { return !side.Excludes({position}); });
         const vec3 towards = light.pointat - light.pos;
         if (light.angle == 90) sides.push_back({position, view.Rotate(towards)});
@@ -75,9 +74,8 @@ struct PlainEye {
         const bool seen = !tiny && !Outside({centre}, mesh.radius) && !Outside(box) &&
                           BoxShows(box) && SphereShows(centre, mesh.radius);
         if (!seen) rejected.insert(object);
-        const auto note = tiny   ? &VisibilityStream::Tiny
-                          : seen ? &VisibilityStream::Seen
-                                 : &VisibilityStream::Rejected;
+        auto note = seen ? &VisibilityStream::Seen : &VisibilityStream::Rejected;
+        if (tiny) note = &VisibilityStream::Tiny;
         if (record != nullptr) (record->*note)({m[12], m[13], m[14]}, mesh.radius);
         return seen;
     }
@@ -87,7 +85,7 @@ struct PlainEye {
         if (in) Walk(object->ChildOctree(), m, found);
         return found;
     }
-    // Whether the volume may that the mesh throws away from a light.
+    // Whether the volume shows that a mesh throws away from a light.
     bool VolumeShows(const GeoImage& mesh, const Matrix& m, const vec3& light, float length) const {
         const vec3 centre = m.Translation();
         const vec3 away = centre - light;
@@ -100,6 +98,27 @@ struct PlainEye {
                    (side.Excludes({centre}, mesh.radius) &&
                     side.Excludes({centre + away * stretch}, mesh.radius * stretch));
         });
+    }
+    // Of what lit shaders at a place in camera space reflect, each colour as the eye weighs it.
+    static double Intensity(const Light& light, const Matrix& view, const vec3& place,
+                            const std::vector<Shader>& shaders) {
+        const vec3 way = view.Transform(light.pos) - place;
+        const double far = Length(way);
+        double value = 0;
+        for (const Shader& shader : shaders) {
+            const auto& [ambient, diffuse, specular, shininess, emission] = shader.material;
+            if (!shader.lit) continue;
+            value += 0.299 * (diffuse.r + specular.r) * light.color.r +
+                     0.587 * (diffuse.g + specular.g) * light.color.g +
+                     0.114 * (diffuse.b + specular.b) * light.color.b;
+        }
+        value /= light.falloff.x + light.falloff.y * far + light.falloff.z * far * far;
+        if (light.angle < 180) {
+            const vec3 axis = view.Rotate(light.pos - light.pointat);
+            const double cosine = Dot(Normalise(way), Normalise(axis));
+            value *= std::pow(std::max(cosine, 0.1), light.focus);
+        }
+        return std::isnan(value) ? -INFINITY : value;
     }
 
 private:
@@ -145,13 +164,12 @@ private:
         node.GetBounds(min, max, true);
         const double half = Length(max - min) / 2;
         const Points box = Corners(min, max, m);
-        const bool accepted = pixels * half / std::max(-m.Translation().z, 1.0F) > 1 &&
-                              !Outside({m.Transform((min + max) * 0.5F)}, half) && !Outside(box) &&
-                              (node.ObjectCount() <= 1 || BoxShows(box));
-        const auto note =
-            accepted ? &VisibilityStream::NodeAccepted : &VisibilityStream::NodeRejected;
+        const bool open = pixels * half / std::max(-m.Translation().z, 1.0F) > 1 &&
+                          !Outside({m.Transform((min + max) * 0.5F)}, half) && !Outside(box) &&
+                          (node.ObjectCount() <= 1 || BoxShows(box));
+        const auto note = open ? &VisibilityStream::NodeAccepted : &VisibilityStream::NodeRejected;
         if (record != nullptr) (record->*note)(m, {min, max});
-        if (!accepted) return;
+        if (!open) return;
         node.Objects(found);
         for (int i = 0; i < 8; ++i) {
             if (Octree* child = node.Child(i)) Walk(*child, m, found);

@@ -3,7 +3,6 @@
 #pragma once
 
 #include <cstdlib>
-#include <limits>
 #include <map>
 #include <utility>
 
@@ -210,7 +209,7 @@ private:
             DrawList(object, object->ShaderList(PassLight), m, false, true);
         }
     }
-    // kind: what the names of the settings of shadows have more.
+    // kind: "Shadow" for what volumes are made of, which has limits of its own.
     GeoImage* Level(GeoImage* mesh, const Matrix& m, const std::string& kind) {
         if (mesh->error < 0) return mesh;
         stats["cache accesses"] += 1;
@@ -272,37 +271,17 @@ private:
         m_entries[i] = m_entries.back();
         m_entries.pop_back();
     }
-    void Select(const vec3& position, const Lights& lights, const Shaders& shaders) {
+    void Select(const vec3& place, const Lights& lights, const Shaders& shaders) {
         m_driver->LoadMatrix(m_view);
         m_driver->ClearLights();
         if (std::ranges::none_of(shaders, &Shader::lit)) return;
         const bool few = std::ssize(lights) <= m_maxLights;
         std::multimap<double, Light*> ranked;
         for (Light* light : lights)
-            ranked.insert({few ? 0 : -Intensity(*light, position, shaders), light});
+            ranked.insert({few ? 0 : -PlainEye::Intensity(*light, m_view, place, shaders), light});
         for (const auto& [key, light] : ranked) {
             if (!m_driver->AddLight(light) && !few) return;
         }
-    }
-    // As the eye weighs what the lit shaders reflect.
-    double Intensity(const Light& light, const vec3& position, const Shaders& shaders) const {
-        const vec3 way = m_view.Transform(light.pos) - position;
-        const double far = Length(way);
-        double value = 0;
-        for (const Shader& shader : shaders) {
-            const auto& [ambient, diffuse, specular, shininess, emission] = shader.material;
-            if (!shader.lit) continue;
-            value += 0.299 * (diffuse.r + specular.r) * light.color.r +
-                     0.587 * (diffuse.g + specular.g) * light.color.g +
-                     0.114 * (diffuse.b + specular.b) * light.color.b;
-        }
-        value /= light.falloff.x + light.falloff.y * far + light.falloff.z * far * far;
-        if (light.angle < 180) {
-            const vec3 axis = m_view.Rotate(light.pos - light.pointat);
-            const double cosine = Dot(Normalise(way), Normalise(axis));
-            value *= std::pow(std::max(cosine, 0.1), light.focus);
-        }
-        return std::isnan(value) ? -std::numeric_limits<double>::infinity() : value;
     }
     void DrawShadows(Room* room, const Light& light) {
         if (m_lit.empty()) return;
