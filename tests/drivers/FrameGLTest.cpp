@@ -1,12 +1,12 @@
 // Set-up and frames of the OpenGL driver: capabilities, viewport, clearing, blur, errors.
 #include "GLFixture.h"
-
-#include <numbers>
-#include <random>
+#include "Random.h"
 
 namespace {
 
 using FrameGL = GLFixture;
+using testing::Each;
+using testing::ElementsAre;
 
 TEST_F(FrameGL, PublishesWhatTheVisualAndTheContextOffer) {
     EXPECT_EQ(m_driver->GetCapability("shadows"), 1);
@@ -17,10 +17,6 @@ TEST_F(FrameGL, PublishesWhatTheVisualAndTheContextOffer) {
         m_driver->SetWindow(m_xWindow);
         EXPECT_EQ(m_driver->GetCapability("maxlights"), expected);
     }
-    EXPECT_EQ(m_driver->GetCapability("max anisotropy"), 1);
-    m_driver->Set("GL_anisotropic", 1);
-    m_driver->SetWindow(m_xWindow);
-    EXPECT_GT(m_driver->GetCapability("max anisotropy"), 1);
 }
 
 TEST_F(FrameGL, ASecondVisualReplacesTheContext) {
@@ -36,37 +32,32 @@ TEST_F(FrameGL, ASecondVisualReplacesTheContext) {
     }
 }
 
-TEST_F(FrameGL, ViewportCountsFromTheTopLeft) {
-    m_driver->SetViewport(10, 5, 30, 20);
-    GLint box[4];
-    glGetIntegerv(GL_VIEWPORT, box);
-    EXPECT_THAT(box, testing::ElementsAre(10, kHeight - 25, 30, 20));
-    m_driver->GetViewport(box[0], box[1], box[2], box[3]);
-    EXPECT_THAT(box, testing::ElementsAre(10, 5, 30, 20));
-    const Texture image = m_driver->GetFramebuffer();
-    EXPECT_TRUE(image.width == 30 && image.height == 20 && image.channels == 4);
-}
-
-TEST_F(FrameGL, ProjectsAsTheLensSays) {
-    std::mt19937 random(2);
-    const auto real = [&](double low, double high) {
-        return std::uniform_real_distribution(low, high)(random);
-    };
+TEST_F(FrameGL, ViewportCountsFromTheTopLeftAndProjectsAsTheLensSays) {
+    Random random(2);
     for (int round = 0; round < 50; ++round) {
-        Camera camera;
-        camera.fov = static_cast<float>(real(20, 140));
-        camera.aspect = static_cast<float>(real(0.3, 3));
-        camera.hith = static_cast<float>(real(0.01, 2));
-        camera.yon = camera.hith + static_cast<float>(real(1, 500));
-        const int width = 1 + static_cast<int>(random() % kWidth);
-        const int height = 1 + static_cast<int>(random() % kHeight);
-        m_driver->SetViewport(3, 5, width, height);
-        m_driver->SetupProjection(camera);
-        const double f = 1 / std::tan(std::numbers::pi * camera.fov / 360);
-        const double range = double{camera.hith} - camera.yon;
-        const double wanted[] = {f * height / (camera.aspect * width), f,
-                                 (double{camera.hith} + camera.yon) / range, -1,
-                                 2.0 * camera.hith * camera.yon / range};
+        m_camera.fov = random.Real(20, 140);
+        m_camera.aspect = random.Real(0.3F, 3);
+        m_camera.hith = random.Real(0.01F, 2);
+        m_camera.yon = m_camera.hith + random.Real(1, 500);
+        const int x = random.Index(kWidth);
+        const int y = random.Index(kHeight);
+        const int width = 1 + random.Index(kWidth);
+        const int height = 1 + random.Index(kHeight);
+        m_driver->SetViewport(x, y, width, height);
+        m_driver->SetupProjection(m_camera);
+        GLint box[4];
+        glGetIntegerv(GL_VIEWPORT, box);
+        EXPECT_THAT(box, ElementsAre(x, kHeight - y - height, width, height));
+        m_driver->GetViewport(box[0], box[1], box[2], box[3]);
+        EXPECT_THAT(box, ElementsAre(x, y, width, height));
+        const Texture image = m_driver->GetFramebuffer();
+        EXPECT_TRUE(image.width == width && image.height == height && image.channels == 4);
+
+        const double f = 1 / std::tan(std::numbers::pi * m_camera.fov / 360);
+        const double near = m_camera.hith;
+        const double far = m_camera.yon;
+        const double wanted[] = {f * height / (m_camera.aspect * width), f,
+                                 (near + far) / (near - far), -1, 2 * near * far / (near - far)};
         GLdouble m[16];
         glGetDoublev(GL_PROJECTION_MATRIX, m);
         const double found[] = {m[0], m[5], m[10], m[11], m[14]};
@@ -88,11 +79,11 @@ TEST_F(FrameGL, ClearsWhatIsAskedAndStencilAlways) {
     glClearStencil(5);
     m_driver->Clear(false, false);
     glClearStencil(0);
-    EXPECT_EQ(Stencil(5, 5), 5);
+    EXPECT_THAT(Stencil(), Each(5));
     EXPECT_NEAR(depth(), 0.5, 1e-4);
     EXPECT_THAT(ShotCentre(), IsColor(1, 0, 0));
     m_driver->Clear(true, true);
-    EXPECT_EQ(Stencil(5, 5), 0);
+    EXPECT_THAT(Stencil(), Each(0));
     EXPECT_EQ(depth(), 1);
     EXPECT_THAT(ShotCentre(), IsColor(0.5, 0.5, 0.5));
     Paint(kRed);
@@ -115,10 +106,10 @@ TEST_F(FrameGL, MotionBlurMixesFramesOnceItHasOne) {
     m_driver->Set("GL_mblur", 1);
     m_driver->Set("GL_mblur%", 0.2F);
     EXPECT_THAT(frame(kRed), IsColor(1, 0, 0));
-    // Some implementations accumulate linear light, where a fifth shows as 124.
-    const Rgb mixed = frame(kBlue);
-    EXPECT_TRUE(mixed.r >= 50 && mixed.r <= 126 && mixed.g <= kColorTolerance) << mixed;
-    EXPECT_TRUE(mixed.b >= 202 && mixed.b <= 233) << mixed;
+    // Some implementations accumulate linear light, where a fifth shows as almost a half.
+    const Color mixed = frame(kBlue);
+    EXPECT_TRUE(mixed.r > 0.19F && mixed.r < 0.5F && mixed.g < 0.01F) << mixed.r;
+    EXPECT_TRUE(mixed.b > 0.79F && mixed.b < 0.92F) << mixed.b;
     m_driver->Set("GL_mblur%", 0);
     EXPECT_THAT(frame(kGreen), IsColor(0, 1, 0));
     m_driver->Set("GL_mblur%", 0.5F);
@@ -133,13 +124,10 @@ TEST_F(FrameGL, SurvivesSenselessCamerasAndReportsErrorsInOneLine) {
         m_camera.fov = fov;
         m_camera.yon = m_camera.hith;
         m_driver->SetupProjection(m_camera);
-        Run(square, Unlit(kRed));
+        EXPECT_EQ(Said([&] { Run(square, Unlit(kRed)); }), "");
     }
-    EXPECT_EQ(m_cerr.text, "");
-    EXPECT_TRUE(Run(square, Of(RenderWire, 0)));
-    EXPECT_THAT(m_cerr.text,
+    EXPECT_THAT(Said([&] { EXPECT_TRUE(Run(square, Of(RenderWire, 0))); }),
                 testing::MatchesRegex("GLError 0x501 at PlayDList:[0-9]+ - PlayDList\n"));
-    m_cerr.text.clear();
 }
 
 }  // namespace

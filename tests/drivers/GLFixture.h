@@ -5,70 +5,37 @@
 #include "support/TestMeshes.h"
 #include "support/XWindowFixture.h"
 
+#include <cstring>
 #include <iostream>
-#include <ostream>
-#include <streambuf>
+#include <sstream>
 #include <vector>
 
 #include "drivers/gl/DriverGL.h"
 #include "scene/Light.h"
-#include "scene/Shader.h"
 
-// Eight bits and the blender's rounding.
-constexpr int kColorTolerance = 2;
-
-struct Rgb {
-    int r = 0;
-    int g = 0;
-    int b = 0;
-    bool operator==(const Rgb&) const = default;
-};
-
-inline std::ostream& operator<<(std::ostream& out, const Rgb& c) {
-    return out << "(" << c.r << ", " << c.g << ", " << c.b << ")";
+inline void PrintTo(const Color& c, std::ostream* out) {
+    *out << "(" << c.r << ", " << c.g << ", " << c.b << ")";
 }
 
-// Red, green and blue in 0..1.
+// But for the blender's rounding to eight bits.
 MATCHER_P3(IsColor, red, green, blue, "") {
-    return std::abs(arg.r - 255.0 * red) <= kColorTolerance &&
-           std::abs(arg.g - 255.0 * green) <= kColorTolerance &&
-           std::abs(arg.b - 255.0 * blue) <= kColorTolerance;
+    constexpr double kTolerance = 2.01 / 255;
+    return std::abs(arg.r - red) < kTolerance && std::abs(arg.g - green) < kTolerance &&
+           std::abs(arg.b - blue) < kTolerance;
 }
 
-constexpr Rgb kNothing{0, 0, 0};
-
-constexpr Color kBlack{0, 0, 0, 1};
-constexpr Color kRed{1, 0, 0, 1};
-constexpr Color kGreen{0, 1, 0, 1};
-constexpr Color kBlue{0, 0, 1, 1};
-constexpr Color kWhite{1, 1, 1, 1};
-
-// Keeps a copy of what goes through std::cerr, also while a test captures it.
-class CerrTee : public std::streambuf {
-public:
-    CerrTee() : m_target(std::cerr.rdbuf(this)) {}
-    ~CerrTee() override { std::cerr.rdbuf(m_target); }
-    std::string text;
-
-protected:
-    int overflow(int c) override {
-        text.push_back(static_cast<char>(c));
-        return m_target->sputc(static_cast<char>(c));
-    }
-    int sync() override { return m_target->pubsync(); }
-
-private:
-    std::streambuf* m_target;
-};
+constexpr Color kBlack{0, 0, 0};
+constexpr Color kRed{1, 0, 0};
+constexpr Color kGreen{0, 1, 0};
+constexpr Color kBlue{0, 0, 1};
+constexpr Color kWhite{1, 1, 1};
 
 class GLFixture : public XWindowFixture {
 protected:
+    using Picture = std::vector<std::uint32_t>;  // a word a pixel, row by row from the bottom
+
     GLFixture() : XWindowFixture("GL") {}
-
-    CerrTee m_cerr;
-    Texture m_image;
-
-    DriverGL& Gl() { return static_cast<DriverGL&>(*m_driver); }
+    ~GLFixture() override { std::cerr.rdbuf(m_terminal); }
 
     void SetUp() override {
         XWindowFixture::SetUp();
@@ -76,8 +43,16 @@ protected:
     }
 
     void TearDown() override {
-        EXPECT_THAT(m_cerr.text, testing::Not(testing::HasSubstr("GLError")));
+        EXPECT_EQ(m_cerr.str(), "");
         XWindowFixture::TearDown();
+    }
+
+    // What the driver wrote meanwhile, through either stream of standard error, and before.
+    std::string Said(const std::function<void()>& body) {
+        std::string said = CaptureStderr(body);
+        said += m_cerr.str();
+        m_cerr.str("");
+        return said;
     }
 
     void StartFrame() {
@@ -104,7 +79,7 @@ protected:
     static Shader Lit() {
         Shader pass;
         pass.blend = BlendReplace;
-        pass.material.specular = {0, 0, 0, 1};
+        pass.material.specular = kBlack;
         return pass;
     }
 
@@ -114,58 +89,58 @@ protected:
         return pass;
     }
 
-    void Shoot() {
-        Texture shot = m_driver->GetFramebuffer();
-        m_image.TakeContents(shot);
+    // Takes the picture that At looks at.
+    const Picture& Shoot() {
+        const Texture shot = m_driver->GetFramebuffer();
+        std::memcpy(m_picture.data(), shot.pixels, 4 * m_picture.size());
+        return m_picture;
     }
 
     // Of the last shot, origin at the top left.
-    Rgb At(int x, int y) const {
-        if (m_image.pixels == nullptr) return {-1, -1, -1};
-        const std::uint8_t* pixel =
-            m_image.pixels + 4 * ((m_image.height - 1 - y) * m_image.width + x);
-        return {pixel[0], pixel[1], pixel[2]};
+    Color At(int x, int y) const {
+        const std::uint32_t pixel = m_picture.at((kHeight - 1 - y) * kWidth + x);
+        const auto channel = [&](int bit) { return static_cast<float>(pixel >> bit & 0xFF) / 255; };
+        return {channel(0), channel(8), channel(16)};
     }
 
     // The pixel that shows a point in front of the camera.
-    Rgb At(const vec3& point) const {
+    Color At(const vec3& point) const {
         const float unit = -0.5F * kHeight / point.z;
         return At(static_cast<int>(0.5F * kWidth + point.x * unit),
                   static_cast<int>(0.5F * kHeight - point.y * unit));
     }
 
-    Rgb ShotCentre() {
+    Color ShotCentre() {
         Shoot();
         return At(kWidth / 2, kHeight / 2);
     }
 
     // Of a pass that draws, alone on the colour.
-    Rgb Shown(GeoImage& mesh, const Shader& pass, const Color& background = kBlack) {
+    Color Shown(GeoImage& mesh, const Shader& pass, const Color& background = kBlack) {
         Paint(background);
         EXPECT_TRUE(Run(mesh, pass));
         return ShotCentre();
     }
 
-    std::string Pixels() {
-        Shoot();
-        return {reinterpret_cast<const char*>(m_image.pixels), std::size_t{4} * kWidth * kHeight};
-    }
-
-    // Of the present image, origin at the top left.
-    static int Stencil(int x, int y) {
-        GLint value = -1;
-        glReadPixels(x, kHeight - 1 - y, 1, 1, GL_STENCIL_INDEX, GL_INT, &value);
-        return value;
+    // Of the present image, row by row from the bottom.
+    static std::vector<int> Stencil() {
+        std::vector<int> values(std::size_t{kWidth} * kHeight);
+        glReadPixels(0, 0, kWidth, kHeight, GL_STENCIL_INDEX, GL_INT, values.data());
+        return values;
     }
 
     // An image of one pixel value everywhere, without mipmaps.
     static Texture FilledTexture(int columns, int rows, const std::vector<std::uint8_t>& pixel) {
         Texture texture;
         texture.SetSize(columns, rows, static_cast<int>(pixel.size()));
-        for (std::size_t i = 0; i < pixel.size() * static_cast<std::size_t>(columns * rows); ++i) {
-            texture.pixels[i] = pixel[i % pixel.size()];
-        }
+        for (int i = 0; i < columns * rows; ++i)
+            std::copy(pixel.begin(), pixel.end(), texture.pixels + i * texture.channels);
         texture.mipmap = false;
         return texture;
     }
+
+private:
+    Picture m_picture = Picture(std::size_t{kWidth} * kHeight);
+    std::ostringstream m_cerr;
+    std::streambuf* m_terminal = std::cerr.rdbuf(m_cerr.rdbuf());
 };

@@ -7,18 +7,17 @@ namespace {
 
 class OcclusionInGL : public GLFixture {
 protected:
+    Occlusion& Buffer() { return *m_driver->GetOcclusion(); }
     void Choose(bool hardware) {
         m_driver->Set("GL_hw_occlusion", hardware ? 1 : 0);
         StartFrame();
     }
-    Occlusion& Buffer() { return *m_driver->GetOcclusion(); }
     // As the renderer draws an object that was seen a frame ago.
     void DrawOccluder(GeoImage& mesh) {
-        const Shader pass = Unlit(kRed);
         m_driver->LoadMatrix({});
         Buffer().SetMatrix({});
-        EXPECT_TRUE(Run(mesh, pass));
-        Buffer().AddGeoImage(&mesh, pass, {});
+        EXPECT_TRUE(Run(mesh, Unlit(kRed)));
+        Buffer().AddGeoImage(&mesh, Unlit(kRed), {});
     }
     // A small triangle at that place.
     bool Shows(const vec3& p) {

@@ -1,7 +1,6 @@
-// The state of a pass: blending, alpha test, faces, lines, and passes that draw nothing.
+// The state of a pass: lines, what earlier passes leave, and passes that draw nothing.
 #include "GLFixture.h"
-
-#include <random>
+#include "Random.h"
 
 namespace {
 
@@ -9,52 +8,6 @@ class ShaderGL : public GLFixture {
 protected:
     GeoImage m_square = SquareMesh(100, -2);
 };
-
-TEST_F(ShaderGL, BlendsAsThePassSays) {
-    const std::pair<BlendFunc, vec3> cases[] = {
-        {BlendReplace, {0.5F, 0.25F, 1}},          {BlendAdd, {0.75F, 0.75F, 1}},
-        {BlendBlend, {0.3125F, 0.4375F, 0.8125F}}, {BlendMul, {0.125F, 0.125F, 0.75F}},
-        {BlendHaze, {0.375F, 0.5625F, 1}},         {BlendFilter, {0.25F, 0.1875F, 1}},
-        {BlendSubtract, {0.125F, 0.375F, 0}},
-    };
-    for (const auto& [blend, expected] : cases) {
-        const Shader pass = Unlit({0.5F, 0.25F, 1, 0.25F}, blend);
-        EXPECT_THAT(Shown(m_square, pass, {0.25F, 0.5F, 0.75F, 1}),
-                    IsColor(expected.x, expected.y, expected.z))
-            << blend;
-    }
-}
-
-TEST_F(ShaderGL, TestsAlphaAgainstTheThreshold) {
-    const std::tuple<TestFunc, float, bool> cases[] = {{TestLess, 0.6F, true},
-                                                       {TestLess, 0.4F, false},
-                                                       {TestGreater, 0.4F, true},
-                                                       {TestGreater, 0.6F, false},
-                                                       {TestAlways, 0.6F, true}};
-    for (const auto& [test, threshold, drawn] : cases) {
-        Shader pass = Unlit({1, 0, 0, 0.5F});
-        pass.atest = test;
-        pass.athresh = threshold;
-        EXPECT_EQ(Shown(m_square, pass) != kNothing, drawn) << test << " " << threshold;
-    }
-}
-
-TEST_F(ShaderGL, DrawsTheFacesOfThePassAndLightsBothSides) {
-    const bool drawn[3][2] = {{true, false}, {false, true}, {true, true}};
-    GeoImage meshes[2] = {m_square, TurnedRound(m_square)};
-    Light light;
-    light.falloff = {1, 0, 0};
-    m_driver->AddLight(&light);
-    for (int faces = 0; faces < FacesCount; ++faces) {
-        for (int turned = 0; turned < 2; ++turned) {
-            for (Shader pass : {Unlit(kGreen), Lit()}) {
-                pass.faces = static_cast<FaceSet>(faces);
-                EXPECT_EQ(Shown(meshes[turned], pass).g > 0, drawn[faces][turned])
-                    << faces << turned << pass.lit;
-            }
-        }
-    }
-}
 
 TEST_F(ShaderGL, LinesAreAsThickAsThePassSays) {
     GeoImage square = SquareMesh(1, -2);
@@ -73,47 +26,32 @@ TEST_F(ShaderGL, LinesAreAsThickAsThePassSays) {
     EXPECT_GT(rowsCrossed(RenderSolid, 0), 10);
 }
 
-TEST_F(ShaderGL, WritesDepthOnlyWhenAsked) {
-    GeoImage further = SquareMesh(100, -3);
-    for (const bool depth : {true, false}) {
-        StartFrame();
-        Shader pass = Unlit(kRed);
-        pass.depth = depth;
-        Run(m_square, pass);
-        Run(further, Unlit(kGreen));
-        EXPECT_THAT(ShotCentre(), IsColor(depth, !depth, 0));
-    }
-}
-
 // Only state that changes is sent: a pass must not depend on what the ones before it left.
 TEST_F(ShaderGL, LooksTheSameWhateverWasDrawnBefore) {
-    std::mt19937 random(3);
-    const auto below = [&](unsigned count) { return static_cast<int>(random() % count); };
-    const auto color = [&] {
-        return Color{0.5F * static_cast<float>(below(3)), 0.5F, 0.5F * static_cast<float>(below(3)),
-                     0.5F};
-    };
+    Random random(3);
+    const auto channel = [&] { return 0.5F * static_cast<float>(random.Index(3)); };
+    const auto color = [&] { return Color{channel(), 0.5F, channel(), 0.5F}; };
     Texture textures[] = {FilledTexture(2, 2, {255, 90, 20}), FilledTexture(1, 1, {9, 250, 80})};
     GeoImage meshes[] = {SphereMesh(1, 9, 9), SquareMesh(1, 0, 3), TurnedRound(SquareMesh(1, 0))};
     Light lights[3];
     for (Light& light : lights) {
-        light.pos = {static_cast<float>(below(5) - 2), 2, static_cast<float>(below(3))};
+        light.pos = random.Point(2) + vec3{0, 2, 1};
         light.color = color();
-        light.angle = below(2) != 0 ? 180.0F : 60.0F;
+        light.angle = random.Coin() ? 180 : 60;
     }
     const auto randomPass = [&] {
         Shader pass;
-        pass.material = {color(), color(), color(), static_cast<float>(below(3)), color()};
-        pass.texture = below(2) != 0 ? &textures[below(2)] : nullptr;
-        pass.blend = static_cast<BlendFunc>(BlendReplace + below(BlendCount - 1));
-        pass.rmode = static_cast<RenderFunc>(below(RenderCount));
-        pass.atest = static_cast<TestFunc>(below(TestCount));
-        pass.athresh = 0.25F * static_cast<float>(below(4));
-        pass.faces = static_cast<FaceSet>(below(FacesCount));
-        pass.thick = 1 + static_cast<float>(below(2));
-        pass.smooth = below(2) != 0;
-        pass.lit = below(2) != 0;
-        pass.depth = below(2) != 0;
+        pass.material = {color(), color(), color(), 4 * channel(), color()};
+        pass.texture = random.Coin() ? &textures[random.Index(2)] : nullptr;
+        pass.blend = static_cast<BlendFunc>(BlendReplace + random.Index(BlendCount - 1));
+        pass.rmode = static_cast<RenderFunc>(random.Index(RenderCount));
+        pass.atest = static_cast<TestFunc>(random.Index(TestCount));
+        pass.athresh = 0.25F * static_cast<float>(random.Index(4));
+        pass.faces = static_cast<FaceSet>(random.Index(FacesCount));
+        pass.thick = random.Coin() ? 1 : 2;
+        pass.smooth = random.Coin();
+        pass.lit = random.Coin();
+        pass.depth = random.Coin();
         return pass;
     };
     const auto draw = [&](const Shader& pass, int mesh, int lit) {
@@ -126,26 +64,26 @@ TEST_F(ShaderGL, LooksTheSameWhateverWasDrawnBefore) {
     };
     for (int round = 0; round < 150; ++round) {
         const Shader last = randomPass();
-        const int mesh = below(3);
-        const int lit = below(3);
+        const int mesh = random.Index(3);
+        const int lit = random.Index(3);
         StartFrame();
         m_driver->Clear(true, true);
         draw(last, mesh, lit);
-        const std::string alone = Pixels();
+        const Picture alone = Shoot();
         for (int i = 0; i < 4; ++i)
-            draw(randomPass(), below(3), below(4));
-        if (below(2) == 0) {
+            draw(randomPass(), random.Index(3), random.Index(4));
+        if (random.Coin()) {
             const vec3 light{0, 3, 0};
             m_driver->StartShadows();
             m_driver->AddShadow(meshes, &light, 10);
             m_driver->FinishShadows();
-            m_driver->SetShadowTest(below(2) != 0);
-            draw(randomPass(), below(3), 1);
+            m_driver->SetShadowTest(random.Coin());
+            draw(randomPass(), random.Index(3), 1);
             m_driver->SetShadowTest(false);
         }
         m_driver->Clear(true, true);
         draw(last, mesh, lit);
-        ASSERT_EQ(Pixels() == alone, true) << round;
+        ASSERT_EQ(Shoot(), alone) << round;
     }
 }
 
@@ -153,7 +91,7 @@ TEST_F(ShaderGL, RefusesUnknownKindsAndDrawsNothing) {
     const auto refused = [&](auto change) {
         Shader pass = Unlit(kRed);
         change(pass);
-        return CaptureStderr([&] { EXPECT_FALSE(Run(m_square, pass)); });
+        return Said([&] { EXPECT_FALSE(Run(m_square, pass)); });
     };
     EXPECT_EQ(refused([](Shader& s) { s.blend = BlendOpaque; }), "DriverGL: Unknown BlendFunc 0\n");
     EXPECT_EQ(refused([](Shader& s) { s.blend = BlendCount; }), "DriverGL: Unknown BlendFunc 8\n");
@@ -172,7 +110,7 @@ TEST_F(ShaderGL, RefusesUnknownKindsAndDrawsNothing) {
     const Shader pass = Unlit(kRed);
     EXPECT_FALSE(m_driver->RunShader(nullptr, &pass, nullptr, true));
     EXPECT_FALSE(m_driver->RunShader(&m_square, nullptr, nullptr, true));
-    EXPECT_EQ(ShotCentre(), kNothing);
+    EXPECT_EQ(ShotCentre(), kBlack);
 }
 
 }  // namespace

@@ -188,8 +188,8 @@ protected:
             for (const int row : {-kWidth, 0, kWidth})
                 edge = edge || std::count(at + row - 1, at + row + 2, *at) != 3;
             if (edge) continue;
-            const Rgb color = At(i % kWidth, i / kWidth);
-            if (std::lround(color.r / 255.0 / kShade) != 1 + at->second) ++wrong;
+            const Color color = At(i % kWidth, i / kWidth);
+            if (std::lround(color.r / kShade) != 1 + at->second) ++wrong;
         }
         EXPECT_LE(wrong, 1);
     }
