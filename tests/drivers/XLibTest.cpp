@@ -3,11 +3,10 @@
 #include "support/TestMeshes.h"
 #include "support/XWindowFixture.h"
 
-#include <utility>
+#include <array>
 
 #include "Random.h"
 #include "drivers/DriverSettings.h"
-#include "drivers/Rectangle.h"
 #include "drivers/xlib/XLines.h"
 #include "geometry/Silhouette.h"
 #include "scene/Light.h"
@@ -18,104 +17,59 @@ namespace {
 constexpr int kFunctions[] = {GXnoop, GXcopy, GXor,          GXxor,
                               GXand,  GXand,  GXandInverted, GXandInverted};
 
-// A frame in plain calls: the arithmetic written out, the server asked for every colour, a call
-// for every line.
-class PlainFrame {
-public:
-    PlainFrame(Display* display, Pixmap pixmap, GC context, const Rectangle& viewport,
-               const Camera& camera)
-        : m_display(display), m_pixmap(pixmap), m_context(context), m_viewport(viewport) {
-        const double f = 1 / std::tan(std::numbers::pi * camera.fov / 360);
-        m_scaleX = static_cast<float>(viewport.height * camera.aspect * 0.5 * f);
-        m_scaleY = static_cast<float>(viewport.height * 0.5 * f);
-        XSetFunction(m_display, m_context, GXcopy);
-        XSetForeground(m_display, m_context, Pixel({0.0625F, 0.0625F, 0.0625F}, {}));
-        XFillRectangle(m_display, m_pixmap, m_context, 0, 0, 100, 100);
-    }
-
-    void Draw(GeoImage& mesh, const Shader& pass, const Matrix& modelView, const vec3& eye,
-              const vec3& light) {
-        XSetFunction(m_display, m_context, kFunctions[pass.blend]);
-        XSetForeground(m_display, m_context, Pixel(pass.material.diffuse, pass.material.emission));
-        XSetLineAttributes(m_display, m_context, static_cast<unsigned>(pass.thick + 0.5F),
-                           LineSolid, CapButt, JoinMiter);
-        constexpr float kSigns[] = {1, -1, 0};  // front, back, all
+// The lines of a pass in eye space; some have too few points to be seen.
+std::vector<std::vector<vec3>> LinesOf(GeoImage& mesh, const Shader& pass, const Matrix& modelView,
+                                       const vec3& eye, const vec3& light) {
+    std::vector<std::vector<vec3>> lines;
+    if (pass.rmode != RenderSolid && pass.rmode != RenderWire) {
+        const bool outline = pass.rmode == RenderOutline;
         SilhouetteResult silhouette;
-        if (pass.rmode == RenderSolid || pass.rmode == RenderWire) {
-            DrawGrid(mesh, modelView, kSigns[pass.faces]);
-        } else if (pass.rmode == RenderOutline) {
-            mesh.ExtractSilhouette(eye, silhouette, false, pass.faces == FacesFront);
-        } else {
-            mesh.ExtractSilhouette(light, silhouette, true, true);
-        }
+        mesh.ExtractSilhouette(outline ? eye : light, silhouette, !outline,
+                               !outline || pass.faces == FacesFront);
         for (const SilhouetteEdge& edge : silhouette.edges) {
             const vec3 from = modelView.Transform(edge.from);
             const vec3 to = modelView.Transform(edge.to);
-            if (from.z < 0 && to.z < 0) DrawLine({Place(from), Place(to)});
+            if (from.z < 0 && to.z < 0) lines.push_back({from, to});
         }
+        return lines;
     }
-
-private:
-    Display* m_display;
-    Pixmap m_pixmap;
-    GC m_context;
-    Rectangle m_viewport;
-    float m_scaleX;
-    float m_scaleY;
-
-    unsigned long Pixel(const Color& diffuse, const Color& emission) const {
-        const auto channel = [](float value) {
-            const int whole = static_cast<int>(value * 65536);
-            return static_cast<unsigned short>(std::clamp(whole, 0, 65535));
-        };
-        XColor color{};
-        color.red = channel(diffuse.r + emission.r);
-        color.green = channel(diffuse.g + emission.g);
-        color.blue = channel(diffuse.b + emission.b);
-        XAllocColor(m_display, DefaultColormap(m_display, 0), &color);
-        return color.pixel;
+    const float sign = std::array{1, -1, 0}[pass.faces];  // front, back, all
+    const auto at = [&](int row, int column) {
+        return modelView.Transform(mesh.At(row, column).position);
+    };
+    const auto add = [&](int row, int column) {
+        const vec3 e = at(row, column);
+        bool seen = e.z < 0;
+        if (seen && row > 0 && column > 0) {
+            const vec3 normal = Cross(at(row - 1, column) - e, at(row, column - 1) - e);
+            seen = sign * Dot(normal, e) <= 0;
+        }
+        if (seen) {
+            lines.back().push_back(e);
+        } else {
+            lines.emplace_back();
+        }
+    };
+    for (int row = 0; row < mesh.height; ++row) {
+        lines.emplace_back();
+        for (int column = 0; column < mesh.width; ++column)
+            add(row, column);
     }
-
-    XPoint Place(const vec3& e) const {
-        const auto centreX = static_cast<float>(m_viewport.x + m_viewport.width / 2);
-        const auto centreY = static_cast<float>(m_viewport.y + m_viewport.height / 2);
-        return {static_cast<short>(centreX - e.x * m_scaleX / e.z),
-                static_cast<short>(centreY + e.y * m_scaleY / e.z)};
+    for (int column = 0; column < mesh.width; ++column) {
+        lines.emplace_back();
+        for (int row = 0; row < mesh.height; ++row)
+            add(row, column);
     }
+    return lines;
+}
 
-    void DrawLine(std::vector<XPoint> points) const {
-        if (points.size() < 2) return;
-        XDrawLines(m_display, m_pixmap, m_context, points.data(), static_cast<int>(points.size()),
-                   CoordModeOrigin);
-    }
-
-    void DrawGrid(const GeoImage& mesh, const Matrix& modelView, float sign) const {
-        const auto at = [&](int row, int column) {
-            return modelView.Transform(mesh.At(row, column).position);
-        };
-        const auto seen = [&](int row, int column) {
-            const vec3 e = at(row, column);
-            if (e.z >= 0 || sign == 0 || row == 0 || column == 0) return e.z < 0;
-            return sign * Dot(Cross(at(row - 1, column) - e, at(row, column - 1) - e), e) <= 0;
-        };
-        const auto draw = [&](int lines, int length, auto place) {
-            for (int line = 0; line < lines; ++line) {
-                std::vector<XPoint> points;
-                for (int i = 0; i < length; ++i) {
-                    const auto [row, column] = place(line, i);
-                    if (seen(row, column)) {
-                        points.push_back(Place(at(row, column)));
-                    } else {
-                        DrawLine(std::exchange(points, {}));
-                    }
-                }
-                DrawLine(points);
-            }
-        };
-        draw(mesh.height, mesh.width, [](int line, int i) { return std::pair(line, i); });
-        draw(mesh.width, mesh.height, [](int line, int i) { return std::pair(i, line); });
-    }
-};
+unsigned long PixelOf(const Color& diffuse, const Color& emission) {
+    const auto byte = [](float value) {
+        return static_cast<unsigned long>(std::clamp(value * 65536, 0.0F, 65535.0F)) >> 8;
+    };
+    return byte(diffuse.r + emission.r) << 16 | byte(diffuse.g + emission.g) << 8 |
+           byte(diffuse.b + emission.b);
+}
 
 class XLib : public XWindowFixture {
 protected:
@@ -175,7 +129,8 @@ protected:
     }
 };
 
-// Meshes in every mode, some of them round the eye, in viewports of every shape.
+// Meshes in every mode, some of them round the eye, in viewports of every shape: as in plain calls,
+// one for each line.
 TEST_F(XLib, ShowsWhatPlainCallsDraw) {
     Random random(4);
     const auto color = [&] {
@@ -184,30 +139,31 @@ TEST_F(XLib, ShowsWhatPlainCallsDraw) {
     GeoImage meshes[] = {SphereMesh(0.8F, 9, 9), SquareMesh(1, 0, 5), SphereMesh(0.5F, 5, 17),
                          SquareMesh(1.5F, 0, 9)};
     const Pixmap expected = NewPixmap();
-    const GC context = XCreateGC(m_display, expected, 0, nullptr);
     for (int round = 0; round < 400; ++round) {
         const int width = 1 + random.Index(60);
         const int height = 1 + random.Index(50);
-        const Rectangle viewport{random.Index(30), random.Index(30), width, height};
-        const Pixmap drawn = NewPixmap(width, height);
+        const int left = random.Index(30);
+        const int top = random.Index(30);
         m_camera.fov = random.Real(30, 120);
         m_camera.aspect = random.Real(0.5F, 2);
         Fill(expected, 0x336699);
         Fill(m_xWindow, 0x336699);
-        PlainFrame plain(m_display, drawn, context, viewport, m_camera);
-        m_driver->SetViewport(viewport.x, viewport.y, width, height);
+        m_driver->SetViewport(left, top, width, height);
         m_driver->Clear(random.Coin(), random.Coin());
         m_driver->SetupProjection(m_camera);
+        const Pixmap drawn = NewPixmap(width, height);
+        Fill(drawn, 0x101010);
+        const GC context = XCreateGC(m_display, drawn, 0, nullptr);
         for (int i = random.Index(4); i >= 0; --i) {
             const int number = random.Index(4);
             GeoImage& mesh = meshes[number];
-            const vec3 place{random.Real(-1, 1), 0, random.Real(-4, -2)};
-            Matrix modelView = Matrix::Frame(place, random.Point(1), random.Point(1));
+            const vec3 middle{random.Real(-1, 1), 0, random.Real(-4, -2)};
+            Matrix modelView = Matrix::Frame(middle, random.Point(1), random.Point(1));
             if (number == 3) {  // rugged, never so close to the eye that 16 bits do not do
                 for (GeoImageSample* sample = mesh.samples; sample != mesh.samples + 81; ++sample)
                     sample->position.z = 0.5F * static_cast<float>(random.Index(7)) - 2.25F;
                 mesh.Finish(true);
-                modelView = Matrix::Frame({place.x, 0.5F * place.x, 0}, {0, 0, 1}, {0, 1, 0});
+                modelView = Matrix::Frame({middle.x, 0.5F * middle.x, 0}, {0, 0, 1}, {0, 1, 0});
             }
             Shader pass = Wire(color(), 0.5F * static_cast<float>(random.Index(11)));
             pass.material.emission = color();
@@ -223,16 +179,37 @@ TEST_F(XLib, ShowsWhatPlainCallsDraw) {
             m_driver->LoadMatrix(modelView);
             const vec3 eye = random.Point(3);
             EXPECT_TRUE(Run(mesh, pass, eye));
-            plain.Draw(mesh, pass, modelView, eye,
-                       ToMeshSpace(modelView, lightView.Transform(light.pos)));
+
+            XSetFunction(m_display, context, kFunctions[pass.blend]);
+            XSetForeground(m_display, context,
+                           PixelOf(pass.material.diffuse, pass.material.emission));
+            XSetLineAttributes(m_display, context, static_cast<unsigned>(pass.thick + 0.5F),
+                               LineSolid, CapButt, JoinMiter);
+            const double f = height * 0.5 / std::tan(std::numbers::pi * m_camera.fov / 360);
+            const auto scaleX = static_cast<float>(f * m_camera.aspect);
+            const auto scaleY = static_cast<float>(f);
+            const auto centreX = static_cast<float>(left + width / 2);
+            const auto centreY = static_cast<float>(top + height / 2);
+            for (const auto& line :
+                 LinesOf(mesh, pass, modelView, eye,
+                         ToMeshSpace(modelView, lightView.Transform(light.pos)))) {
+                std::vector<XPoint> points;
+                for (const vec3& e : line) {
+                    points.push_back({static_cast<short>(centreX - e.x * scaleX / e.z),
+                                      static_cast<short>(centreY + e.y * scaleY / e.z)});
+                }
+                if (points.size() < 2) continue;
+                XDrawLines(m_display, drawn, context, points.data(),
+                           static_cast<int>(points.size()), CoordModeOrigin);
+            }
         }
         m_driver->Finish();
-        XCopyArea(m_display, drawn, expected, DefaultGC(m_display, 0), 0, 0, width, height,
-                  viewport.x, viewport.y);
+        XCopyArea(m_display, drawn, expected, DefaultGC(m_display, 0), 0, 0, width, height, left,
+                  top);
+        XFreeGC(m_display, context);
         XFreePixmap(m_display, drawn);
         ASSERT_EQ(Pixels(m_xWindow), Pixels(expected)) << round;
     }
-    XFreeGC(m_display, context);
 }
 
 // Thin lines that are longer than a request look as if they were not.
