@@ -1,4 +1,4 @@
-// Set-up and frames of the OpenGL driver: capabilities, viewport, clearing, blur, errors.
+// Set-up and frames of the OpenGL driver: context, viewport, clearing, blur, errors.
 #include "GLFixture.h"
 #include "Random.h"
 
@@ -7,17 +7,6 @@ namespace {
 using FrameGL = GLFixture;
 using testing::Each;
 using testing::ElementsAre;
-
-TEST_F(FrameGL, PublishesWhatTheVisualAndTheContextOffer) {
-    EXPECT_EQ(m_driver->GetCapability("shadows"), 1);
-    const float available = m_driver->GetCapability("maxlights");
-    for (const auto& [forced, expected] :
-         {std::pair{2.0F, 2.0F}, {128, available}, {0, available}}) {
-        m_driver->Set("GL_lights", forced);
-        m_driver->SetWindow(m_xWindow);
-        EXPECT_EQ(m_driver->GetCapability("maxlights"), expected);
-    }
-}
 
 TEST_F(FrameGL, ASecondVisualReplacesTheContext) {
     Texture white = FilledTexture(1, 1, {255, 255, 255});
@@ -29,6 +18,7 @@ TEST_F(FrameGL, ASecondVisualReplacesTheContext) {
         EXPECT_THAT(Shown(square, pass), IsColor(1, 0, 0));
         EXPECT_EQ(CaptureStdout([&] { XFree(m_driver->GetVisual()); }),
                   "DriverGL: got 8 stencil bits\n");
+        EXPECT_EQ(m_driver->GetCapability("shadows"), 1);
     }
 }
 

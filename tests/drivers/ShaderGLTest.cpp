@@ -1,13 +1,185 @@
-// The state of a pass: lines, what earlier passes leave, and passes that draw nothing.
+// The state of a pass: lights, material and blending against their formulas, lines, and passes that
+// draw nothing.
 #include "GLFixture.h"
 #include "Random.h"
+
+#include <array>
 
 namespace {
 
 class ShaderGL : public GLFixture {
 protected:
-    GeoImage m_square = SquareMesh(100, -2);
+    // Its middle vertex is straight ahead, two units away, normal towards the eye.
+    GeoImage m_square = SquareMesh(2, -2, 65);
 };
+
+vec3 ToVector(const Color& color) {
+    return {color.r, color.g, color.b};
+}
+
+vec3 Product(const Color& a, const Color& b) {
+    return {a.r * b.r, a.g * b.g, a.b * b.b};
+}
+
+// The colour of the middle vertex. Light positions and directions are in eye space.
+vec3 Surface(const Shader& pass, const Color& ambient, const std::vector<Light>& lights) {
+    const Material& m = pass.material;
+    if (!pass.lit) return ToVector(m.diffuse);
+    vec3 sum = ToVector(m.emission) + Product(m.ambient, ambient);
+    for (const Light& light : lights) {
+        const vec3 toLight = light.pos - vec3{0, 0, -2};
+        const float d = Length(toLight);
+        const vec3 direction = Normalise(toLight);
+        const float facing = std::max(direction.z, 0.0F);
+        const float shine = std::pow(Normalise(direction + vec3{0, 0, 1}).z, m.shininess);
+        float strength = 1 / (light.falloff.x + light.falloff.y * d + light.falloff.z * d * d);
+        if (light.angle <= 90) {
+            const float along = -Dot(direction, Normalise(light.pointat - light.pos));
+            const bool inside = along >= std::cos(light.angle * std::numbers::pi_v<float> / 180);
+            strength *= inside ? std::pow(along, light.focus) : 0;
+        }
+        sum = sum + strength * (Product(light.ambient, m.ambient) +
+                                facing * Product(light.color, m.diffuse) +
+                                (facing > 0 ? shine : 0) * Product(light.color, m.specular));
+    }
+    return sum;
+}
+
+// A channel of the surface over what was there.
+float Blend(const Shader& pass, float surface, float there) {
+    const float alpha = pass.material.diffuse.a;
+    const float s = std::min(surface, 1.0F);
+    if (pass.blend == BlendAdd) return s + there;
+    if (pass.blend == BlendBlend) return alpha * s + (1 - alpha) * there;
+    if (pass.blend == BlendMul) return s * there;
+    if (pass.blend == BlendHaze) return alpha * s + there;
+    if (pass.blend == BlendFilter) return alpha * s + s * there;
+    if (pass.blend == BlendSubtract) return (1 - s) * there;
+    return s;
+}
+
+// Values that OpenGL refuses, every time with a line, do not bring back those of an earlier light.
+// Only state that changes is sent: a pass must not depend on what the ones before it left.
+TEST_F(ShaderGL, PassesShowWhatTheFormulasSayWhateverWasDrawnBefore) {
+    Random random(8);
+    const auto color = [&](float most) {
+        return Color{random.Real(0, most), random.Real(0, most), random.Real(0, most)};
+    };
+    const auto point = [&](float near, float far) {
+        return vec3{random.Real(-1, 1), random.Real(-1, 1), random.Real(near, far)};
+    };
+    const auto randomLight = [&] {
+        Light light;
+        light.pos = point(-1.5F, 1);
+        light.pointat = point(-4, -2);
+        light.ambient = color(0.3F);
+        light.color = color(1);
+        light.falloff = {random.Real(0.5F, 1), random.Real(0, 1), random.Real(0, 0.5F)};
+        light.angle = random.Coin() ? 180 : random.Real(20, 90);
+        light.focus = random.Coin() ? 0 : random.Real(0, 9);
+        return light;
+    };
+    Texture texture = FilledTexture(2, 2, {255, 90, 20});
+    const auto randomPass = [&] {
+        Shader pass;
+        pass.material = {color(1), color(0.7F), color(0.5F), random.Real(0, 128), color(0.3F)};
+        pass.material.diffuse.a = random.Real(0, 1);
+        pass.texture = random.Coin() ? &texture : nullptr;
+        pass.blend = static_cast<BlendFunc>(BlendReplace + random.Index(BlendCount - 1));
+        pass.rmode = static_cast<RenderFunc>(random.Index(RenderCount));
+        pass.atest = std::array{TestAlways, TestLess, TestGreater}[random.Index(3)];
+        pass.athresh = pass.material.diffuse.a + (random.Coin() ? 0.1F : -0.1F);
+        pass.faces = static_cast<FaceSet>(random.Index(FacesCount));
+        pass.thick = random.Coin() ? 1 : 2;
+        pass.smooth = random.Coin();
+        pass.lit = random.Coin();
+        pass.depth = random.Coin();
+        return pass;
+    };
+    GeoImage sphere = SphereMesh(1, 9, 9);
+    const auto drawAnything = [&] {
+        Run(sphere, randomPass());
+        if (random.Coin()) return;
+        const vec3 light = random.Point(3);
+        m_driver->StartShadows();
+        m_driver->AddShadow(&sphere, &light, 10);
+        m_driver->FinishShadows();
+        m_driver->SetShadowTest(random.Coin());
+        Run(sphere, randomPass());
+        m_driver->SetShadowTest(false);
+    };
+    GeoImage turned = TurnedRound(m_square);
+    for (int i = 0; i < 65 * 65; ++i)
+        turned.samples[i].normal = {0, 0, -1};
+    GeoImage further = SquareMesh(3, -3);
+    for (int round = 0; round < 600; ++round) {
+        m_driver->ClearLights();
+        const Color ambient = color(0.3F);
+        m_driver->SetAmbient(ambient.r, ambient.g, ambient.b, 1);
+        std::vector<Light> lights;
+        for (int i = random.Index(4); i > 0; --i) {
+            Light given = randomLight();
+            Light light = given;
+            const bool refused = random.Index(4) == 0;
+            if (refused) {
+                given.falloff = -1 * light.falloff;
+                given.angle = light.angle == 180 ? 120 : light.angle;
+                given.focus = -2;
+                light.falloff = {1, 0, 0};
+                light.focus = 0;
+            }
+            const vec3 shift = point(-5, 5);
+            MoveTo(shift);
+            EXPECT_THAT(Said([&] { EXPECT_TRUE(m_driver->AddLight(&given)); }),
+                        testing::MatchesRegex(refused ? "GLError 0x501 at SetupLight:.*\n" : ""));
+            light.pos = light.pos + shift;
+            light.pointat = light.pointat + shift;
+            lights.push_back(light);
+        }
+        MoveTo({0, 0, -3});
+        for (int i = random.Index(3); i > 0; --i)
+            drawAnything();
+        m_driver->Clear(true, true);
+
+        m_driver->LoadMatrix({});
+        Shader pass = randomPass();
+        pass.texture = nullptr;
+        pass.rmode = RenderSolid;
+        pass.smooth = true;
+        const bool front = random.Coin();
+        const bool less = pass.athresh > pass.material.diffuse.a;
+        const bool shown = pass.faces != (front ? FacesBack : FacesFront) &&
+                           (pass.atest == TestAlways || less == (pass.atest == TestLess));
+        const Color there = color(1);
+        const vec3 surface = Surface(pass, ambient, lights);
+        const float red = shown ? Blend(pass, surface.x, there.r) : there.r;
+        const float green = shown ? Blend(pass, surface.y, there.g) : there.g;
+        const float blue = shown ? Blend(pass, surface.z, there.b) : there.b;
+        EXPECT_THAT(Shown(front ? m_square : turned, pass, there),
+                    IsColor(std::min(red, 1.0F), std::min(green, 1.0F), std::min(blue, 1.0F)))
+            << round;
+        EXPECT_TRUE(Run(further, Unlit(kBlue)));
+        EXPECT_EQ(ShotCentre() == kBlue, !(shown && pass.depth)) << round;
+    }
+}
+
+TEST_F(ShaderGL, TakesAsManyLightsAsItOffers) {
+    const float available = m_driver->GetCapability("maxlights");
+    Light light;
+    light.color = {0.1F, 0, 0};
+    light.falloff = {1, 0, 0};
+    // A frame forgets lights beyond its limit.
+    for (const auto& [forced, taken] :
+         {std::pair{0.0F, available}, {128, available}, {2, 2}, {1, 1}}) {
+        m_driver->Set("GL_lights", forced);
+        StartFrame();
+        EXPECT_EQ(m_driver->GetCapability("maxlights"), taken);
+        for (int i = 0; i < taken; ++i)
+            EXPECT_TRUE(m_driver->AddLight(&light));
+        EXPECT_FALSE(m_driver->AddLight(&light));
+        EXPECT_THAT(Shown(m_square, Lit()), IsColor(std::min(0.1 * taken, 1.0), 0, 0));
+    }
+}
 
 TEST_F(ShaderGL, LinesAreAsThickAsThePassSays) {
     GeoImage square = SquareMesh(1, -2);
@@ -24,67 +196,6 @@ TEST_F(ShaderGL, LinesAreAsThickAsThePassSays) {
     EXPECT_EQ(rowsCrossed(RenderWire, 0), 3);
     EXPECT_EQ(rowsCrossed(RenderSolid, 1), 1);
     EXPECT_GT(rowsCrossed(RenderSolid, 0), 10);
-}
-
-// Only state that changes is sent: a pass must not depend on what the ones before it left.
-TEST_F(ShaderGL, LooksTheSameWhateverWasDrawnBefore) {
-    Random random(3);
-    const auto channel = [&] { return 0.5F * static_cast<float>(random.Index(3)); };
-    const auto color = [&] { return Color{channel(), 0.5F, channel(), 0.5F}; };
-    Texture textures[] = {FilledTexture(2, 2, {255, 90, 20}), FilledTexture(1, 1, {9, 250, 80})};
-    GeoImage meshes[] = {SphereMesh(1, 9, 9), SquareMesh(1, 0, 3), TurnedRound(SquareMesh(1, 0))};
-    Light lights[3];
-    for (Light& light : lights) {
-        light.pos = random.Point(2) + vec3{0, 2, 1};
-        light.color = color();
-        light.angle = random.Coin() ? 180 : 60;
-    }
-    const auto randomPass = [&] {
-        Shader pass;
-        pass.material = {color(), color(), color(), 4 * channel(), color()};
-        pass.texture = random.Coin() ? &textures[random.Index(2)] : nullptr;
-        pass.blend = static_cast<BlendFunc>(BlendReplace + random.Index(BlendCount - 1));
-        pass.rmode = static_cast<RenderFunc>(random.Index(RenderCount));
-        pass.atest = static_cast<TestFunc>(random.Index(TestCount));
-        pass.athresh = 0.25F * static_cast<float>(random.Index(4));
-        pass.faces = static_cast<FaceSet>(random.Index(FacesCount));
-        pass.thick = random.Coin() ? 1 : 2;
-        pass.smooth = random.Coin();
-        pass.lit = random.Coin();
-        pass.depth = random.Coin();
-        return pass;
-    };
-    const auto draw = [&](const Shader& pass, int mesh, int lit) {
-        m_driver->ClearLights();
-        m_driver->LoadMatrix({});
-        for (int i = 0; i < lit; ++i)
-            m_driver->AddLight(&lights[(mesh + i) % 3]);
-        MoveTo({0, 0, -3});
-        Run(meshes[mesh], pass);
-    };
-    for (int round = 0; round < 150; ++round) {
-        const Shader last = randomPass();
-        const int mesh = random.Index(3);
-        const int lit = random.Index(3);
-        StartFrame();
-        m_driver->Clear(true, true);
-        draw(last, mesh, lit);
-        const Picture alone = Shoot();
-        for (int i = 0; i < 4; ++i)
-            draw(randomPass(), random.Index(3), random.Index(4));
-        if (random.Coin()) {
-            const vec3 light{0, 3, 0};
-            m_driver->StartShadows();
-            m_driver->AddShadow(meshes, &light, 10);
-            m_driver->FinishShadows();
-            m_driver->SetShadowTest(random.Coin());
-            draw(randomPass(), random.Index(3), 1);
-            m_driver->SetShadowTest(false);
-        }
-        m_driver->Clear(true, true);
-        draw(last, mesh, lit);
-        ASSERT_EQ(Shoot(), alone) << round;
-    }
 }
 
 TEST_F(ShaderGL, RefusesUnknownKindsAndDrawsNothing) {
@@ -108,6 +219,7 @@ TEST_F(ShaderGL, RefusesUnknownKindsAndDrawsNothing) {
     m_driver->AddLight(&light);
     EXPECT_EQ(refused([](Shader& s) { s.rmode = RenderWireShadow; }), "") << "two lights";
     const Shader pass = Unlit(kRed);
+    m_driver->AddShadow(nullptr, nullptr, 1);
     EXPECT_FALSE(m_driver->RunShader(nullptr, &pass, nullptr, true));
     EXPECT_FALSE(m_driver->RunShader(&m_square, nullptr, nullptr, true));
     EXPECT_EQ(ShotCentre(), kBlack);
