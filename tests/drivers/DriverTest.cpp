@@ -30,12 +30,7 @@ TEST(DriverBase, ReportsWhatItLacksAndAnswersSafely) {
     EXPECT_TRUE(x == 0 && driver.Get("D_wireframe") == 0 && driver.Get("D_shadowoffset") == 1);
 }
 
-TEST(DriverRegistry, FindsStepsAndListsNames) {
-    for (const auto& [name, shown] : {std::pair{"GL", "OpenGL renderer"}, {"X", "XLib renderer"}}) {
-        const std::unique_ptr<Driver> driver(DriverFactory::Create(name, nullptr));
-        ASSERT_NE(driver, nullptr);
-        EXPECT_STREQ(driver->Name(), shown);
-    }
+TEST(DriverRegistry, StepsThroughNamesAndListsThem) {
     EXPECT_EQ(CaptureStderr([] { EXPECT_EQ(DriverFactory::Create("gl", nullptr), nullptr); }),
               "Error: Requested driver 'gl' does not exist.\nAvailable drivers:\n"
               "  GL - OpenGL backend\n  X - Simple Xlib driver\n");
@@ -48,9 +43,9 @@ TEST(DriverRegistry, FindsStepsAndListsNames) {
 
 // A driver whose context could not be made is still called by the frame loop.
 TEST(DriverWithoutDisplay, SaysSoAndSurvivesAFrame) {
-    for (const char* name : {"GL", "X"}) {
-        const bool gl = name[0] == 'G';
-        const std::unique_ptr<Driver> driver(DriverFactory::Create(name, nullptr));
+    for (const bool gl : {true, false}) {
+        const std::unique_ptr<Driver> driver(DriverFactory::Create(gl ? "GL" : "X", nullptr));
+        EXPECT_STREQ(driver->Name(), gl ? "OpenGL renderer" : "XLib renderer");
         EXPECT_EQ(CaptureStderr([&] { EXPECT_EQ(driver->GetVisual(), nullptr); }),
                   gl ? "DriverGL: Couldn't get an appropriate visual\n" : "");
         EXPECT_EQ(CaptureStderr([&] { driver->SetWindow(1); }), gl ? "DriverGL: No context\n" : "");

@@ -1,5 +1,5 @@
-// The state of a pass: lights, material and blending against their formulas, lines, and passes that
-// draw nothing.
+// The state of a pass, against the formulas of lighting and blending, and where its vertices are.
+// That all methods of sending them draw one picture is tested with the display lists.
 #include "GLFixture.h"
 #include "Random.h"
 
@@ -11,6 +11,13 @@ class ShaderGL : public GLFixture {
 protected:
     // Its middle vertex is straight ahead, two units away, normal towards the eye.
     GeoImage m_square = SquareMesh(2, -2, 65);
+    GeoImage m_sphere = SphereMesh(0.5F, 24, 33);
+    const vec3 m_eye{0, 0, 1.5F};  // of the sphere
+
+    bool RunSphere(const Shader& pass) {
+        MoveTo(-m_eye);
+        return Run(m_sphere, pass, m_eye);
+    }
 };
 
 vec3 ToVector(const Color& color) {
@@ -96,16 +103,15 @@ TEST_F(ShaderGL, PassesShowWhatTheFormulasSayWhateverWasDrawnBefore) {
         pass.depth = random.Coin();
         return pass;
     };
-    GeoImage sphere = SphereMesh(1, 9, 9);
     const auto drawAnything = [&] {
-        Run(sphere, randomPass());
+        RunSphere(randomPass());
         if (random.Coin()) return;
         const vec3 light = random.Point(3);
         m_driver->StartShadows();
-        m_driver->AddShadow(&sphere, &light, 10);
+        m_driver->AddShadow(&m_sphere, &light, 10);
         m_driver->FinishShadows();
         m_driver->SetShadowTest(random.Coin());
-        Run(sphere, randomPass());
+        RunSphere(randomPass());
         m_driver->SetShadowTest(false);
     };
     GeoImage turned = TurnedRound(m_square);
@@ -136,7 +142,6 @@ TEST_F(ShaderGL, PassesShowWhatTheFormulasSayWhateverWasDrawnBefore) {
             light.pointat = light.pointat + shift;
             lights.push_back(light);
         }
-        MoveTo({0, 0, -3});
         for (int i = random.Index(3); i > 0; --i)
             drawAnything();
         m_driver->Clear(true, true);
@@ -198,6 +203,41 @@ TEST_F(ShaderGL, LinesAreAsThickAsThePassSays) {
     EXPECT_GT(rowsCrossed(RenderSolid, 0), 10);
 }
 
+TEST_F(ShaderGL, EverySizeIsSentWithoutErrors) {
+    const std::pair<int, int> sizes[] = {{0, 0}, {1, 1},     {1, 7},     {7, 1},
+                                         {2, 2}, {129, 129}, {300, 300}, {2, 5000}};
+    for (const float method : {0.0F, 1.0F, 2.0F}) {
+        m_driver->Set("GL_draw_method", method);
+        StartFrame();
+        for (const auto& [rows, columns] : sizes) {
+            GeoImage mesh(rows, columns);
+            for (int i = 0; i < rows * columns; ++i)
+                mesh.samples[i] = m_sphere.samples[i % 792];
+            EXPECT_TRUE(Run(mesh, Lit()));
+            EXPECT_TRUE(Run(mesh, Of(RenderShell, 1, Lit())));
+        }
+    }
+}
+
+TEST_F(ShaderGL, ShellLiesTheThicknessAboveAndOutlineFollowsTheRim) {
+    const vec3 above{0.6F, 0, -1.5F};
+    RunSphere(Unlit(kGreen));
+    Shoot();
+    EXPECT_EQ(At(above), kBlack);
+    RunSphere(Of(RenderShell, 0.25F, Unlit(kGreen)));
+    Shoot();
+    EXPECT_EQ(At(above), kGreen);
+    EXPECT_EQ(At(vec3{0.9F, 0, -1.5F}), kBlack);
+    // Lines are lit as if they faced the eye, where this light is.
+    StartFrame();
+    Light light;
+    light.falloff = {1, 0, 0};
+    m_driver->AddLight(&light);
+    RunSphere(Of(RenderOutline, 3, Lit()));
+    EXPECT_EQ(ShotCentre(), kBlack);
+    EXPECT_GT(At(vec3{0.471F, 0, -1.333F}).g, 0.8F) << "where a line from the eye is tangent";
+}
+
 TEST_F(ShaderGL, RefusesUnknownKindsAndDrawsNothing) {
     const auto refused = [&](auto change) {
         Shader pass = Unlit(kRed);
@@ -223,6 +263,14 @@ TEST_F(ShaderGL, RefusesUnknownKindsAndDrawsNothing) {
     EXPECT_FALSE(m_driver->RunShader(nullptr, &pass, nullptr, true));
     EXPECT_FALSE(m_driver->RunShader(&m_square, nullptr, nullptr, true));
     EXPECT_EQ(ShotCentre(), kBlack);
+    // The ranges of these settings keep users from unknown methods.
+    for (const char* setting : {"GL_draw_method", "GL_line_method"})
+        m_driver->Declare(setting, 0, 9, 1, "") = 3;
+    StartFrame();
+    EXPECT_EQ(Said([&] { EXPECT_TRUE(RunSphere(Unlit(kRed))); }),
+              "Unknown drawmethod 3 (in DriverGL::intRenderGeoImage)\n");
+    EXPECT_EQ(Said([&] { EXPECT_TRUE(RunSphere(Of(RenderOutline))); }),
+              "Unknown linemethod 3 (in DriverGL::intRenderOutline)\n");
 }
 
 }  // namespace
