@@ -176,13 +176,13 @@ TEST_F(DisplayLists, RecordedReplayedAndDirectLookTheSame) {
 TEST_F(DisplayLists, ShadowsReplayWhatShadowPassesRecord) {
     GeoImage ball = SphereMesh(0.4F, 9, 9);
     GeoImage wall = SquareMesh(8, -4);
-    const Shader black = Unlit(kBlack);
     Light light;
     light.pos = {2, 0, 0};
     light.shadowlen = 50;
     m_driver->Set("GL_dlistShadows", 1);
     const auto shadow = [&](const vec3& from = {2, 0, 2}) {
         StartFrame();
+        const Shader black = Unlit(kBlack);
         m_driver->RunShader(&wall, &black, nullptr, false);
         m_driver->AddLight(&light);
         m_driver->StartShadows();

@@ -10,11 +10,7 @@
 
 namespace {
 
-class ShadowsGL : public GLFixture {
-protected:
-    GeoImage m_wall = SquareMesh(8, -4);
-    GeoImage m_veil = SquareMesh(8, -1);
-};
+using ShadowsGL = GLFixture;
 
 // The volume, red behind and blue in front, under the current matrix.
 void SendVolume(GeoImage& caster, const vec3& light, float extrusion, float offset, bool shown) {
@@ -56,6 +52,8 @@ void SendVolume(GeoImage& caster, const vec3& light, float extrusion, float offs
 // those of the volume's own points, and a veil under the test covers what lies outside.
 TEST_F(ShadowsGL, CountShowAndTestTheVolumeAsItIsDefined) {
     Random random(6);
+    GeoImage wall = SquareMesh(8, -4);
+    GeoImage veil = SquareMesh(8, -1);
     Texture clear = FilledTexture(1, 1, {255, 255, 255, 0});
     const GeoImage sheet = SquareMesh(0.6F, 0.1F, 3);
     GeoImage casters[] = {SphereMesh(0.4F, 9, 12), sheet, TurnedRound(sheet)};
@@ -81,10 +79,10 @@ TEST_F(ShadowsGL, CountShowAndTestTheVolumeAsItIsDefined) {
         std::vector<int> stencils[2];
         for (const int plain : {1, 0}) {
             StartFrame();
-            Run(m_wall, Unlit(kBlack));
+            Run(wall, Unlit(kBlack));
             MoveTo({0, 0, -2});
             Run(caster, Unlit(kBlack));
-            Run(m_wall, before);
+            Run(wall, before);
             if (plain == 0) {
                 m_driver->StartShadows();
                 m_driver->AddShadow(&caster, &light, extrusion);
@@ -97,7 +95,7 @@ TEST_F(ShadowsGL, CountShowAndTestTheVolumeAsItIsDefined) {
         }
         m_driver->SetShadowTest(true);
         m_driver->LoadMatrix({});
-        Run(m_veil, Unlit(kWhite));
+        Run(veil, Unlit(kWhite));
         m_driver->SetShadowTest(false);
         const Picture& veiled = Shoot();
         for (std::size_t i = 0; i < veiled.size(); ++i) {

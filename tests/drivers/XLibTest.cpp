@@ -44,21 +44,16 @@ std::vector<std::vector<vec3>> LinesOf(GeoImage& mesh, const Shader& pass, const
             const vec3 normal = Cross(at(row - 1, column) - e, at(row, column - 1) - e);
             seen = sign * Dot(normal, e) <= 0;
         }
-        if (seen) {
-            lines.back().push_back(e);
-        } else {
-            lines.emplace_back();
-        }
+        if (seen) lines.back().push_back(e);
+        if (!seen) lines.emplace_back();
     };
-    for (int row = 0; row < mesh.height; ++row) {
-        lines.emplace_back();
-        for (int column = 0; column < mesh.width; ++column)
-            add(row, column);
+    for (int i = 0; i < mesh.height * mesh.width; ++i) {
+        if (i % mesh.width == 0) lines.emplace_back();
+        add(i / mesh.width, i % mesh.width);
     }
-    for (int column = 0; column < mesh.width; ++column) {
-        lines.emplace_back();
-        for (int row = 0; row < mesh.height; ++row)
-            add(row, column);
+    for (int i = 0; i < mesh.height * mesh.width; ++i) {
+        if (i % mesh.height == 0) lines.emplace_back();
+        add(i % mesh.height, i / mesh.height);
     }
     return lines;
 }
@@ -259,9 +254,9 @@ TEST_F(XLib, RefusesUnknownKindsAndShadows) {
 }
 
 TEST_F(XLib, OffersABufferThatFollowsViewportAndCamera) {
+    Occlusion& buffer = *m_driver->GetOcclusion();
     for (GeoImage* occluder : {&m_square, static_cast<GeoImage*>(nullptr)}) {
         StartFrame();
-        Occlusion& buffer = *m_driver->GetOcclusion();
         buffer.SetMatrix({});
         buffer.AddGeoImage(occluder, {}, {});
         buffer.Sync();
@@ -298,7 +293,6 @@ TEST_F(XLib, CutsLongLinesWithoutBendingThem) {
 TEST_F(XLib, SendsFewRequestsPerPass) {
     GeoImage sphere = SphereMesh(0.8F, 33, 33);
     const auto frame = [&] {
-        const unsigned long before = NextRequest(m_display);
         StartFrame();
         MoveTo({0, 0, -2});
         for (int i = 0; i < 100; ++i) {
@@ -307,12 +301,12 @@ TEST_F(XLib, SendsFewRequestsPerPass) {
             Run(sphere, pass, {0, 0, 2});
         }
         m_driver->Finish();
-        return NextRequest(m_display) - before;
     };
-    frame();  // every colour is asked for once
-    EXPECT_LT(frame(), 50U * (2 + 2 + 2 * 33));
+    frame();  // every colour may be asked for once
     const unsigned long processed = LastKnownRequestProcessed(m_display);
+    const unsigned long next = NextRequest(m_display);
     frame();
+    EXPECT_LT(NextRequest(m_display) - next, 50U * (2 + 2 + 2 * 33));
     EXPECT_EQ(LastKnownRequestProcessed(m_display), processed) << "a round trip to the server";
 }
 
