@@ -20,10 +20,6 @@ protected:
     }
 };
 
-vec3 ToVector(const Color& color) {
-    return {color.r, color.g, color.b};
-}
-
 vec3 Product(const Color& a, const Color& b) {
     return {a.r * b.r, a.g * b.g, a.b * b.b};
 }
@@ -31,8 +27,8 @@ vec3 Product(const Color& a, const Color& b) {
 // The colour of the middle vertex. Light positions and directions are in eye space.
 vec3 Surface(const Shader& pass, const Color& ambient, const std::vector<Light>& lights) {
     const Material& m = pass.material;
-    if (!pass.lit) return ToVector(m.diffuse);
-    vec3 sum = ToVector(m.emission) + Product(m.ambient, ambient);
+    if (!pass.lit) return Product(m.diffuse, kWhite);
+    vec3 sum = Product(m.emission, kWhite) + Product(m.ambient, ambient);
     for (const Light& light : lights) {
         const vec3 toLight = light.pos - vec3{0, 0, -2};
         const float d = Length(toLight);
@@ -52,7 +48,7 @@ vec3 Surface(const Shader& pass, const Color& ambient, const std::vector<Light>&
     return sum;
 }
 
-// A channel of the surface over what was there.
+// A channel of the surface over what was there, before it is cut off at 1.
 float Blend(const Shader& pass, float surface, float there) {
     const float alpha = pass.material.diffuse.a;
     const float s = std::min(surface, 1.0F);
@@ -72,13 +68,10 @@ TEST_F(ShaderGL, PassesShowWhatTheFormulasSayWhateverWasDrawnBefore) {
     const auto color = [&](float most) {
         return Color{random.Real(0, most), random.Real(0, most), random.Real(0, most)};
     };
-    const auto point = [&](float near, float far) {
-        return vec3{random.Real(-1, 1), random.Real(-1, 1), random.Real(near, far)};
-    };
     const auto randomLight = [&] {
         Light light;
-        light.pos = point(-1.5F, 1);
-        light.pointat = point(-4, -2);
+        light.pos = random.Point(1) - vec3{0, 0, 0.25F};
+        light.pointat = random.Point(1) - vec3{0, 0, 3};
         light.ambient = color(0.3F);
         light.color = color(1);
         light.falloff = {random.Real(0.5F, 1), random.Real(0, 1), random.Real(0, 0.5F)};
@@ -115,8 +108,6 @@ TEST_F(ShaderGL, PassesShowWhatTheFormulasSayWhateverWasDrawnBefore) {
         m_driver->SetShadowTest(false);
     };
     GeoImage turned = TurnedRound(m_square);
-    for (int i = 0; i < 65 * 65; ++i)
-        turned.samples[i].normal = {0, 0, -1};
     GeoImage further = SquareMesh(3, -3);
     for (int round = 0; round < 600; ++round) {
         m_driver->ClearLights();
@@ -134,7 +125,7 @@ TEST_F(ShaderGL, PassesShowWhatTheFormulasSayWhateverWasDrawnBefore) {
                 light.falloff = {1, 0, 0};
                 light.focus = 0;
             }
-            const vec3 shift = point(-5, 5);
+            const vec3 shift = random.Point(5);
             MoveTo(shift);
             EXPECT_THAT(Said([&] { EXPECT_TRUE(m_driver->AddLight(&given)); }),
                         testing::MatchesRegex(refused ? "GLError 0x501 at SetupLight:.*\n" : ""));
@@ -157,11 +148,12 @@ TEST_F(ShaderGL, PassesShowWhatTheFormulasSayWhateverWasDrawnBefore) {
                            (pass.atest == TestAlways || less == (pass.atest == TestLess));
         const Color there = color(1);
         const vec3 surface = Surface(pass, ambient, lights);
-        const float red = shown ? Blend(pass, surface.x, there.r) : there.r;
-        const float green = shown ? Blend(pass, surface.y, there.g) : there.g;
-        const float blue = shown ? Blend(pass, surface.z, there.b) : there.b;
+        const auto wanted = [&](float channel, float before) {
+            return shown ? std::min(Blend(pass, channel, before), 1.0F) : before;
+        };
         EXPECT_THAT(Shown(front ? m_square : turned, pass, there),
-                    IsColor(std::min(red, 1.0F), std::min(green, 1.0F), std::min(blue, 1.0F)))
+                    IsColor(wanted(surface.x, there.r), wanted(surface.y, there.g),
+                            wanted(surface.z, there.b)))
             << round;
         EXPECT_TRUE(Run(further, Unlit(kBlue)));
         EXPECT_EQ(ShotCentre() == kBlue, !(shown && pass.depth)) << round;

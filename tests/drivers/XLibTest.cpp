@@ -39,13 +39,11 @@ std::vector<std::vector<vec3>> LinesOf(GeoImage& mesh, const Shader& pass, const
     };
     const auto add = [&](int row, int column) {
         const vec3 e = at(row, column);
-        bool seen = e.z < 0;
-        if (seen && row > 0 && column > 0) {
-            const vec3 normal = Cross(at(row - 1, column) - e, at(row, column - 1) - e);
-            seen = sign * Dot(normal, e) <= 0;
-        }
-        if (seen) lines.back().push_back(e);
-        if (!seen) lines.emplace_back();
+        const bool inner = row > 0 && column > 0;
+        const vec3 normal =
+            inner ? Cross(at(row - 1, column) - e, at(row, column - 1) - e) : vec3{};
+        if (e.z < 0 && sign * Dot(normal, e) <= 0) return lines.back().push_back(e);
+        lines.emplace_back();
     };
     for (int i = 0; i < mesh.height * mesh.width; ++i) {
         if (i % mesh.width == 0) lines.emplace_back();
