@@ -1,4 +1,4 @@
-// Set-up and frames of the OpenGL driver: context, viewport, clearing, blur, errors.
+// Frames of the OpenGL driver: viewport and projection, clearing, blur, errors.
 #include "GLFixture.h"
 #include "Random.h"
 
@@ -7,20 +7,6 @@ namespace {
 using FrameGL = GLFixture;
 using testing::Each;
 using testing::ElementsAre;
-
-TEST_F(FrameGL, ASecondVisualReplacesTheContext) {
-    Texture white = FilledTexture(1, 1, {255, 255, 255});
-    GeoImage square = SquareMesh(100, -2);
-    Shader pass = Unlit(kRed);
-    pass.texture = &white;
-    for (int context = 0; context < 2; ++context) {
-        StartFrame();
-        EXPECT_THAT(Shown(square, pass), IsColor(1, 0, 0));
-        EXPECT_EQ(CaptureStdout([&] { XFree(m_driver->GetVisual()); }),
-                  "DriverGL: got 8 stencil bits\n");
-        EXPECT_EQ(m_driver->GetCapability("shadows"), 1);
-    }
-}
 
 TEST_F(FrameGL, ViewportCountsFromTheTopLeftAndProjectsAsTheLensSays) {
     Random random(2);
