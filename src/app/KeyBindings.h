@@ -1,4 +1,4 @@
-// The keys of the window in one table: what a key is, what it does, how the guide describes it.
+// The keys of the window in one table: what a key is and what it does.
 #pragma once
 
 #include <span>
@@ -8,7 +8,6 @@ struct Application;
 struct KeyBinding {
     char key;                      // as the keyboard map of the X server gives it
     void (*action)(Application&);  // null: quits
-    const char* help;              // its line of the user's guide, without the key
 };
 
 // All bindings, in the order of the guide.
