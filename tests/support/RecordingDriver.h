@@ -4,7 +4,6 @@
 
 // Test sources include their framework before this header: the macros of X clash with it.
 
-#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <map>
@@ -39,7 +38,7 @@ public:
     int viewWidth = 640;
     int viewHeight = 480;
     Statistics reported;  // recorded by Finish
-    Texture framebuffer;  // copied by GetFramebuffer
+    Texture framebuffer;  // taken by GetFramebuffer
 
     // maxLights is published as the capability, unless negative; shadows likewise when true.
     explicit RecordingDriver(int maxLights = 8, bool shadows = false) : Driver(nullptr) {
@@ -81,13 +80,7 @@ public:
         m_stats = reported;
         Note("Finish");
     }
-    Texture GetFramebuffer() override {
-        Texture copy;
-        copy.SetSize(framebuffer.width, framebuffer.height, framebuffer.channels);
-        const int bytes = framebuffer.width * framebuffer.height * framebuffer.channels;
-        std::copy_n(framebuffer.pixels, bytes, copy.pixels);
-        return copy;
-    }
+    Texture GetFramebuffer() override { return std::move(framebuffer); }
     void Purge(Texture* texture) override { Note("Purge", NameOf(texture)); }
     void Purge(GeoImage* mesh) override {
         Note("Purge", purgedLive ? NameOrSize(mesh) : NameOf(mesh));
