@@ -31,8 +31,8 @@ protected:
 };
 
 TEST_F(Input, KeysChangeTheShellWithinItsLimits) {
-    Press(" 009!@1233`pPkfr)))(");
-    EXPECT_EQ(2, app.frameNumber);
+    Press(" 009!@1233`pPkfr)))([[]");
+    EXPECT_TRUE(app.frameNumber == 2 && app.camera.fov == 65);
     const bool* mask = app.shell.emask;
     EXPECT_TRUE(mask[0] && !mask[1] && mask[2]) << "the third toggled twice";
     EXPECT_TRUE(app.shell.anaglyph && app.jiggle && app.recording && app.shell.ratecap);
@@ -56,11 +56,6 @@ TEST_F(Input, KeysChangeTheShellWithinItsLimits) {
         EXPECT_FLOAT_EQ(to, ratecap ? app.shell.caprate : app.shell.baseLOD) << keys;
         const float other = ratecap ? app.shell.baseLOD : app.shell.caprate;
         EXPECT_TRUE(other == from || std::isnan(from));
-    }
-    for (const auto& [from, key, to] : {std::tuple{8.0F, "]", 5.0F}, {172.0F, "[", 175.0F}}) {
-        app.camera.fov = from;
-        Press(key);
-        EXPECT_FLOAT_EQ(to, app.camera.fov);
     }
     app.camera = {.pos = {1, 2, 3}, .lookat = {1, 2, -7}};
     Press("aaz");

@@ -123,15 +123,10 @@ protected:
 
     std::string Out() const { return home.Read("out"); }
     std::string Err() const { return home.Read("err"); }
-    // The number of frames shown so far, and the statistics line of the last one.
+    // The number of frames shown so far.
     std::ptrdiff_t Frames() const {
         const std::string out = Out();
         return std::count(out.begin(), out.end(), '\r');
-    }
-    std::string LastFrame() const {
-        const std::string out = Out();
-        const std::size_t end = out.rfind('\r');
-        return out.substr(0, end).substr(out.find_last_of("\r\n", end - 1) + 1);
     }
 
     // Types text into the program's standard input.

@@ -1,7 +1,7 @@
-// Makes meshes, objects and lights of a test scene in one line each, and frees them.
+// Makes meshes, objects and lights of a test scene in one line each, and owns them.
 #pragma once
 
-#include <deque>
+#include <list>
 #include <string>
 
 #include "scene/Room.h"
@@ -10,8 +10,6 @@
 class TestScene {
 public:
     Room room;
-
-    ~TestScene() { DestroyChildren(room); }
 
     // A square sheet in the plane z = 0, front towards +z, of the given half width.
     GeoImage* Quad(float half, int size = 2) {
@@ -22,11 +20,11 @@ public:
         return &m_meshes.emplace_back(SphereMesh(radius, size, size));
     }
     Object* Add(Object& parent, const std::string& name, GeoImage* mesh, const vec3& pos) {
-        auto* object = new Object;
-        object->pos = pos;
-        object->SetMesh(mesh);
-        parent.AddChild(name, object);
-        return object;
+        Object& object = m_objects.emplace_back();
+        object.pos = pos;
+        object.SetMesh(mesh);
+        parent.AddChild(name, &object);
+        return &object;
     }
     // With one unlit white shader in its base list.
     Object* AddPlain(Object& parent, const std::string& name, GeoImage* mesh, const vec3& pos) {
@@ -45,23 +43,15 @@ public:
         light->pos = pos;
         return light;
     }
-    // Takes the child and everything below it away, as the database does.
+    // Deletes a child that has none itself, as the database does.
     void Remove(Object& parent, const std::string& name) {
-        Object* child = parent.Child(name);
-        DestroyChildren(*child);
+        const Object* child = parent.Child(name);
         parent.RemoveChild(name);
         parent.children.erase(name);
-        delete child;
+        m_objects.remove_if([=](const Object& object) { return &object == child; });
     }
 
 private:
-    std::deque<GeoImage> m_meshes;
-
-    static void DestroyChildren(Object& object) {
-        for (const auto& [name, child] : object.children) {
-            DestroyChildren(*child);
-            delete child;
-        }
-        object.children.clear();
-    }
+    std::list<GeoImage> m_meshes;
+    std::list<Object> m_objects;
 };

@@ -30,19 +30,26 @@ protected:
     Camera m_camera;  // at the origin, along -z, 90 degrees high: at z = -d the view is 2 d high
 
     void SetUp() override {
-        // A server that starts anew when its last client leaves refuses for a moment.
-        for (int left = 20; (m_display = XOpenDisplay(nullptr)) == nullptr && left > 0; --left)
-            usleep(100000);
         m_camera.fov = 90;
+        m_display = XOpenDisplay(nullptr);
         ASSERT_NE(m_display, nullptr) << "this test needs an X server";
         m_driver.reset(DriverFactory::Create(m_driverName, m_display));
         ASSERT_NE(m_driver, nullptr);
         XVisualInfo* visual = m_driver->GetVisual();
         ASSERT_NE(visual, nullptr) << "this test needs a visual for the driver";
-        MakeWindow(*visual);
+        const Window root = RootWindow(m_display, visual->screen);
+        XSetWindowAttributes attributes{};
+        attributes.colormap = XCreateColormap(m_display, root, visual->visual, AllocNone);
+        attributes.override_redirect = True;  // no window manager moves it or lets it wait
+        // Tests run side by side, and what another window covers cannot be read back.
+        m_xWindow =
+            XCreateWindow(m_display, root, 672 + 96 * (getpid() % 6), 80 * (getpid() / 6 % 12),
+                          kWidth, kHeight, 0, visual->depth, InputOutput, visual->visual,
+                          CWBorderPixel | CWColormap | CWOverrideRedirect, &attributes);
+        XMapWindow(m_display, m_xWindow);
+        XSync(m_display, False);
         XFree(visual);
     }
-
     void TearDown() override {
         m_driver.reset();
         if (m_display != nullptr) XCloseDisplay(m_display);
@@ -67,18 +74,4 @@ protected:
 
 private:
     std::string m_driverName;
-
-    void MakeWindow(const XVisualInfo& visual) {
-        const Window root = RootWindow(m_display, visual.screen);
-        XSetWindowAttributes attributes{};
-        attributes.colormap = XCreateColormap(m_display, root, visual.visual, AllocNone);
-        attributes.override_redirect = True;  // no window manager moves it or lets it wait
-        // Tests run side by side, and what another window covers cannot be read back.
-        m_xWindow =
-            XCreateWindow(m_display, root, 672 + 96 * (getpid() % 6), 80 * (getpid() / 6 % 12),
-                          kWidth, kHeight, 0, visual.depth, InputOutput, visual.visual,
-                          CWBorderPixel | CWColormap | CWOverrideRedirect, &attributes);
-        XMapWindow(m_display, m_xWindow);
-        XSync(m_display, False);
-    }
 };
