@@ -84,10 +84,9 @@ protected:
         End();
         for (const char* stream : {"out", "err"})
             home.Write(stream, "");
-        const std::string command = "exec env " + environment + " >" + home.File("out") + " 2>" +
-                                    home.File("err") + " " PALLIX_PROGRAM " -testRender/wW " +
-                                    std::to_string(kWidth) + " -testRender/wH " +
-                                    std::to_string(kHeight) + " " + words;
+        const std::string command = "exec env " + environment + " " PALLIX_PROGRAM +
+                                    " -testRender/wW 240 -testRender/wH 180 " + words + " >" +
+                                    home.File("out") + " 2>" + home.File("err");
         signal(SIGPIPE, SIG_IGN);  // the program may end while a test is still typing
         int pipe[2];
         ASSERT_EQ(0, pipe2(pipe, O_CLOEXEC));
