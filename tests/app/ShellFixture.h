@@ -4,8 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <string>
-
 #include "app/Application.h"
 #include "app/Windows.h"
 #include "drivers/Driver.h"
