@@ -167,7 +167,8 @@ protected:
         // Sanitizers and software OpenGL on a busy machine take their time.
         const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
         for (;;) {
-            const bool last = Ended() || std::chrono::steady_clock::now() > end;
+            // What follows a failure tells nothing more, and is not waited for.
+            const bool last = Ended() || HasFailure() || std::chrono::steady_clock::now() > end;
             if (condition()) return true;
             if (last) return false;
             std::this_thread::sleep_for(std::chrono::milliseconds(5));
