@@ -102,18 +102,17 @@ TEST_F(FrameLoopTest, CallsTheDriverInOrder) {
 
 TEST_F(FrameLoopTest, EyesStandApartAndSeeComplementaryColours) {
     const std::string begin = "SetWindow; SetViewport 0 0 64 48; ColorMask 111; Clear depth; ";
-    const std::string middle = "SetupProjection 60; LoadMatrix 0 0 0; ";
+    const std::string view = "SetupProjection 60; LoadMatrix ";
+    const std::string middle = view + "0 0 0; ";
     const std::string end = "ColorMask 111; Finish";
     m_app.shell.anaglyph = true;
     m_app.shell.ediverg = 0.1F;
     for (const int eyes : {3, 2, 1, 0}) {
         m_app.drawLeftEye = (eyes & 1) != 0;
         m_app.drawRightEye = (eyes & 2) != 0;
-        EXPECT_EQ(Calls(), begin + "ColorMask 011; " +
-                               (eyes & 1 ? "SetupProjection 60; LoadMatrix 0.05 0 0; " : "") +
+        EXPECT_EQ(Calls(), begin + "ColorMask 011; " + (eyes & 1 ? view + "0.05 0 0; " : "") +
                                "ColorMask 100; Clear depth; " +
-                               (eyes & 2 ? "SetupProjection 60; LoadMatrix -0.05 0 0; " : "") +
-                               end);
+                               (eyes & 2 ? view + "-0.05 0 0; " : "") + end);
     }
 
     // Equal flags: no offset, and no left eye to switch off.

@@ -141,16 +141,14 @@ TEST(TextureTool, PatternsPutTheirColoursInPlaceAndGoThroughPngFilesUnchanged) {
     const auto red = [](double part) { return Pixel{part, 0, 1 - part, 1}; };
     const auto grey = [](double, double v) { return Pixel{v, v, v, 1}; };
     const auto still = [](double, double) { return Pixel{128 / 255.0, 0, 0, 0}; };
-    const auto slope = [&](double, double v) { return red(std::clamp(2 - 4 * v, 0.0, 1.0)); };
     const struct {
         const char* words;
         std::function<Pixel(double, double)> color;
     } cases[] = {
         {"checker m --first ff0000 --second '#0000ff' --cells 3 --width 8 --height 21",
          [&](double u, double v) { return red((int(3 * u) + int(3 * v) + 1) % 2); }},
-        {"gradient m --width 4 --height 101 --stop 0.5:0000ff --stop 0.25:ff0000", slope},
         {"gradient m --width 50 --height 4 --stop 0.5:0000ff --stop 0.25:ff0000 --horizontal",
-         [&](double u, double v) { return slope(v, u); }},
+         [&](double u, double) { return red(std::clamp(2 - 4 * u, 0.0, 1.0)); }},
         {"gradient m --width 5 --height 4", grey},
         {"gradient m --stop 0:80808000 --width 5 --height 4", still},
     };
