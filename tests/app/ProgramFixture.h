@@ -15,6 +15,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
@@ -66,7 +67,11 @@ protected:
 
     // A key that is held for long does not repeat.
     explicit ProgramFixture(const char* options = "+extension GLX -r") : server(options) {}
-    void SetUp() override { ASSERT_NE(nullptr, display) << "Xvfb does not start"; }
+    void SetUp() override {
+        ASSERT_NE(nullptr, display) << "Xvfb does not start";
+        // By default a failed request ends the process, and leaves server and program behind.
+        XSetErrorHandler([](Display*, XErrorEvent*) { return 0; });
+    }
     ~ProgramFixture() override {
         End();
         if (display != nullptr) XCloseDisplay(display);
@@ -103,7 +108,7 @@ protected:
     // Starts it in its home, waits until frames can be drawn and puts the pointer into its window.
     void Start(const std::string& words) {
         Launch("HOME=" + home.Path(), words);
-        ASSERT_TRUE(WaitFor("\r")) << Err();
+        if (!WaitFor("\r")) throw std::runtime_error("no frame: " + Err());
         Do("search --onlyvisible --name '^PALLIX rendering test$' mousemove --window %1 60 70");
         window = OnlyChild(DefaultRootWindow(display));
     }

@@ -36,6 +36,7 @@ protected:
     // What the window shows, row by row.
     std::vector<unsigned long> Pixels() const {
         XImage* image = XGetImage(display, window, 0, 0, kWidth, kHeight, AllPlanes, ZPixmap);
+        if (image == nullptr) throw std::runtime_error("no picture");
         std::vector<unsigned long> pixels;
         for (int i = 0; i < kWidth * kHeight; ++i)
             pixels.push_back(XGetPixel(image, i % kWidth, i / kWidth));
