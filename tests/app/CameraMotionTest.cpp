@@ -7,12 +7,12 @@
 #include <cstdlib>
 #include <limits>
 #include <numbers>
-#include <random>
 
 #include "app/Application.h"
 #include "scene/SceneFixture.h"
 #include "settings/Registry.h"
 #include "settings/ShellKeys.h"
+#include "support/Random.h"
 
 namespace {
 
@@ -37,7 +37,7 @@ class CameraMotionTest : public SceneFixture {
 protected:
     Registry m_registry{dir.File("registry")};
     Application m_app;
-    std::mt19937 m_random{7};
+    Random m_random{7};
 
     CameraMotionTest() {
         m_registry.SetFloat(shell_keys::kVelocityScale, 0.01F);
@@ -56,17 +56,12 @@ protected:
             --steps;
         return steps > 0;
     }
-    vec3 RandomVector(float range) {
-        std::uniform_real_distribution<float> coordinate(-range, range);
-        return {coordinate(m_random), coordinate(m_random), coordinate(m_random)};
-    }
-    bool Chance() { return m_random() % 2 == 0; }
     // Replaces some parameters by markers below the object.
     Path WithMarkers(const std::string& object, Path path) {
         for (std::size_t i = 0; i < path.size(); ++i) {
-            if (Chance()) continue;
+            if (m_random.Coin()) continue;
             Run("object " + object + "/" + "ckpot"[i]);
-            path[i] = dvec3(command->CurrentObject()->point = RandomVector(1));
+            path[i] = dvec3(command->CurrentObject()->point = m_random.Point(1));
         }
         return path;
     }
@@ -81,13 +76,13 @@ TEST_F(CameraMotionTest, MovesTheCameraLikeAPlainSecondVersion) {
         const Path path = WithMarkers(
             "_cam",
             {{{}, {0.051, 0.05, 0.051}, {9, 3, 9}, {0, 0, std::numbers::pi / 2}, {0.5, 0, 0.5}}});
-        const bool upright = Chance();  // and stays so by moving along the view only
+        const bool upright = m_random.Coin();  // and stays so by moving along the view only
         m_app.camera = {};
-        if (!upright) m_app.camera = {RandomVector(9), RandomVector(9), RandomVector(1)};
-        m_app.velocity = upright ? vec3{0, 0, 1} : RandomVector(100);
-        if (Chance()) m_app.velocity *= 0.0005F;
-        m_app.paused = Chance();
-        m_app.recording = Chance();
+        if (!upright) m_app.camera = {m_random.Point(9), m_random.Point(9), m_random.Point(1)};
+        m_app.velocity = upright ? vec3{0, 0, 1} : m_random.Point(100);
+        if (m_random.Coin()) m_app.velocity *= 0.0005F;
+        m_app.paused = m_random.Coin();
+        m_app.recording = m_random.Coin();
         m_app.pathTime = static_cast<float>(round) / 2;
         dvec3 pos(m_app.camera.pos);
         dvec3 lookat(m_app.camera.lookat);
@@ -127,7 +122,7 @@ TEST_F(CameraMotionTest, JigglesLightsAndObjectsLikeAPlainSecondVersion) {
         std::vector<std::pair<dvec3, dvec3>> flown;
         for (const std::string name : {":a", ":b", ":c"}) {
             Run("delete r " + name + "\nlight set " + name + " pos 0,0,0");
-            const vec3 aim = m_app.currentRoom->lights[name]->pointat = RandomVector(5);
+            const vec3 aim = m_app.currentRoom->lights[name]->pointat = m_random.Point(5);
             const dvec3 speed = (flown.size() + 1.0) * dvec3{0.03, 0.04, 0.05};
             const Path path =
                 WithMarkers(name, {{{0, 4, 0}, speed, {7, 2, 2}, {0, 1, 2}, {0, 0, 1}}});
@@ -161,7 +156,7 @@ TEST_F(CameraMotionTest, JigglesLightsAndObjectsLikeAPlainSecondVersion) {
 // In floats alone six views in a hundred flip between two neighbouring up vectors for ever.
 TEST_F(CameraMotionTest, EveryViewComesToRest) {
     for (int i = 0; i < 20000; ++i) {
-        m_app.camera = {RandomVector(20), RandomVector(20), RandomVector(20)};
+        m_app.camera = {m_random.Point(20), m_random.Point(20), m_random.Point(20)};
         ASSERT_TRUE(ComesToRest(200000)) << "nearly vertical views take their time";
     }
     m_app.velocity = {1, 2, 3};

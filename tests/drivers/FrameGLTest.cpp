@@ -1,6 +1,6 @@
 // Frames of the OpenGL driver: viewport and projection, clearing, blur, errors.
 #include "GLFixture.h"
-#include "Random.h"
+#include "support/Random.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 // The state of a pass, against the formulas of lighting and blending, and where its vertices are.
 // That all methods of sending them draw one picture is tested with the display lists.
 #include "GLFixture.h"
-#include "Random.h"
+#include "support/Random.h"
 
 #include <array>
 

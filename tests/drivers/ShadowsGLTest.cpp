@@ -1,7 +1,7 @@
 // Stencil shadows of a caster before a wall, against volumes sent corner by corner. Where shadows
 // fall in whole scenes is tested by rays.
 #include "GLFixture.h"
-#include "Random.h"
+#include "support/Random.h"
 
 #include <array>
 

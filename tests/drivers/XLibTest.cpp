@@ -1,11 +1,11 @@
 // Lines of the Xlib driver, read back from what it draws on.
 #include "support/Capture.h"
+#include "support/Random.h"
 #include "support/TestMeshes.h"
 #include "support/XWindowFixture.h"
 
 #include <array>
 
-#include "Random.h"
 #include "drivers/DriverSettings.h"
 #include "drivers/xlib/XLines.h"
 #include "geometry/Silhouette.h"

@@ -1,25 +1,18 @@
 // Matrices, planes and depth order against slow twins and hand-made cases.
 #include <gtest/gtest.h>
 
-#include <random>
-
 #include "geometry/GeoImage.h"
 #include "scene/Object.h"
 #include "spatial/DepthOrder.h"
 #include "spatial/Matrix.h"
 #include "spatial/Plane.h"
+#include "support/Random.h"
 
 namespace {
 
-class Random {
-public:
-    float Within(float limit) { return std::uniform_real_distribution(-limit, limit)(m_engine); }
-    vec3 Vector(float limit) { return {Within(limit), Within(limit), Within(limit)}; }
-    Matrix Frame() { return Matrix::Frame(Vector(9), Vector(1), Vector(1)); }
-
-private:
-    std::mt19937 m_engine{1};
-};
+Matrix AnyFrame(Random& random) {
+    return Matrix::Frame(random.Point(9), random.Point(1), random.Point(1));
+}
 
 }  // namespace
 
@@ -41,11 +34,11 @@ TEST(Matrix, FramesOfObjects) {
 }
 
 TEST(Matrix, ProductsAndInversesCarryPoints) {
-    Random random;
+    Random random(1);
     for (int i = 0; i < 200; ++i) {
-        const Matrix a = random.Frame();
-        const Matrix b = random.Frame();
-        const vec3 p = random.Vector(5);
+        const Matrix a = AnyFrame(random);
+        const Matrix b = AnyFrame(random);
+        const vec3 p = random.Point(5);
         EXPECT_LT(Length((a * b).Transform(p) - a.Transform(b.Transform(p))), 1e-4F);
         EXPECT_LT(Length(a.Transform(p) - a.Translation() - a.Rotate(p)), 1e-4F);
         const Matrix there = a.RigidInverse() * a;
@@ -60,21 +53,21 @@ TEST(Matrix, ProductsAndInversesCarryPoints) {
 }
 
 TEST(Plane, MasksOfPointsAndSpheresAndTheTestOfBoxesFollowTheirDefinitions) {
-    Random random;
+    Random random(1);
     int rejected = 0;
     for (int i = 0; i < 1000; ++i) {
-        const Matrix m = random.Frame();
-        const vec3 low = random.Vector(1);
+        const Matrix m = AnyFrame(random);
+        const vec3 low = random.Point(1);
         const Box box{low, low + vec3{1, 0.7F, 2}};
-        const vec3 centre = random.Vector(2);
+        const vec3 centre = random.Point(2);
         const std::uint32_t mask = i % 2 == 0 ? kAllPlanes : 0xA0000005U;
         std::vector<Plane> planes;
         std::uint32_t point = 0;
         std::uint32_t sphere = 0;
         bool beyondOnePlane = false;
         for (int side = 0; side < (i % 9 == 0 ? 32 : 3); ++side) {
-            const vec3 through = random.Vector(2);
-            const vec3 normal = random.Vector(1);
+            const vec3 through = random.Point(2);
+            const vec3 normal = random.Point(1);
             const Plane& plane = planes.emplace_back(Plane::Through(through, normal));
             const float value = plane.Value(centre);
             EXPECT_NEAR(value, Dot(centre - through, normal) / Length(normal), 1e-5);

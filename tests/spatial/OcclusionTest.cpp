@@ -2,10 +2,10 @@
 #include <gtest/gtest.h>
 
 #include <limits>
-#include <random>
 
 #include "geometry/GeoImage.h"
 #include "spatial/Occlusion.h"
+#include "support/Random.h"
 #include "support/TestMeshes.h"
 
 namespace {
@@ -15,16 +15,11 @@ constexpr float kHuge = std::numeric_limits<float>::max();
 constexpr float kInfinity = std::numeric_limits<float>::infinity();
 constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
 
-std::mt19937 dice(2);
-
-double Uniform(double low, double high) {
-    return std::uniform_real_distribution<double>(low, high)(dice);
-}
+Random dice(2);
 
 // z between -far and -near.
-vec3 Point(double spread, double near, double far) {
-    return {static_cast<float>(Uniform(-spread, spread)),
-            static_cast<float>(Uniform(-spread, spread)), static_cast<float>(-Uniform(near, far))};
+vec3 Point(float spread, float near, float far) {
+    return {dice.Real(-spread, spread), dice.Real(-spread, spread), -dice.Real(near, far)};
 }
 
 struct Triangle {
@@ -37,7 +32,7 @@ struct Triangle {
     bool BeginsNear(float limit) const { return -a.z < limit || -b.z < limit; }
 };
 
-Triangle SmallTriangle(double spread, double near, double far, double size) {
+Triangle SmallTriangle(float spread, float near, float far, float size) {
     const vec3 a = Point(spread, near, far);
     return {a, a + Point(size, -size, size), a + Point(size, -size, size)};
 }
@@ -183,14 +178,14 @@ TEST(Occlusion, AnswersAsTheTwinDoes) {
             twin = Twin(width, height);
         }
         Camera camera;
-        camera.fov = static_cast<float>(Uniform(20, 120));
+        camera.fov = dice.Real(20, 120);
         camera.aspect = round % 3 == 0 ? 1.4F : 1;
         camera.yon = round % 4 == 0 ? 15 : 1e6F;
         buffer.Begin(camera);
         twin.Begin(camera);
         for (int i = 0; i < 15; ++i) {
-            const auto samples = [] { return static_cast<int>(Uniform(2, 22)); };
-            GeoImage mesh = SphereMesh(static_cast<float>(Uniform(0.3, 2)), samples(), samples());
+            const auto samples = [] { return static_cast<int>(dice.Real(2, 22)); };
+            GeoImage mesh = SphereMesh(dice.Real(0.3F, 2), samples(), samples());
             Matrix matrix = Matrix::Frame(Point(6, -1, 12), Point(1, -1, 1), Point(1, -1, 1));
             if (i % 5 == 0) {  // a ground, turned anyhow, that crosses the near plane
                 mesh = SquareMesh(6, 0, 2 + i);
@@ -198,11 +193,11 @@ TEST(Occlusion, AnswersAsTheTwinDoes) {
             }
             Shader pass;
             pass.faces = static_cast<FaceSet>(i % 3);
-            pass.rmode = dice() % 9 == 0 ? RenderWire : RenderSolid;
-            pass.depth = dice() % 9 != 0;
+            pass.rmode = dice.Index(9) == 0 ? RenderWire : RenderSolid;
+            pass.depth = dice.Index(9) != 0;
             Shader before;  // the same faces are looked at once, for the first pass that has them
             before.rmode = RenderWire;
-            before.faces = static_cast<FaceSet>(dice() % 3);
+            before.faces = static_cast<FaceSet>(dice.Index(3));
             buffer.SetMatrix(matrix);
             if (i % 2 == 0) buffer.AddGeoImage(&mesh, before, {});
             buffer.AddGeoImage(&mesh, pass, {});
@@ -217,7 +212,7 @@ TEST(Occlusion, AnswersAsTheTwinDoes) {
         twin.Sync();
         EXPECT_EQ(buffer.Depths(), twin.depths) << round;
         for (int i = 0; i < 400; ++i) {
-            const Triangle t = SmallTriangle(8, -0.2, 20, i % 20 == 0 ? 1e5 : 0.5);
+            const Triangle t = SmallTriangle(8, -0.2F, 20, i % 20 == 0 ? 1e5F : 0.5F);
             const bool expected = twin.Test(t);
             ASSERT_EQ(buffer.TestTriangle(t.a, t.b, t.c), expected) << round << ", " << i;
             shown += expected ? 1 : 0;
@@ -231,9 +226,9 @@ TEST(Occlusion, LivesThroughAnyCameraViewportMeshAndMatrix) {
     const float values[] = {0,   -1,      1e-30F, 0.1F,  60,        180,
                             360, -179.9F, 1e6F,   kHuge, kInfinity, kNaN};
     const int sizes[] = {0, -5, 1, 5, 50, 1000, 32767, std::numeric_limits<int>::max()};
-    const auto any = [&] { return values[dice() % std::size(values)]; };
+    const auto any = [&] { return values[dice.Index(std::size(values))]; };
     const auto point = [&] { return vec3{any(), any(), any()}; };
-    const auto size = [&] { return sizes[dice() % std::size(sizes)]; };
+    const auto size = [&] { return sizes[dice.Index(std::size(sizes))]; };
     GeoImage empty;
     GeoImage line(1, 70000);
     line.Finish(true);
@@ -242,7 +237,7 @@ TEST(Occlusion, LivesThroughAnyCameraViewportMeshAndMatrix) {
     for (int round = 0; round < 2000; ++round) {
         Camera camera;
         for (float* field : {&camera.fov, &camera.aspect, &camera.hith, &camera.yon}) {
-            if (dice() % 2 == 0) *field = any();
+            if (dice.Coin()) *field = any();
         }
         Buffer buffer;
         buffer.Resize(size(), size());

@@ -6,12 +6,12 @@
 #include <cmath>
 #include <limits>
 #include <memory>
-#include <random>
 
 #include "scene/Object.h"
 #include "spatial/Octree.h"
 #include "spatial/Plane.h"
 #include "support/Capture.h"
+#include "support/Random.h"
 
 namespace {
 
@@ -29,7 +29,7 @@ Box BoundsOf(const std::vector<Object*>& objects) {
 
 class World {
 public:
-    explicit World(unsigned seed = 7) : m_engine(seed) {}
+    explicit World(unsigned seed = 7) : m_random(seed) {}
 
     Octree tree;
     std::vector<std::unique_ptr<Object>> objects;
@@ -43,12 +43,13 @@ public:
         tree.Insert(objects.back().get());
         return objects.back().get();
     }
-    float Uniform(float low, float high) {
-        return unit * std::uniform_real_distribution(low, high)(m_engine);
-    }
+    float Uniform(float low, float high) { return unit * m_random.Real(low, high); }
     vec3 Place() { return {Uniform(-50, 50), Uniform(-20, 20), Uniform(-5, 90)}; }
+    std::unique_ptr<Object>& Any() {
+        return objects[static_cast<std::size_t>(m_random.Index(objects.size()))];
+    }
     void MoveAny() {
-        Object* object = objects[m_engine() % objects.size()].get();
+        Object* object = Any().get();
         const vec3 oldPosition = object->pos;
         const float oldRadius = object->radius;
         object->pos = Place();
@@ -57,7 +58,7 @@ public:
         tree.Insert(object);
     }
     void RemoveAny() {
-        std::swap(objects[m_engine() % objects.size()], objects.back());
+        std::swap(Any(), objects.back());
         EXPECT_TRUE(objects.back()->octreeLink->Remove(objects.back().get()));
         EXPECT_EQ(objects.back()->octreeLink, nullptr);
         objects.pop_back();
@@ -80,7 +81,7 @@ public:
     }
 
 private:
-    std::mt19937 m_engine;
+    Random m_random;
     int m_nodes = 0;
 
     // Returns the objects in and below the node.

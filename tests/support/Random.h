@@ -8,7 +8,7 @@
 class Random {
 public:
     explicit Random(unsigned seed) : m_engine(seed) {}
-    int Index(int count) { return static_cast<int>(m_engine() % static_cast<unsigned>(count)); }
+    int Index(std::size_t count) { return static_cast<int>(m_engine() % count); }
     bool Coin() { return Index(2) == 0; }
     float Real(float low, float high) {
         return std::uniform_real_distribution(low, high)(m_engine);
