@@ -2,6 +2,7 @@
 // detail, lights, shadows, and what is remembered from frame to frame.
 #include <gtest/gtest.h>
 
+#include "support/Random.h"
 #include "support/RecordingDriver.h"
 #include "support/SceneBuilder.h"
 #include "support/TempFile.h"
@@ -9,7 +10,6 @@
 #include "PlainRenderer.h"
 
 #include <cstdio>
-#include <random>
 
 #include "renderer/Renderer.h"
 
@@ -21,19 +21,14 @@ constexpr float kReach = 14;      // of the room
 constexpr const char* kRecord = "/tmp/vis-stream";
 constexpr const char* kAside = "/tmp/vis-stream.aside";  // the developer's own
 
-struct Dice {
-    std::mt19937 random;
-
-    unsigned Number(unsigned below) { return static_cast<unsigned>(random() % below); }
-    bool OneIn(unsigned count) { return Number(count) == 0; }
-    float Between(float low, float high) { return low + (high - low) * float(random()) * 0x1p-32F; }
-    vec3 Within(float reach) {
-        return {Between(-reach, reach), Between(-reach, reach), Between(-reach, reach)};
-    }
-    Color Paint() { return {Between(0, 1), Between(0, 1), Between(0, 1), Between(0, 1)}; }
+struct Dice : Random {
+    using Random::Random;
+    unsigned Number(unsigned below) { return static_cast<unsigned>(Index(below)); }
+    bool OneIn(unsigned count) { return Index(count) == 0; }
+    Color Paint() { return {Real(0, 1), Real(0, 1), Real(0, 1), Real(0, 1)}; }
     template <class T>
     T Pick(std::initializer_list<T> list) {
-        return list.begin()[Number(static_cast<unsigned>(list.size()))];
+        return list.begin()[Index(list.size())];
     }
 };
 
@@ -62,7 +57,7 @@ struct FrameComparison : testing::TestWithParam<unsigned> {
     TestScene store;  // of meshes
     Renderer renderer;
     PlainRenderer plain{renderer, files.File("record")};
-    Dice dice{std::mt19937(GetParam())};
+    Dice dice{GetParam()};
     Side compared{dice};
     Side expected{dice};
     std::vector<GeoImage*> meshes{
@@ -72,7 +67,7 @@ struct FrameComparison : testing::TestWithParam<unsigned> {
 
     FrameComparison() {
         Build(compared);
-        dice.random.seed(GetParam());
+        dice = Dice(GetParam());
         Build(expected);
         meshes[0]->error = -1;
         for (GeoImage* mesh : {meshes[2], meshes[3], meshes[6]})
@@ -101,9 +96,9 @@ struct FrameComparison : testing::TestWithParam<unsigned> {
             Object& object = side.objects[i];
             Object& parent =
                 i < kInRoom ? side.room : side.objects[dice.Number(dice.OneIn(2) ? 3 : i)];
-            object.pos = dice.Within(i < kInRoom ? kReach : 3);
-            object.point = dice.Within(1);
-            object.up = dice.Within(1);
+            object.pos = dice.Point(i < kInRoom ? kReach : 3);
+            object.point = dice.Point(1);
+            object.up = dice.Point(1);
             object.SetMesh(meshes[dice.Number(8)]);
             parent.AddChild(std::to_string(i), &object);
             SetFlags(object);
@@ -127,12 +122,12 @@ struct FrameComparison : testing::TestWithParam<unsigned> {
         if (dice.OneIn(4)) return;  // such lights are equal
         light->active = !dice.OneIn(6);
         light->shadows = dice.OneIn(2);
-        light->pos = dice.Within(kReach);
+        light->pos = dice.Point(kReach);
         light->color = dice.Pick({Color(), dice.Paint(), dice.Paint()});
         light->global = dice.Paint();
         light->falloff = dice.Pick({vec3(), vec3(0.5F, 0.2F, 0), vec3(0.2F, 0.01F, 0.05F)});
         light->shadowlen = dice.Pick({0.0F, 4.0F, 100.0F});
-        light->pointat = dice.Within(kReach);
+        light->pointat = dice.Point(kReach);
         light->angle = dice.Pick({30.0F, 65.0F, 90.0F, 120.0F, 180.0F});
         light->focus = dice.Pick({0.0F, 2.0F, 7.5F});
         if (dice.OneIn(3)) AddShaders(light->shaders);
@@ -168,7 +163,7 @@ struct FrameComparison : testing::TestWithParam<unsigned> {
             Object& object = side.objects[number];
             if (object.parent == nullptr) continue;
             const unsigned what = dice.Number(4);
-            if (what == 0) object.SetPosition(object.pos + dice.Within(1));
+            if (what == 0) object.SetPosition(object.pos + dice.Point(1));
             if (what == 1) object.SetMesh(meshes[dice.Number(8)]);
             if (what == 2) SetFlags(object);
             if (what != 3 || !object.children.empty()) continue;
@@ -180,13 +175,13 @@ struct FrameComparison : testing::TestWithParam<unsigned> {
     }
     void MoveCamera(Camera& camera) {
         if (dice.OneIn(3)) {
-            camera.pos = dice.Within(kReach);
-            camera.lookat = dice.Within(5);
-            camera.fov = dice.Between(30, 100);
-            camera.aspect = dice.Between(0.7F, 1.4F);
+            camera.pos = dice.Point(kReach);
+            camera.lookat = dice.Point(5);
+            camera.fov = dice.Real(30, 100);
+            camera.aspect = dice.Real(0.7F, 1.4F);
             camera.hith = dice.Pick({0.1F, 3.0F, 8.0F});
         }
-        camera.pos += dice.Within(0.2F);
+        camera.pos += dice.Point(0.2F);
         if (!dice.OneIn(8)) return;
         camera.pos = {camera.pos.x, 0, 0};  // beside the mesh of the room
         camera.lookat = camera.pos - vec3{0, 0, 1};

@@ -2,12 +2,12 @@
 // surface to the light meets a caster. Random scenes of closed meshes; surfaces are unlit, so that
 // a pixel's brightness counts the lights that reach it.
 #include "drivers/GLFixture.h"
+#include "support/Random.h"
 #include "support/SceneBuilder.h"
 
 #include <algorithm>
 #include <cmath>
 #include <numbers>
-#include <random>
 
 #include "renderer/Renderer.h"
 
@@ -56,19 +56,17 @@ protected:
     std::vector<Light*> m_lights;
     Renderer m_renderer;
     Camera m_camera;
-    std::mt19937 m_random{GetParam()};
+    Random m_random{GetParam()};
 
-    float Between(float low, float high) {
-        return low + (high - low) * float(m_random()) * 0x1p-32F;
-    }
     vec3 Within(const vec3& low, const vec3& high) {
-        return {Between(low.x, high.x), Between(low.y, high.y), Between(low.z, high.z)};
+        return {m_random.Real(low.x, high.x), m_random.Real(low.y, high.y),
+                m_random.Real(low.z, high.z)};
     }
 
     // A sphere, a box with bevelled edges, or a torus, which is closed by both seams.
     GeoImage* RandomSolid(float size) {
         GeoImage* mesh = m_scene.Sphere(size, 17);
-        const unsigned kind = m_random() % 3;
+        const int kind = m_random.Index(3);
         mesh->wrapRows = kind == 2;
         for (int i = 0; i < 17 * 17; ++i) {
             vec3& p = mesh->samples[i].position;
@@ -104,10 +102,10 @@ protected:
     }
     // Neither the eye nor a light lies within it.
     void AddCaster(const vec3& pos) {
-        float size = std::min(Between(0.5F, 1), 0.5F * Length(pos - m_camera.pos));
+        float size = std::min(m_random.Real(0.5F, 1), 0.5F * Length(pos - m_camera.pos));
         for (const Light* light : m_lights)
             size = std::min(size, 0.5F * Length(pos - light->pos));
-        Add(RandomSolid(size), pos, Within({-1, -1, -1}, {1, 1, 1}), {0.1F, 1, 0.2F}, true);
+        Add(RandomSolid(size), pos, m_random.Point(1), {0.1F, 1, 0.2F}, true);
     }
     // A caster on the way from the first light to the target.
     void AddOnWay(const vec3& target, float share) {
@@ -202,7 +200,7 @@ TEST_P(ShadowTruth, SeveralCastersUnderOneAndTwoLights) {
     ExpectTruth();
     m_lights[0]->active = false;
     ExpectTruth();
-    m_lights[1]->shadowlen = Between(2.5F, 4.5F);
+    m_lights[1]->shadowlen = m_random.Real(2.5F, 4.5F);
     ExpectTruth();
 }
 
@@ -219,9 +217,10 @@ TEST_P(ShadowTruth, VolumesInsideVolumes) {
 // Nothing of what casts is in view.
 TEST_P(ShadowTruth, CastersOutsideTheView) {
     Build(0, 1);
-    m_lights[0]->pos = m_camera.pos + vec3{Between(-3, 3), Between(2, 4), Between(0, 4)};
+    m_lights[0]->pos =
+        m_camera.pos + vec3{m_random.Real(-3, 3), m_random.Real(2, 4), m_random.Real(0, 4)};
     for (int i = 0; i < 3; ++i)
-        AddOnWay(Within({-2, -2, -4}, {2, 0, -1}), Between(0.2F, 0.4F));
+        AddOnWay(Within({-2, -2, -4}, {2, 0, -1}), m_random.Real(0.2F, 0.4F));
     ExpectTruth();
 }
 
