@@ -124,8 +124,12 @@ struct PlainEye {
 private:
     static Points Corners(const vec3& min, const vec3& max, const Matrix& m) {
         Points corners;
-        for (int i = 0; i < 8; ++i)
-            corners.push_back(m.Transform(Box{min, max}.Corner(i)));
+        for (const float z : {min.z, max.z}) {
+            for (const float y : {min.y, max.y}) {
+                for (const float x : {min.x, max.x})
+                    corners.push_back(m.Transform({x, y, z}));
+            }
+        }
         return corners;
     }
     bool Outside(const Points& points, double radius = 0) const {
