@@ -96,10 +96,15 @@ struct FrameComparison : testing::TestWithParam<unsigned> {
             Object& object = side.objects[i];
             Object& parent =
                 i < kInRoom ? side.room : side.objects[dice.Number(dice.OneIn(2) ? 3 : i)];
+            GeoImage* mesh = meshes[dice.Number(8)];
             object.pos = dice.Point(i < kInRoom ? kReach : 3);
+            if (i > 0 && i < kInRoom && dice.OneIn(6)) {  // equally far
+                mesh = side.objects[i - 1].mesh;
+                object.pos = side.objects[i - 1].pos;
+            }
             object.point = dice.Point(1);
             object.up = dice.Point(1);
-            object.SetMesh(meshes[dice.Number(8)]);
+            object.SetMesh(mesh);
             parent.AddChild(std::to_string(i), &object);
             SetFlags(object);
             for (const ShaderPass pass : {PassBase, PassLight, PassShadow, PassBlend})

@@ -12,7 +12,10 @@ TEST(VisibilityStream, EveryLineReachesTheFileAtOnce) {
     stream.Open();
     stream.Tiny({1, -2.5, 1234567}, 0.1F);
     stream.Seen({1.0 / 3, -0.0, 1e-9}, 2);
-    const std::string lines = "tiny 1 -2.5 1.23457e+06 0.1\nnode 0.333333 -0 1e-09 2\n";
+    stream.NodeRejected(Matrix(), {{1, 2, 3}, {4, 5, 6}});
+    const std::string lines =
+        "tiny 1 -2.5 1.23457e+06 0.1\nnode 0.333333 -0 1e-09 2\n"
+        "rej 1 0 0 0 0 1 0 0 0 0 1 0 0 0 0 1  1 2 3 4 5 6\n";
     EXPECT_EQ(folder.Read("vis"), lines);
     stream.Close();
     stream.Seen({}, 0);
