@@ -129,7 +129,8 @@ TEST_F(DisplayLists, RecordedReplayedAndDirectLookTheSame) {
     std::vector<Look> looks;
     for (const Shader& pass :
          {Unlit(kRed), Lit(), textured, Of(RenderWire, 2), Of(RenderShell, 0.1F, Lit()),
-          Of(RenderOutline, 2), Of(RenderOutline, 2, Lit()), behind, Of(RenderWireShadow)}) {
+          Of(RenderOutline, 2), Of(RenderOutline, 2, Lit()), Of(RenderOutline, 2, textured), behind,
+          Of(RenderWireShadow)}) {
         looks.push_back({pass, 1, 1, {}});
     }
     for (const auto& [shadowlen, offset] : {std::pair{1.0F, 1.0F}, {1.5F, 1}, {1.5F, 0}})

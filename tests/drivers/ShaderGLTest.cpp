@@ -171,6 +171,7 @@ TEST_F(ShaderGL, TakesAsManyLightsAsItOffers) {
         m_driver->Set("GL_lights", forced);
         StartFrame();
         EXPECT_EQ(m_driver->GetCapability("maxlights"), taken);
+        EXPECT_EQ(Shown(m_square, Lit()), kBlack) << "a new frame is dark";
         for (int i = 0; i < taken; ++i)
             EXPECT_TRUE(m_driver->AddLight(&light));
         EXPECT_FALSE(m_driver->AddLight(&light));
