@@ -17,12 +17,6 @@
 
 namespace {
 
-GeoImage MeshOf(std::initializer_list<GeoImageSample> samples) {
-    GeoImage mesh(1, static_cast<int>(samples.size()));
-    std::copy(samples.begin(), samples.end(), mesh.samples);
-    return mesh;
-}
-
 std::string MeshFile(std::int64_t exponent, char flags, const std::string& stream) {
     return "sNMM" + Words({2, 0, exponent}) + flags + Gzip(stream);
 }
@@ -43,33 +37,31 @@ const std::string kTextureGrid = StreamHeader(1, 1, 2, 3, 8) + kPixels;
 const std::string kTexture = TextureFile(1, kTextureGrid);
 const std::string kPPM = "P6\n1 2\n255\n\xFFxy\x01\x80\xFE";
 
-// Runs the body; a call that waits is interrupted after 3 ms and, with again, as often as that.
-void Interrupted(bool again, const std::function<void()>& body) {
-    struct sigaction action {};
-    action.sa_handler = [](int) {};
-    sigaction(SIGALRM, &action, nullptr);
-    ualarm(3000, again ? 3000 : 0);
-    body();
-    ualarm(0, 0);
-}
-
 class Files : public FilesFixture {
 protected:
-    int Open(const std::string& bytes) const {
-        return open(m_dir.Write("input", bytes).c_str(), O_RDONLY);
+    const std::string file = m_dir.File("f");
+    GeoImage mesh{1, 2};
+    Texture image;
+
+    Files() {
+        mesh.samples[0] = kFirst;
+        mesh.samples[1] = kSecond;
+    }
+    template <class Resource>
+    bool Loads(Resource& resource, const std::string& bytes) const {
+        return resource.Load(m_dir.Write("f", bytes));
     }
 };
 
 TEST_F(Files, EveryByteOfAMesh) {
-    GeoImage mesh = MeshOf({kFirst, kSecond});
     mesh.error = -0.75001F;
     mesh.wrapColumns = true;
-    ASSERT_TRUE(mesh.Save(m_dir.File("m"), CODEC_FLAT));
-    EXPECT_TRUE(m_dir.Read("m") == kMesh);
+    ASSERT_TRUE(mesh.Save(file, CODEC_FLAT));
+    EXPECT_TRUE(m_dir.Read("f") == kMesh);
     GeoImage loaded(2, 2);
     loaded.wrapRows = true;
     loaded.AddToken(3);
-    ASSERT_TRUE(loaded.Load(m_dir.File("m")));
+    ASSERT_TRUE(loaded.Load(file));
     ASSERT_TRUE(loaded.width == 2 && loaded.height == 1 && !loaded.HasToken(3));
     EXPECT_TRUE(loaded.error == -0.75F && loaded.wrapColumns && !loaded.wrapRows);
     const GeoImageSample& first = loaded.samples[0];
@@ -80,21 +72,16 @@ TEST_F(Files, EveryByteOfAMesh) {
     EXPECT_EQ(loaded.boundsMax, vec3(0.5F, 536870 / 536870912.0F, -1 / 536870912.0F));
 
     // Every axis counts for the exponent, whatever its sign.
-    using Case = std::pair<float, int>;
-    for (const auto& [largest, exponent] : {Case{1, 30},
-                                            {-3, 29},
-                                            {0, 0},
-                                            {-2147483648.0F, -1},
-                                            {1e-30F, 130},
-                                            {-3.4e38F, -97},
-                                            {NAN, 0}}) {
+    mesh.wrapRows = true;
+    const std::pair<float, int> cases[] = {
+        {1, 30}, {-3, 29}, {0, 0}, {-2147483648.0F, -1}, {1e-30F, 130}, {-3.4e38F, -97}, {NAN, 0}};
+    for (const auto& [largest, exponent] : cases) {
         for (float vec3::*const axis : {&vec3::x, &vec3::y, &vec3::z}) {
-            mesh = MeshOf({{}, {}});
+            std::fill_n(mesh.samples, 2, GeoImageSample{});
             mesh.samples[1].position.*axis = largest;
-            mesh.wrapRows = true;
-            ASSERT_TRUE(mesh.Save(m_dir.File("m"), CODEC_FLAT));
-            EXPECT_EQ(m_dir.Read("m").substr(0, 17), "sNMM" + Words({2, 0, exponent}) + "\2");
-            ASSERT_TRUE(loaded.Load(m_dir.File("m")));
+            ASSERT_TRUE(mesh.Save(file, CODEC_FLAT));
+            EXPECT_EQ(m_dir.Read("f").substr(4, 13), Words({2, -49152, exponent}) + "\3");
+            ASSERT_TRUE(loaded.Load(file));
             EXPECT_FLOAT_EQ(loaded.samples[1].position.*axis, std::isnan(largest) ? 0 : largest);
         }
     }
@@ -106,8 +93,7 @@ std::string Pixels(const Texture& image) {
 }
 
 TEST_F(Files, EveryByteOfATexture) {
-    Texture image;
-    ASSERT_TRUE(image.Load(m_dir.Write("t", kTexture)));
+    ASSERT_TRUE(Loads(image, kTexture));
     EXPECT_TRUE(image.width == 1 && image.channels == 3 && Pixels(image) == kPixels);
     ASSERT_TRUE(image.Save(m_dir.File("again"), CODEC_FLAT) && image.SavePPM(m_dir.File("p")));
     EXPECT_TRUE(m_dir.Read("again") == kTexture && m_dir.Read("p") == kPPM);
@@ -117,7 +103,7 @@ TEST_F(Files, EveryByteOfATexture) {
         for (const std::string& header :
              {"sTX2" + Words({1}) + flags, std::string("sTXT"), "sTX2" + Words({0})}) {
             image.uploads.insert(&image);
-            ASSERT_TRUE(image.Load(m_dir.Write("t", header + Gzip(wide))));
+            ASSERT_TRUE(Loads(image, header + Gzip(wide)));
             EXPECT_TRUE(Pixels(image) == "ab\xFF" + std::string("d") && image.uploads.empty());
             EXPECT_TRUE(image.filter == (flags == 1) && image.WantsMipmaps() == (flags == 2));
         }
@@ -147,9 +133,8 @@ TEST_F(Files, OlderVersionsAndChannelsOfMeshes) {
     std::string body = StreamHeader(1, 2, 2, 5, 32);
     for (int i = 0; i < 4; ++i)
         body += Words({4 + 2 * (i % 2), 6 + i / 2 * 2, 8, i % 2 * kOne / 4, i / 2 * kOne / 2});
-    GeoImage mesh;
     mesh.wrapRows = mesh.wrapColumns = true;
-    ASSERT_TRUE(mesh.Load(m_dir.Write("f", "sNMM" + Words({1, 98304, 1}) + Gzip(body))));
+    ASSERT_TRUE(Loads(mesh, "sNMM" + Words({1, 98304, 1}) + Gzip(body)));
     EXPECT_TRUE(mesh.wrapRows && mesh.wrapColumns) << "only version 2 carries the flags";
     EXPECT_EQ(mesh.error, 1.5F);
     const GeoImageSample& last = mesh.At(1, 1);
@@ -158,28 +143,25 @@ TEST_F(Files, OlderVersionsAndChannelsOfMeshes) {
     EXPECT_TRUE(mesh.boundsMin == vec3(2, 3, 4) && mesh.boundsMax == vec3(3, 4, 4));
     // A negative version counts as 0: no error, no exponent, 16.16 positions.
     body = StreamHeader(1, 1, 1, 6, 32) + Words({kOne, 2 * kOne, 0, 0, 3 * kOne, 4 * kOne});
-    ASSERT_TRUE(mesh.Load(m_dir.Write("f", "sNMM" + Words({-5}) + Gzip(body))));
+    ASSERT_TRUE(Loads(mesh, "sNMM" + Words({-5}) + Gzip(body)));
     EXPECT_TRUE(mesh.error == 0 && mesh.samples[0].position == vec3(1, 2, 0));
     EXPECT_LT(Length(mesh.samples[0].normal - vec3(0, 0.6F, 0.8F)), 1e-6F);
     EXPECT_TRUE(mesh.samples[0].u == 0 && mesh.samples[0].v == 0);
     body = StreamHeader(1, 1, 1, 3, 16) + std::string("\xFF\xFF\0\0\0\1", 6);
-    ASSERT_TRUE(mesh.Load(m_dir.Write("f", MeshFile(1, 0, body))));
+    ASSERT_TRUE(Loads(mesh, MeshFile(1, 0, body)));
     EXPECT_TRUE(mesh.samples[0].position == vec3(-0.5F, 0, 0.5F) && mesh.samples[0].u == 0);
     EXPECT_FALSE(mesh.wrapRows || mesh.wrapColumns);
     // An exponent beyond all floats makes positions 0, and 0 is 0 in any unit.
-    const std::string one = StreamHeader(1, 1, 1, 8, 32) + std::string(32, '\1');
-    ASSERT_TRUE(mesh.Load(m_dir.Write("f", MeshFile(2000000000, 0, one))));
-    EXPECT_TRUE(mesh.radius == 0 && mesh.samples[0].u > 0);
-    body = StreamHeader(1, 1, 1, 8, 32) + std::string(12, '\0') + std::string(20, '\1');
-    ASSERT_TRUE(mesh.Load(m_dir.Write("f", MeshFile(-2000, 0, body))));
-    EXPECT_TRUE(mesh.radius == 0 && mesh.samples[0].u > 0);
+    for (const int exponent : {2000000000, -2000}) {
+        body = StreamHeader(1, 1, 1, 8, 32) + std::string(12, exponent > 0) + std::string(20, '\1');
+        ASSERT_TRUE(Loads(mesh, MeshFile(exponent, 0, body)));
+        EXPECT_TRUE(mesh.radius == 0 && mesh.samples[0].u > 0);
+    }
 }
 
 // What is refused leaves one line and the contents as they were.
 TEST_F(Files, RefusedOnesLeaveEverythingAsItWas) {
-    GeoImage mesh = MeshOf({kFirst, kSecond});
     mesh.error = 2;
-    Texture image;
     ASSERT_TRUE(image.SetSize(3, 3, 2));
     const GeoImageSample* const samples = mesh.samples;
     const std::uint8_t* const pixels = image.pixels;
@@ -230,20 +212,17 @@ TEST_F(Files, RefusedOnesLeaveEverythingAsItWas) {
         refuses(!bytes.starts_with("sT"), m_dir.Write("f", bytes), message);
     }
     // What ends early is good: zeros follow.
-    m_dir.Write("f", MeshFile(20, 0, one.substr(0, 21)));
-    EXPECT_EQ(CaptureStderr([&] { EXPECT_TRUE(mesh.Load(m_dir.File("f"))); }), kPrematureEnd);
+    const std::string early = MeshFile(20, 0, one.substr(0, 21));
+    EXPECT_EQ(CaptureStderr([&] { EXPECT_TRUE(Loads(mesh, early)); }), kPrematureEnd);
     EXPECT_TRUE(mesh.samples[0].position.x > 0 && mesh.samples[0].position.y == 0);
 }
 
 TEST_F(Files, SavesWhatCanBeLoadedAndLeavesNoHalves) {
-    GeoImage mesh = MeshOf({kFirst, kSecond});
-    Texture image;
-    ASSERT_TRUE(image.Load(m_dir.Write("t", kTexture)));
+    ASSERT_TRUE(Loads(image, kTexture));
     const auto said = [&](bool isMesh, const std::string& path, int codec) {
         return CaptureStderr(
             [&] { EXPECT_FALSE(isMesh ? mesh.Save(path, codec) : image.Save(path, codec)); });
     };
-    const std::string file = m_dir.File("f");
     for (const std::string& path : {m_dir.Path(), std::string("/dev/full")}) {
         EXPECT_EQ(said(true, path, 1), "GeoImage::Save: could not open file " + path + "\n");
         EXPECT_EQ(said(false, path, 1), "Texture::Save: could not open file " + path + "\n");
@@ -271,15 +250,17 @@ TEST_F(Files, SavesWhatCanBeLoadedAndLeavesNoHalves) {
 }
 
 TEST_F(Files, StandardStreamsWholePiecemealAndInterrupted) {
-    GeoImage mesh;
-    Texture image;
-    Redirected(0, Open(kMesh), [&] { EXPECT_TRUE(mesh.Load("-") && mesh.width == 2); });
-    Redirected(0, Open(kTexture), [&] { EXPECT_TRUE(image.Load("-") && image.height == 2); });
+    const auto loads = [&](auto& resource, const std::string& path) {
+        bool loaded = false;
+        Redirected(0, open(path.c_str(), O_RDONLY), [&] { loaded = resource.Load("-"); });
+        return loaded;
+    };
+    EXPECT_TRUE(loads(mesh, m_dir.Write("f", kMesh)) && mesh.error == -0.75F);
+    EXPECT_TRUE(loads(image, m_dir.Write("f", kTexture)) && image.height == 2);
     EXPECT_EQ(CaptureStderr([&] {
-                  Redirected(0, Open("sNMX"), [&] { EXPECT_FALSE(mesh.Load("-")); });
-                  Redirected(0, Open("sTXT"), [&] { EXPECT_FALSE(image.Load("-")); });
-                  const int directory = open("/", O_RDONLY);
-                  Redirected(0, directory, [&] { EXPECT_FALSE(image.Load("-")); });
+                  EXPECT_FALSE(loads(mesh, m_dir.Write("f", "sNMX")));
+                  EXPECT_FALSE(loads(image, m_dir.Write("f", "sTXT")));
+                  EXPECT_FALSE(loads(image, "/"));
               }),
               "GeoImage::Load: file - not a PALLIX GeoImage\n" + kPrematureEnd +
                   "Codec::Load: unknown codec 0\nTexture::Load: Is a directory\n");
@@ -291,20 +272,26 @@ TEST_F(Files, StandardStreamsWholePiecemealAndInterrupted) {
               }),
               "before" + kTexture + kPPM + kTexture.substr(0, 9) + Gzip("") + "after");
 
-    // In the packed stream an interruption would be the end: only the header is late.
-    const std::string file = m_dir.Write("slow", kTexture);
-    const auto piped = [](const std::string& command, bool loads, auto body) {
-        FILE* pipe = popen(command.c_str(), loads ? "r" : "w");
-        Interrupted(!loads, [&] { Redirected(loads ? 0 : 1, dup(fileno(pipe)), body); });
+    // Calls that wait are interrupted, once while loading: in the packed stream an interruption
+    // would be the end, and only the header is late.
+    m_dir.Write("f", kTexture);
+    struct sigaction action {};
+    action.sa_handler = [](int) {};
+    sigaction(SIGALRM, &action, nullptr);
+    const auto piped = [](const std::string& command, bool saves, auto body) {
+        FILE* pipe = popen(command.c_str(), saves ? "w" : "r");
+        ualarm(3000, saves ? 3000 : 0);
+        Redirected(saves ? 1 : 0, dup(fileno(pipe)), body);
+        ualarm(0, 0);
         pclose(pipe);
     };
-    piped("sleep 0.02; head -c 3 " + file + "; sleep 0.02; tail -c +4 " + file, true,
+    piped("sleep 0.02; head -c 3 " + file + "; sleep 0.02; tail -c +4 " + file, false,
           [&] { EXPECT_TRUE(image.Load("-")); });
     ASSERT_TRUE(image.SetSize(300, 400, 3));
     for (int i = 0; i < 300 * 400 * 3; ++i)
         image.pixels[i] = static_cast<std::uint8_t>(i * 7 / 5);
-    piped("sleep 0.03; cat >" + file, false, [&] { EXPECT_TRUE(image.SavePPM("-")); });
-    EXPECT_TRUE(m_dir.Read("slow") == "P6\n300 400\n255\n" + image.UprightBytes());
+    piped("sleep 0.03; cat >" + file, true, [&] { EXPECT_TRUE(image.SavePPM("-")); });
+    EXPECT_TRUE(m_dir.Read("f") == "P6\n300 400\n255\n" + image.UprightBytes());
 }
 
 // A header may claim a large grid and nothing more come.
@@ -321,15 +308,13 @@ TEST_F(Files, MemoryGrowsWithTheDataThatArrives) {
          {MeshFile(0, 0, StreamHeader(1, 2048, 2048, 8, 32)),
           MeshFile(0, 0, StreamHeader(2, 2048, 2048, 3, 32) + Words({2048, 2048})),
           TextureFile(0, StreamHeader(1, 2048, 4096, 4, 16))}) {
-        const std::string file = m_dir.Write("f", bytes);
         const pid_t child = fork();
         if (child == 0) {
             std::fclose(stderr);
             const int before = peakMebibytes();
-            GeoImage mesh;
-            Texture image;
-            const bool loaded = bytes[1] == 'N' ? mesh.Load(file) : image.Load(file);
-            _exit(loaded && mesh.width + image.width == 2048 ? peakMebibytes() - before : 255);
+            const bool loaded = bytes[1] == 'N' ? Loads(mesh, bytes) : Loads(image, bytes);
+            const bool whole = std::max(mesh.width, image.width) == 2048;
+            _exit(loaded && whole ? peakMebibytes() - before : 255);
         }
         int status = -1;
         waitpid(child, &status, 0);
@@ -342,30 +327,30 @@ TEST_F(Files, AFailedReloadChangesNothingAndAGoodOneAllButTheFlagsOfTextures) {
     ResourceManager<Texture> textures("texture");
     const std::string meshFile = m_dir.Write("m", kMesh);
     const std::string textureFile = m_dir.Write("t", "sTXT" + Gzip(kTextureGrid));
-    GeoImage* mesh = meshes.Acquire(meshFile, false);
+    GeoImage* shared = meshes.Acquire(meshFile, false);
     Texture* texture = textures.Acquire(textureFile, false);
-    ASSERT_TRUE(mesh != nullptr && texture != nullptr && texture->filter && texture->mipmap);
-    meshes.AddRef(mesh);
-    mesh->AddToken(1);
+    ASSERT_TRUE(shared != nullptr && texture != nullptr && texture->filter && texture->mipmap);
+    meshes.AddRef(shared);
+    shared->AddToken(1);
     texture->uploads.insert(&textures);
-    for (const char* file : {"m", "t"})
-        m_dir.Write(file, "damaged");
+    for (const char* name : {"m", "t"})
+        m_dir.Write(name, "damaged");
     CaptureStderr([&] {
-        EXPECT_EQ(meshes.Acquire(meshFile, true), mesh);
+        EXPECT_EQ(meshes.Acquire(meshFile, true), shared);
         EXPECT_EQ(textures.Acquire(textureFile, true), texture);
     });
-    EXPECT_TRUE(mesh->width == 2 && mesh->HasToken(1));
+    EXPECT_TRUE(shared->width == 2 && shared->HasToken(1));
     EXPECT_TRUE(Pixels(*texture) == kPixels && texture->uploads.size() == 1);
     m_dir.Write("m", MeshFile(0, 2, StreamHeader(1, 1, 1, 3, 8) + "\1\2\3"));
     m_dir.Write("t", TextureFile(0, StreamHeader(1, 1, 1, 1, 8) + "z"));
     EXPECT_EQ(meshes.Acquire(meshFile, false)->width, 2);
-    EXPECT_EQ(meshes.Acquire(meshFile, true), mesh);
+    EXPECT_EQ(meshes.Acquire(meshFile, true), shared);
     EXPECT_EQ(textures.Acquire(textureFile, true), texture);
-    EXPECT_TRUE(mesh->boundsMax == vec3(1, 2, 3) && mesh->radius > 3 && mesh->error == 0);
-    EXPECT_TRUE(mesh->wrapRows && !mesh->wrapColumns && !mesh->HasToken(1));
+    EXPECT_TRUE(shared->boundsMax == vec3(1, 2, 3) && shared->radius > 3 && shared->error == 0);
+    EXPECT_TRUE(shared->wrapRows && !shared->wrapColumns && !shared->HasToken(1));
     EXPECT_TRUE(Pixels(*texture) == "z" && texture->uploads.empty());
     EXPECT_TRUE(texture->filter && texture->mipmap);
-    EXPECT_TRUE(meshes.Release(mesh) && !meshes.Knows(meshFile) && !meshes.Release(nullptr));
+    EXPECT_TRUE(meshes.Release(shared) && !meshes.Knows(meshFile) && !meshes.Release(nullptr));
     EXPECT_TRUE(textures.Release(texture)) << "never counted: gone at once";
 }
 
