@@ -1,26 +1,21 @@
 // The codec against its stream layout, a literal recursive twin, and damaged streams.
 #include "geometry/Codec.h"
 
-#include <fcntl.h>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <bit>
 #include <random>
 
 #include "geometry/StreamFiles.h"
 #include "support/Capture.h"
-#include "support/TempFile.h"
+#include "support/FilesFixture.h"
 
 namespace {
 
-class CodecTest : public testing::Test {
+class CodecTest : public FilesFixture {
 protected:
-    const TempDir m_dir;
-
     std::string Save(Codec codec, int number) const {
-        const int fd = open(m_dir.File("stream").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0666);
+        const int fd = open(m_dir.Write("stream", "").c_str(), O_WRONLY);
         EXPECT_TRUE(codec.Save(fd, number));
         EXPECT_EQ(close(fd), 0) << "the caller's descriptor stays open";
         return m_dir.Read("stream");
@@ -54,48 +49,40 @@ struct LiteralBody {
     std::string bytes;
 
     LiteralBody(const Codec& grid, int number, int x0, int y0) : codec(grid) {
-        for (int i = 0; number == CODEC_FLAT && i < codec.width * codec.height; ++i) {
-            for (int c = 0; c < codec.channels; ++c)
-                Rows(c, 0, 1, i, i + 1);
-        }
+        for (int i = 0; number == CODEC_FLAT && i < codec.width * codec.height; ++i)
+            Around(i, 1, i + 1, 1);
         if (number == CODEC_FLAT) return;
         bytes = Words({x0, y0});
-        for (int c = 0; c < codec.channels; ++c) {
-            Rows(c, 0, y0, x0, codec.width);
-            Rows(c, y0, codec.height, 0, codec.width);
-        }
+        Around(x0, y0, codec.width, codec.height);
         Encode(x0, y0);
     }
-    void Rows(int c, int top, int bottom, int left, int right) {
-        for (int y = top; y < bottom; ++y) {
-            for (int x = left; x < right; ++x) {
-                const std::int32_t value = codec.data[std::size_t(c)][Index(x, y)];
-                bytes += Words({value}).substr(std::size_t(4 - codec.bytesPerValue));
+    // What a rectangle has beyond a smaller one, channel by channel.
+    void Around(int x0, int y0, int width, int height) {
+        for (const auto& values : codec.data) {
+            for (int y = 0; y < height; ++y) {
+                for (int x = y < y0 ? x0 : 0; x < width; ++x) {
+                    const std::int32_t value = values[Index(x, y)];
+                    bytes += Words({value}).substr(std::size_t(4 - codec.bytesPerValue));
+                }
             }
         }
     }
     std::size_t Index(int x, int y) const { return std::size_t(y * codec.width + x); }
-    void Split(std::size_t c, int w, int h) {
-        const auto old = codec.data[c];
-        for (int y = 0; y < 2 * h; ++y) {
-            for (int x = 0; x < 2 * w; ++x) {
-                const bool isFirst = x % 2 == 0 && y % 2 == 0;
-                const std::int64_t base = isFirst ? 0 : old[Index(x / 2 * 2, y / 2 * 2)];
-                codec.data[c][Index(x / 2 + x % 2 * w, y / 2 + y % 2 * h)] =
-                    static_cast<std::int32_t>(old[Index(x, y)] - base);
+    void Encode(int w, int h) {
+        if (w < 2 || h < 2) return Around(0, 0, w, h);
+        for (auto& values : codec.data) {
+            const auto old = values;
+            for (int y = 0; y < h / 2 * 2; ++y) {
+                for (int x = 0; x < w / 2 * 2; ++x) {
+                    const bool isFirst = x % 2 == 0 && y % 2 == 0;
+                    const std::int64_t base = isFirst ? 0 : old[Index(x / 2 * 2, y / 2 * 2)];
+                    values[Index(x / 2 + x % 2 * (w / 2), y / 2 + y % 2 * (h / 2))] =
+                        static_cast<std::int32_t>(old[Index(x, y)] - base);
+                }
             }
         }
-    }
-    void Encode(int w, int h) {
-        const bool isCoarsest = w < 2 || h < 2;
-        for (int c = 0; c < codec.channels; ++c)
-            isCoarsest ? Rows(c, 0, h, 0, w) : Split(std::size_t(c), w / 2, h / 2);
-        if (isCoarsest) return;
         Encode(w / 2, h / 2);
-        for (int c = 0; c < codec.channels; ++c) {
-            Rows(c, 0, h / 2, w / 2, w);
-            Rows(c, h / 2, h, 0, w);
-        }
+        Around(w / 2, h / 2, w, h);
     }
 };
 
