@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
-#include <limits>
 #include <random>
 #include <utility>
 #include <vector>
@@ -15,8 +14,6 @@
 
 namespace {
 
-constexpr float kInfinity = std::numeric_limits<float>::infinity();
-
 // With odd, some fields are infinite or -0.
 GeoImage RandomMesh(std::mt19937& random, int rows, int columns, bool odd, float unit = 1) {
     GeoImage mesh(rows, columns);
@@ -24,7 +21,7 @@ GeoImage RandomMesh(std::mt19937& random, int rows, int columns, bool odd, float
     std::uniform_real_distribution<float> value(-1, 1);
     for (int i = 0; i < 8 * rows * columns; ++i) {
         const auto kind = odd ? random() % 16 : 0;
-        fields[i] = kind == 1 ? -0.0F : kind == 2 ? kInfinity : unit * (value(random) + 0.5F);
+        fields[i] = kind == 1 ? -0.0F : kind == 2 ? INFINITY : unit * (value(random) + 0.5F);
     }
     return mesh;
 }
@@ -38,11 +35,9 @@ bool SameBits(const GeoImage& a, const GeoImage& b) {
 std::vector<dvec3> NormalSums(const GeoImage& mesh) {
     std::vector<dvec3> sums(std::size_t(mesh.width * mesh.height));
     const auto add = [&](std::size_t a, std::size_t b, std::size_t c) {
-        const auto edge = [&](std::size_t to) {
-            return dvec3(mesh.samples[to].position) - dvec3(mesh.samples[a].position);
-        };
+        const auto at = [&](std::size_t k) { return dvec3(mesh.samples[k].position); };
         for (const std::size_t corner : {a, b, c})
-            sums[corner] += Cross(edge(c), edge(b));
+            sums[corner] += Cross(at(c) - at(a), at(b) - at(a));
     };
     const auto width = std::size_t(mesh.width);
     for (std::size_t p = 0; p + width + 1 < sums.size(); ++p) {
@@ -199,7 +194,7 @@ TEST(Resize, CopiesTheWantedSizeResizesInPlaceAndRefusesWhatNoMeshCanBe) {
         EXPECT_TRUE(result.wrapRows == source.wrapRows && result.wrapColumns == source.wrapColumns);
         EXPECT_FALSE(result.HasToken(1));
     }
-    for (const float odd : {std::nanf(""), -kInfinity, -1e30F, 0.0F}) {
+    for (const float odd : {NAN, -INFINITY, -1e30F, 0.0F}) {
         for (const int filter : {0, 1, 2}) {
             EXPECT_TRUE(GeoImage::Resize(source, result, odd, odd, filter) && result.width == 4 &&
                         result.height == 4);
@@ -209,7 +204,7 @@ TEST(Resize, CopiesTheWantedSizeResizesInPlaceAndRefusesWhatNoMeshCanBe) {
               "GeoImage::Resize: Unknown filter 7\n");
     EXPECT_TRUE(result.height == 6 && result.width == 8);
     const GeoImage before = source;
-    for (const float odd : {kInfinity, 3e38F, 4097.0F}) {
+    for (const float odd : {INFINITY, 3e38F, 4097.0F}) {
         EXPECT_FALSE(GeoImage::Resize(source, result, odd, 4096, 1));
         EXPECT_TRUE(result.samples == nullptr && result.width == 0);
         EXPECT_FALSE(GeoImage::Resize(source, source, odd, 4096, 1));

@@ -100,10 +100,8 @@ GeoImage RandomMesh(std::mt19937& random, int rows, int columns, bool wrapColumn
     const unsigned range = random() % 2 == 0 ? 2 : 50;
     GeoImage mesh(rows, columns);
     const auto coordinate = [&] { return static_cast<float>(random() % range); };
-    for (int i = 0; i < rows * columns; ++i) {
-        mesh.samples[i] = {};
-        mesh.samples[i].position = {coordinate(), coordinate(), coordinate()};
-    }
+    for (int i = 0; i < rows * columns; ++i)
+        mesh.samples[i] = {{coordinate(), coordinate(), coordinate()}, {}};
     for (int r = 0; closeSeams && wrapColumns && r < rows; ++r)
         mesh.At(r, columns - 1) = mesh.At(r, 0);
     for (int c = 0; closeSeams && wrapRows && c < columns; ++c)
