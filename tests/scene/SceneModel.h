@@ -21,37 +21,45 @@ inline Words Cut(const std::string& text, char separator) {
 
 // Properties in the order of emission, each with its kind (n number, v vector, c colour, b switch,
 // m mesh, t texture, others by their keywords), its first value, and ! when always emitted.
-inline const Words kObject =
-    Cut("mesh m -;pos v 0,0,0 !;up v 0,1,0 !;point v 0,0,1 !;visible b 1;active b 1;shadow b 1;"
-        "billboard b 0",
-        ';');
-inline const Words kLight =
-    Cut("pos v 0,0,0 !;pointat v 0,0,0;active b 1;shadows b 1;color c 1,1,1,1;falloff v 1,0,0.01;"
-        "ambient c 0,0,0,0;angle n 180;focus n 0;shadowlen n 100;global c 0,0,0,0",
-        ';');
-inline const Words kCamera =
-    Cut("pos v 0,0,0 !;lookat v 0,0,-1 !;up v 0,1,0 !;fov n 60 !;hith n 0.1 !;yon n 1e+06 !", ';');
-// Emission writes the diffuse colour as "color", which sets the ambient one too.
-inline const Words kShader =
-    Cut("mesh m -;texture t -;diffuse c 1,1,1,1;lit b 1;ambient c 1,1,1,1;specular c 1,1,1,1;"
-        "shininess n 20;emission c 0,0,0,1;blend B 0;rmode R 0;atest A 0;athresh n 0.5;thick n 1;"
-        "smooth b 1;depth b 1;faces F 0",
-        ';');
+using Properties = std::vector<Words>;
+inline const Properties kObject = {{"mesh", "m", "-"},        {"pos", "v", "0,0,0", "!"},
+                                   {"up", "v", "0,1,0", "!"}, {"point", "v", "0,0,1", "!"},
+                                   {"visible", "b", "1"},     {"active", "b", "1"},
+                                   {"shadow", "b", "1"},      {"billboard", "b", "0"}};
+inline const Properties kLight = {
+    {"pos", "v", "0,0,0", "!"},  {"pointat", "v", "0,0,0"}, {"active", "b", "1"},
+    {"shadows", "b", "1"},       {"color", "c", "1,1,1,1"}, {"falloff", "v", "1,0,0.01"},
+    {"ambient", "c", "0,0,0,0"}, {"angle", "n", "180"},     {"focus", "n", "0"},
+    {"shadowlen", "n", "100"},   {"global", "c", "0,0,0,0"}};
+inline const Properties kCamera = {{"pos", "v", "0,0,0", "!"}, {"lookat", "v", "0,0,-1", "!"},
+                                   {"up", "v", "0,1,0", "!"},  {"fov", "n", "60", "!"},
+                                   {"hith", "n", "0.1", "!"},  {"yon", "n", "1e+06", "!"}};
+// Here "color" is the diffuse one: so emission writes it.
+inline const Properties kShader = {
+    {"mesh", "m", "-"},       {"texture", "t", "-"},        {"color", "c", "1,1,1,1"},
+    {"lit", "b", "1"},        {"ambient", "c", "1,1,1,1"},  {"specular", "c", "1,1,1,1"},
+    {"shininess", "n", "20"}, {"emission", "c", "0,0,0,1"}, {"blend", "B", "0"},
+    {"rmode", "R", "0"},      {"atest", "A", "0"},          {"athresh", "n", "0.5"},
+    {"thick", "n", "1"},      {"smooth", "b", "1"},         {"depth", "b", "1"},
+    {"faces", "F", "0"}};
 
-// By kind: what is said of an unknown word, whose value is the count; the words; the same again.
-inline const std::map<char, Words> kKeywords = {
-    {'B', Cut("BlendFunc: Unknown blend function;opaque replace add blend mul haze filter subtract",
-              ';')},
-    {'R',
-     Cut("RenderFunc: Unknown render function;solid wire outline shadow wireshadow shell", ';')},
-    {'A', Cut("TestFunc: Unknown test function;1 0 < >;always never lt gt", ';')},
-    {'F', Cut("Faces: Unknown face culling;front back all", ';')},
-    {'P', Cut("ShaderPass: Unknown pass;base light shadow blend", ';')}};
+struct Keywords {
+    std::string complaint;  // about a word that is none: it has the count of values for its value
+    std::size_t count;
+    std::string words;  // of all values, perhaps a second time
+};
+inline const std::map<char, Keywords> kKeywords = {
+    {'B',
+     {"BlendFunc: Unknown blend function", 8, "opaque|replace|add|blend|mul|haze|filter|subtract"}},
+    {'R', {"RenderFunc: Unknown render function", 6, "solid|wire|outline|shadow|wireshadow|shell"}},
+    {'A', {"TestFunc: Unknown test function", 4, "1|0|<|>|always|never|lt|gt"}},
+    {'F', {"Faces: Unknown face culling", 3, "front|back|all"}},
+    {'P', {"ShaderPass: Unknown pass", 4, "base|light|shadow|blend"}}};
 
-inline Fields Normal(const Words& properties) {
+inline Fields Normal(const Properties& properties) {
     Fields fields;
-    for (const std::string& property : properties)
-        fields[Cut(property, ' ')[0]] = Cut(property, ' ')[2];
+    for (const Words& property : properties)
+        fields[property[0]] = property[2];
     return fields;
 }
 
@@ -91,10 +99,10 @@ public:
         } else if (w[0] == "shader" && w.size() == 2) {
             Use(shader, -1);
             shader = Normal(kShader);
-        } else if (w[0] == "shader" && property == "color") {
-            shader["ambient"] = shader["diffuse"] = Value('c', last);
         } else if (w[0] == "shader") {
-            Assign(kShader, shader, property, last, "SetProperty(shader): unknown");
+            Assign(kShader, shader, property == "diffuse" ? "color" : property, last,
+                   "SetProperty(shader): unknown");
+            if (property == "color") shader["ambient"] = shader["color"];
         } else if (w[0] == "light") {
             const std::string& room = w.size() == (w[1] == "set" ? 5U : 3U) ? m_room : w[2];
             if (!room.empty()) DoLight(w, room);
@@ -107,22 +115,22 @@ public:
     std::string Emitted() const {
         std::string text = Lines("camera ", kCamera, m_camera);
         for (const auto& [key, node] : m_nodes) {
-            const bool light = key.size() > 1 && key[1].empty();
-            std::string head = "light set " + key.back() + ' ';
+            std::string head = "set ";
             if (key.size() == 1) {
                 text += "room " + key[0] + "\nlight ambient " + node.fields.at("room") + '\n';
-            } else if (light) {
+            } else if (key[1].empty()) {
+                head = "light set " + key[2] + ' ';
                 text += Lines(head, kLight, node.fields);
             } else {
                 std::string path = JoinWords(Params(key).subspan(1));
                 std::replace(path.begin(), path.end(), ' ', '/');
-                text += "object " + path + '\n' + Lines("set ", kObject, node.fields);
+                text += "object " + path + '\n' + Lines(head, kObject, node.fields);
             }
             for (const auto& [pass, list] : node.shaders)
                 for (const Fields& entry : list)
                     if (key.size() > 1)
-                        text += ShaderLines(entry) + (light ? head : "set ") + "shade " +
-                                Written(light ? '+' : 'P', pass) + '\n';
+                        text += ShaderLines(entry) + head + "shade " +
+                                (pass == "add" ? pass : Written('P', pass)) + '\n';
             text += '\n';
         }
         return text;
@@ -178,14 +186,11 @@ private:
         if (from == to || !m_nodes.contains(from)) return;
         Make(to);
         Erase(to);
-        const std::map<Words, Node> before = m_nodes;
-        for (const auto& [key, node] : before) {
-            if (!IsWithin(key, from)) continue;
+        if (IsWithin(object, from)) object[0] = to[0];
+        for (const auto& [key, node] : std::exchange(m_nodes, {})) {
             Words place = key;
-            place[0] = to[0];
-            if (object == key) object = place;
+            if (IsWithin(key, from)) place[0] = to[0];
             m_nodes[place] = node;
-            m_nodes.erase(key);
         }
     }
 
@@ -197,13 +202,10 @@ private:
         if (w[1] != "set") return;
         Node& light = m_nodes[{room, "", w[w.size() - 3]}];
         if (light.fields.empty()) light.fields = Normal(kLight);
-        if (w[w.size() - 2] != "shade") {
-            Assign(kLight, light.fields, w[w.size() - 2], last, "SetLight: unknown");
-        } else if (last == "twice") {
-            m_said += "light set shade: unknown command twice\n";
-        } else {
+        if (w[w.size() - 2] == "shade")
             Edit(light.shaders["add"], last);
-        }
+        else
+            Assign(kLight, light.fields, w[w.size() - 2], last, "SetLight: unknown");
     }
     // A list of shaders: the current one added, the last one taken off, or all.
     void Edit(std::vector<Fields>& list, const std::string& action) {
@@ -211,6 +213,7 @@ private:
             list.push_back(shader);
             Use(shader, 1);
         }
+        if (action == "twice") m_said += "light set shade: unknown command twice\n";
         for (auto n = action == "clear" ? list.size() : action == "pop" ? 1 : 0; n > 0; --n) {
             if (list.empty()) return;
             Use(list.back(), -1);
@@ -226,20 +229,18 @@ private:
             if (users[held->second] == 0) ++released;
         }
     }
-    bool Assign(const Words& properties, Fields& fields, const std::string& name,
+    bool Assign(const Properties& properties, Fields& fields, const std::string& name,
                 const std::string& word, const std::string& complaint) {
-        for (const std::string& property : properties) {
-            if (Cut(property, ' ')[0] != name) continue;
-            const char kind = Cut(property, ' ')[1][0];
-            const bool resource = kind == 'm' || kind == 't';
-            if (resource && word == "/none") {
-                m_said += kind == 'm' ? "GeoImage" : "Texture";
+        for (const Words& property : properties) {
+            if (property[0] != name) continue;
+            if (word == "/none") {
+                m_said += name == "mesh" ? "GeoImage" : "Texture";
                 m_said += "::Load: could not open file /none\n";
-            } else {
-                if (resource) Use({{name, word}}, 1);
-                if (resource) Use({{name, fields[name]}}, -1);
-                fields[name] = Value(kind, word);
+                return true;
             }
+            Use({{name, word}}, 1);
+            Use({{name, fields[name]}}, -1);
+            fields[name] = Value(property[1][0], word);
             return true;
         }
         m_said += "Command::" + complaint + " property " + name + '\n';
@@ -269,25 +270,22 @@ private:
         if (kind == 'v') return List(word, {"0", "0", "0"});
         if (kind == 'c') return List(word, {"0", "0", "0", "1"});
         if (kind == 'b') return std::string("tTyY1").find(word[0]) != word.npos ? "1" : "0";
-        const Words& keywords = kKeywords.at(kind);
-        for (auto list = keywords.begin() + 1; list != keywords.end(); ++list) {
-            const Words words = Cut(*list, ' ');
-            const auto at = std::find(words.begin(), words.end(), word);
-            if (at != words.end()) return std::to_string(at - words.begin());
-        }
-        m_said += "Parse" + keywords[0] + ' ' + word + '\n';
-        return std::to_string(Cut(keywords[1], ' ').size());
+        const auto& [complaint, count, list] = kKeywords.at(kind);
+        const Words words = Cut(list, '|');
+        const auto at = std::find(words.begin(), words.end(), word);
+        if (at != words.end()) return std::to_string(std::size_t(at - words.begin()) % count);
+        m_said += "Parse" + complaint + ' ' + word + '\n';
+        return std::to_string(count);
     }
     static std::string Written(char kind, const std::string& value) {
         if (!kKeywords.contains(kind)) return value;
-        const Words words = Cut(kKeywords.at(kind)[1], ' ');
-        return std::stoul(value) < words.size() ? words[std::stoul(value)] : "unknown-" + value;
+        const auto& [complaint, count, list] = kKeywords.at(kind);
+        return std::stoul(value) < count ? Cut(list, '|')[std::stoul(value)] : "unknown-" + value;
     }
-    static std::string Lines(const std::string& head, const Words& properties,
+    static std::string Lines(const std::string& head, const Properties& properties,
                              const Fields& fields) {
         std::string text;
-        for (const std::string& property : properties) {
-            const Words p = Cut(property, ' ');
+        for (const Words& p : properties) {
             const std::string& value = fields.at(p[0]);
             if (p.size() == 4 || value != p[2])
                 text += head + p[0] + ' ' + Written(p[1][0], value) + '\n';
@@ -295,12 +293,10 @@ private:
         return text;
     }
     static std::string ShaderLines(Fields entry) {
-        if (entry["ambient"] == entry["diffuse"]) entry["ambient"] = "1,1,1,1";
+        if (entry["ambient"] == entry["color"]) entry["ambient"] = "1,1,1,1";
         for (const char* name : {"ambient", "specular", "shininess", "emission"})
             if (entry["lit"] == "0") entry[name] = Normal(kShader)[name];
         entry["faces"] = "0";
-        std::string text = "shader new\n" + Lines("shader set ", kShader, entry);
-        const std::size_t at = text.find("set diffuse ");
-        return at == text.npos ? text : text.replace(at, 12, "set color ");
+        return "shader new\n" + Lines("shader set ", kShader, entry);
     }
 };

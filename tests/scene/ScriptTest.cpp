@@ -3,7 +3,6 @@
 #include "SceneFixture.h"
 
 #include "SceneModel.h"
-#include "scene/CommandValues.h"
 #include "support/RecordingDriver.h"
 
 #include <algorithm>
@@ -15,58 +14,46 @@ namespace {
 class Script {
 public:
     Script(unsigned seed, const std::string& mesh, const std::string& texture) : m_random(seed) {
-        m_words['m'] = "- /none " + mesh + ' ' + mesh;
-        m_words['t'] = "- /none " + texture + ' ' + texture;
+        m_texts['m'] = "-|/none|" + mesh + '|' + mesh;
+        m_texts['t'] = "-|/none|" + texture + '|' + texture;
         for (const auto& [kind, keywords] : kKeywords)
-            m_words[kind] = keywords[1] + " xor " + (kind == 'A' ? keywords[2] : "");
+            m_texts[kind] = keywords.words + "|xor";
+        for (const auto& [kind, properties] :
+             {std::pair{'O', kObject}, {'L', kLight}, {'C', kCamera}, {'S', kShader}})
+            for (const Words& property : properties)
+                m_texts[kind] += property[0] + " %" + property[1] + '|';
     }
-
-    // One of the templates, in which % and a letter stands for a random word, or for a property
-    // and its value.
     std::string Line() {
-        static const Words kTemplates = Cut(
-            "room %r;object %p;object %p;object %r %p;delete %r;delete %r %p;move %p %r %r;"
-            "set %O;set %O;set %O;set %p %O;set %r %p %O;set hue 1;set shade base;set shade base;"
-            "set shade %P;set shade %P;set %p shade %P;set pop base;set pop %P;set clear %P;"
-            "shader new;shader set %S;shader set %S;shader set %S;shader set %S;shader set %S;"
-            "shader set color %c;shader set hue 1;light ambient %c;light ambient %r %c;"
-            "light set %l %L;light set %r %l %L;light set %l shade %s;light set %l shade add;"
-            "light set %r %l shade %s;light set %l hue 1;light delete %l;light delete %r %l;"
-            "camera %C;camera zoom 2",
-            ';');
-        std::string line = kTemplates[m_random() % kTemplates.size()];
-        for (std::size_t at; (at = line.find('%')) != line.npos;)
-            line.replace(at, 2, Word(line[at + 1]));
+        std::string line = "%*";
+        for (std::size_t at; (at = line.find('%')) != line.npos;) {
+            const Words choice = Cut(m_texts.at(line[at + 1]), '|');
+            line.replace(at, 2, choice[m_random() % choice.size()]);
+        }
         return line;
     }
 
 private:
     std::mt19937 m_random;
-    std::map<char, std::string> m_words = {
-        {'r', "r s t1"},
-        {'p', "a b a/b a//c/ a/b/c"},
-        {'l', "k l"},
-        {'s', "add add pop pop clear twice"},
-        {'b', "1 0 yes True no on t Y - 2"},
-        {'n', "0 0.5 1 20 100 180 123456789 1e-7 .5 -3 +4 7x x 1e39 nan -inf"},
-        {',', "0 1 1 1 2.5 .5 -3 +4 x 7x inf 1e999 0.01 -"}};
-
-    std::string Word(char kind) {
-        static const std::map<char, const Words*> kTables = {
-            {'O', &kObject}, {'L', &kLight}, {'C', &kCamera}, {'S', &kShader}};
-        if (const auto found = kTables.find(kind); found != kTables.end()) {
-            const Words property = Cut((*found->second)[m_random() % found->second->size()], ' ');
-            return property[0] + ' ' + Word(property[1][0]);
-        }
-        if (kind == 'v' || kind == 'c') {
-            std::string list = ",";
-            for (auto i = m_random() % 6; i > 0; --i)
-                list = Word(',') + ',' + list;
-            return list;
-        }
-        const Words words = Cut(m_words.at(kind), ' ');
-        return words[m_random() % words.size()];
-    }
+    // By kind, the texts of which any one may stand for "%" and the kind.
+    std::map<char, std::string> m_texts = {
+        {'*',
+         "room %r|object %p|object %p|object %r %p|delete %r|delete %r %p|move %p %r %r|"
+         "set %O|set %O|set %O|set %p %O|set %r %p %O|set hue 1|set shade base|set shade base|"
+         "set shade %P|set shade %P|set %p shade %P|set pop base|set pop %P|set clear %P|"
+         "shader new|shader set %S|shader set %S|shader set %S|shader set %S|shader set %S|"
+         "shader set diffuse %c|shader set hue 1|light ambient %c|light ambient %r %c|"
+         "light set %l %L|light set %r %l %L|light set %l shade %s|light set %l shade add|"
+         "light set %r %l shade %s|light set %l hue 1|light delete %l|light delete %r %l|"
+         "camera %C|camera zoom 2"},
+        {'r', "r|s|t1"},
+        {'p', "a|b|a/b|a//c/|a/b/c"},
+        {'l', "k|l"},
+        {'s', "add|add|pop|pop|clear|twice"},
+        {'b', "1|0|yes|True|no|on|t|Y|-|2"},
+        {'n', "0|0.5|1|20|100|180|123456789|1e-7|.5|-3|+4|7x|x|1e39|nan|-inf"},
+        {'v', ",|%,,%v|%,,%v|%,,%v"},
+        {'c', "%v"},
+        {',', "0|1|1|1|2.5|.5|-3|+4|x|7x|inf|1e999|0.01|-"}};
 };
 
 class ScriptTest : public SceneFixture {
@@ -83,27 +70,17 @@ protected:
     // What emission leaves out.
     void ExpectEqualStates(const Room* drawn) {
         const Shader& s = command->CurrentShader();
-        const auto text = [](const Color& c) {
-            return NumberText(c.r) + ',' + NumberText(c.g) + ',' + NumberText(c.b) + ',' +
-                   NumberText(c.a);
-        };
         Fields now = model.shader;
-        now["ambient"] = text(s.material.ambient);
-        now["diffuse"] = text(s.material.diffuse);
-        const int keywords[] = {s.blend, s.rmode, s.atest, s.faces};
-        for (int i = 0; const char* name : {"blend", "rmode", "atest", "faces"})
-            now[name] = std::to_string(keywords[i++]);
+        for (const auto& [name, value] : {std::pair<const char*, int>{"blend", s.blend},
+                                          {"rmode", s.rmode},
+                                          {"atest", s.atest},
+                                          {"faces", s.faces}})
+            now[name] = std::to_string(value);
         EXPECT_EQ(now, model.shader);
+        EXPECT_EQ(s.material.ambient == s.material.diffuse, now["ambient"] == now["color"]);
         EXPECT_EQ(drawn, model.drawn.empty() ? nullptr : command->Rooms().at(model.drawn));
         EXPECT_EQ(command->TakeCameraChanged(), std::exchange(model.cameraChanged, false));
         EXPECT_EQ(command->CurrentObject() != nullptr, !model.object.empty());
-    }
-    // What nobody holds is gone, but for the shaders of lights that were deleted by name.
-    std::string Leaks(const char* kind, const std::string& name) {
-        const int users = model.users[name];
-        return users == 0 ? ""
-                          : std::string("Memory leak detected - ") + kind + " resource * has " +
-                                std::to_string(users) + " references!\n";
     }
 };
 
@@ -140,7 +117,13 @@ TEST_F(ScriptTest, RandomLinesDoWhatASecondVersionSays) {
         for (const std::string& line : Cut(clear, '\n'))
             model.Run(line);
         command->FollowRoom(nullptr);
-        EXPECT_EQ(WithoutAddresses(End()), Leaks("mesh", mesh) + Leaks("texture", image));
+        // What nobody holds is gone, but for the shaders of lights that were deleted by name.
+        std::string leaks;
+        for (const auto& [kind, name] : {std::pair{"mesh", mesh}, {"texture", image}})
+            if (const int users = model.users[name])
+                leaks += std::string("Memory leak detected - ") + kind + " resource * has " +
+                         std::to_string(users) + " references!\n";
+        EXPECT_EQ(WithoutAddresses(End()), leaks);
         ASSERT_FALSE(HasFailure()) << "seed " << seed << " after\n" << log;
     }
 }
