@@ -1,8 +1,11 @@
-// Lines that are wrong or hostile, and what commands do beside the scene: caches and settings.
+// Lines that are wrong or hostile, what commands do beside the scene (caches, settings), and scene
+// files: which room, camera and capture name they leave, and which cannot be read or written.
 #include "SceneFixture.h"
 
+#include "SceneModel.h"
 #include "renderer/Renderer.h"
-#include "settings/Settings.h"
+#include "scene/SceneFile.h"
+#include "settings/Registry.h"
 #include "support/RecordingDriver.h"
 
 #include <fstream>
@@ -21,10 +24,7 @@ TEST_F(CommandTest, WrongLinesPrintTheirMessageAndChangeNothing) {
     EXPECT_EQ(Errors("\n \t\v\f\r\n# room x\n#room x\n// room x\n//room x\nreload unknown names\n"
                      "light delete\nlight delete x y z\nr_set\nd_set x 1 2"),
               "");
-    const struct {
-        const char* lines;
-        const char* message;  // of each line
-    } cases[] = {
+    const std::pair<const char*, std::string> cases[] = {
         {"/room  x", "Command::DoCommand: unknown command /room x"},
         {"Room x", "Command::DoCommand: unknown command Room x"},
         {"room\nroom x y", "Command::CmdRoom: invalid number of parameters"},
@@ -47,11 +47,9 @@ TEST_F(CommandTest, WrongLinesPrintTheirMessageAndChangeNothing) {
         {"camera pos", "Command::CmdCamera: invalid args"},
         {"camera aspect 2", "Command::CmdCamera: Unknown property aspect"},
     };
-    for (const auto& [lines, message] : cases) {
-        std::istringstream each(lines);
-        for (std::string line; std::getline(each, line);)
-            EXPECT_EQ(Errors(line), std::string(message) + '\n') << line;
-    }
+    for (const auto& [lines, message] : cases)
+        for (const std::string& line : Cut(lines, '\n'))
+            EXPECT_EQ(Errors(line), message + '\n') << line;
     EXPECT_EQ(CaptureStderr([&] { command->DoCommand({}); }),
               "Command::DoCommand: empty command\n");
     EXPECT_EQ(command->Rooms().size(), 1U);
@@ -107,22 +105,18 @@ TEST_F(CommandTest, DeepPathsCostOneMessageEach) {
 }
 
 TEST_F(CommandTest, ObjectPropertiesEmptyTheCachesThatDependOnThem) {
-    const struct {
-        const char* line;
-        bool wholeTree;
-    } cases[] = {{"set visible no", false}, {"set shadow 0", false},   {"set active False", true},
-                 {"set billboard y", true}, {"set up 1,0", true},      {"set point ,0,0,-1", true},
-                 {"set pos 1,2,3", true},   {"set shade base", false}, {"set clear shadow", false},
-                 {"set pop light", false},  {"move a r s", true},      {"delete s a/none", false}};
     Run("room r\nobject a/b\nobject a");
     Object* parent = At("r", "a");
     Object* child = At("r", "a/b");
-    for (const auto& [line, wholeTree] : cases) {
-        parent->derivedCache.insert(this);
-        child->derivedCache.insert(this);
+    const std::string ofOne =
+        "set visible no|set shadow 0|set shade base|set clear shadow|set pop light";
+    const std::string ofAll =
+        "set active False|set billboard y|set up 1,0|set point ,0,0,-1|set pos 1,2,3|move a r s";
+    for (const std::string& line : Cut(ofOne + '|' + ofAll + "|delete s a/none", '|')) {
+        parent->derivedCache = child->derivedCache = {this};
         Run(line);
         EXPECT_TRUE(parent->derivedCache.empty()) << line;
-        EXPECT_EQ(child->derivedCache.empty(), wholeTree) << line;
+        EXPECT_EQ(child->derivedCache.empty(), ofAll.find(line) != ofAll.npos) << line;
     }
 }
 
@@ -169,6 +163,51 @@ TEST_F(CommandTest, SettingsAreListedShownAndChanged) {
     EXPECT_TRUE(driver.Get("G") == 1 && database->SettingOwner("G") == &driver);
     EXPECT_TRUE(database->SettingOwner("P_LODscale") && !database->SettingOwner("P_LODscal"));
     command.reset();
+}
+
+TEST_F(CommandTest, SelectsTheFirstRoomOfAllFilesAndNamesTheCapture) {
+    Registry registry{dir.File("registry")};
+    registry.SetString("testRender/capt", "/tmp");
+    const Camera odd = {{1, 1, 1}, {2, 2, 2}, {3, 3, 3}, 10, 2, 0.5F, 50};
+    Camera camera = odd;
+    Room* currentRoom = nullptr;
+    std::string recname = "before";
+    const auto load = [&](const std::string& path) {
+        return LoadScene(path, {*command, registry, camera, currentRoom, recname});
+    };
+    // Without a room only the view changes.
+    EXPECT_FALSE(load(dir.Write("empty", "# nothing\n")));
+    camera = odd;
+    CaptureStderr([&] { EXPECT_FALSE(load("")); });
+    EXPECT_TRUE(currentRoom == nullptr && recname == "before");
+    EXPECT_TRUE(camera.pos == vec3(0, 0, 5) && camera.lookat == vec3() &&
+                camera.up == vec3(0, 1, 0) && camera.fov == 60);
+    EXPECT_TRUE(camera.aspect == 2 && camera.hith == 0.5F && camera.yon == 50);
+
+    const std::string first = dir.Write("first", "room b\nbad line\n// note\nroom a");
+    std::string out;
+    EXPECT_EQ(CaptureStderr([&] { out = CaptureStdout([&] { EXPECT_TRUE(load(first)); }); }),
+              "Command::DoCommand: unknown command bad line\n");
+    Room* a = command->GetRoom("a");
+    EXPECT_EQ(out, "Using room a " + Address(a) + "\nrecname = /tmp/first\n");
+    const std::string second =
+        dir.Write("second", std::string("room c\n\0\x1b[2J\n\xff\xfe x\n\0", 19));
+    CaptureStdout([&] { CaptureStderr([&] { EXPECT_TRUE(load(second)); }); });
+    EXPECT_TRUE(currentRoom == a && recname == "/tmp/second" && command->Rooms().contains("c"));
+}
+
+TEST_F(CommandTest, WhatCannotBeWrittenIsToldAndLeftAlone) {
+    Run("room r\nobject a\nobject b\nobject c");
+    const std::string text = Emit();
+    const std::string out = dir.File("out");
+    EXPECT_EQ(Errors("emit " + dir.Path()),
+              "emit: Could not open file " + dir.Path() + " for writing");
+    // A limit that the messages fit in but the scene does not.
+    EXPECT_EQ(
+        CaptureStderr([&] { WithFileSizeLimit(text.size() - 1, [&] { Run("emit " + out); }); }),
+        "Saving scene to file " + out + "...\nemit: Could not write file " + out +
+            ": File too large\n");
+    EXPECT_EQ(dir.Read("out"), text);
 }
 
 }  // namespace
