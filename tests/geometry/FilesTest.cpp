@@ -9,7 +9,7 @@
 
 #include "geometry/Codec.h"
 #include "geometry/GeoImage.h"
-#include "geometry/ResourceManager.h"
+#include "geometry/Texture.h"
 #include "geometry/StreamFiles.h"
 #include "support/Capture.h"
 #include "support/FilesFixture.h"
@@ -316,38 +316,6 @@ TEST_F(Files, MemoryGrowsWithTheDataThatArrives) {
             },
             testing::ExitedWithCode(0), kPrematureEnd);
     }
-}
-
-TEST_F(Files, AFailedReloadChangesNothingAndAGoodOneAllButTheFlagsOfTextures) {
-    ResourceManager<GeoImage> meshes("mesh");
-    ResourceManager<Texture> textures("texture");
-    const std::string meshFile = m_dir.Write("m", kMesh);
-    const std::string textureFile = m_dir.Write("t", "sTXT" + Gzip(kTextureGrid));
-    GeoImage* shared = meshes.Acquire(meshFile, false);
-    Texture* texture = textures.Acquire(textureFile, false);
-    ASSERT_TRUE(shared != nullptr && texture != nullptr && texture->filter && texture->mipmap);
-    meshes.AddRef(shared);
-    shared->AddToken(1);
-    texture->uploads.insert(&textures);
-    for (const char* name : {"m", "t"})
-        m_dir.Write(name, "damaged");
-    CaptureStderr([&] {
-        EXPECT_EQ(meshes.Acquire(meshFile, true), shared);
-        EXPECT_EQ(textures.Acquire(textureFile, true), texture);
-    });
-    EXPECT_TRUE(shared->width == 2 && shared->HasToken(1));
-    EXPECT_TRUE(Pixels(*texture) == kPixels && texture->uploads.size() == 1);
-    m_dir.Write("m", MeshFile(0, 2, StreamHeader(1, 1, 1, 3, 8) + "\1\2\3"));
-    m_dir.Write("t", TextureFile(0, StreamHeader(1, 1, 1, 1, 8) + "z"));
-    EXPECT_EQ(meshes.Acquire(meshFile, false)->width, 2);
-    EXPECT_EQ(meshes.Acquire(meshFile, true), shared);
-    EXPECT_EQ(textures.Acquire(textureFile, true), texture);
-    EXPECT_TRUE(shared->boundsMax == vec3(1, 2, 3) && shared->radius > 3 && shared->error == 0);
-    EXPECT_TRUE(shared->wrapRows && !shared->wrapColumns && !shared->HasToken(1));
-    EXPECT_TRUE(Pixels(*texture) == "z" && texture->uploads.empty());
-    EXPECT_TRUE(texture->filter && texture->mipmap);
-    EXPECT_TRUE(meshes.Release(shared) && !meshes.Knows(meshFile) && !meshes.Release(nullptr));
-    EXPECT_TRUE(textures.Release(texture)) << "never counted: gone at once";
 }
 
 }  // namespace

@@ -20,14 +20,33 @@ using SceneDatabaseTest = SceneFixture;
 TEST_F(SceneDatabaseTest, NamesAndReloadsResourcesOfBothKinds) {
     const std::string sheet = Mesh("sheet");
     const std::string image = Image("image");
+    const std::string reload = "reload " + sheet + ' ' + image;
+    dir.Write("image", "sTXT" + dir.Read("image").substr(9));  // the older kind, without flags
     GeoImage* mesh = database->GetMesh(sheet, false);
     Texture* texture = database->GetTexture(image, false);
+    ASSERT_TRUE(mesh && texture && texture->filter && texture->mipmap);
+    database->AddRefMesh(mesh);
+    mesh->AddToken(1);
+    texture->uploads.insert(this);
+    dir.Write("sheet", "damaged");
+    dir.Write("image", "damaged");
+    EXPECT_NE(Errors(reload), "");
+    EXPECT_TRUE(mesh->width == 2 && mesh->HasToken(1));
+    EXPECT_TRUE(texture->pixels && texture->width == 2 && texture->uploads.size() == 1);
+    // A mesh takes over everything, a texture keeps its flags.
+    GeoImage larger = SquareMesh(2, 0);
+    larger.wrapRows = true;
+    larger.error = 3;
     Texture wide;
-    EXPECT_TRUE(wide.SetSize(4, 1, 1) && wide.Save(image, CODEC_FLAT));
-    Mesh("sheet", 2);
+    wide.filter = wide.mipmap = false;
+    EXPECT_TRUE(larger.Save(sheet, CODEC_FLAT) && wide.SetSize(4, 1, 1) &&
+                wide.Save(image, CODEC_FLAT));
     EXPECT_TRUE(database->GetMesh(sheet, false) == mesh && mesh->boundsMax.x == 1);
-    EXPECT_EQ(Errors("reload " + sheet + " " + image + " /nowhere"), "");
-    EXPECT_TRUE(mesh->boundsMax.x == 2 && texture->width == 4);
+    EXPECT_EQ(Errors(reload + " /nowhere"), "");
+    EXPECT_TRUE(mesh->boundsMax.x == 2 && mesh->radius > 2 && mesh->error == 3);
+    EXPECT_TRUE(mesh->wrapRows && !mesh->wrapColumns && !mesh->HasToken(1));
+    EXPECT_TRUE(texture->width == 4 && texture->channels == 1 && texture->uploads.empty());
+    EXPECT_TRUE(texture->filter && texture->mipmap);
     // A name of both kinds: its file is one of them, and the other stays as it was.
     Image("sheet");
     Texture* both = database->GetTexture(sheet, false);
@@ -35,7 +54,9 @@ TEST_F(SceneDatabaseTest, NamesAndReloadsResourcesOfBothKinds) {
     EXPECT_NE(Errors("reload " + sheet), "");
     EXPECT_TRUE(mesh->boundsMax.x == 3 && both->width == 2);
     database->ReleaseMesh(mesh);
-    EXPECT_EQ(database->ResourceName(mesh), "null://") << "never counted: gone at once";
+    database->ReleaseTexture(texture);
+    EXPECT_EQ(database->ResourceName(mesh) + database->ResourceName(texture), "null://null://")
+        << "gone with the last user, or without any";
     CaptureStderr([&] { EXPECT_EQ(database->GetMesh("/none", false), nullptr); });
     EXPECT_EQ(database->ResourceName(nullptr), "/none");
     EXPECT_EQ(End(), "") << "what nobody counted is no leak";
