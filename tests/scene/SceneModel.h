@@ -38,23 +38,26 @@ inline const Properties kCamera = {{"pos", "v", "0,0,0", "!"}, {"lookat", "v", "
 inline const Properties kShader = {
     {"mesh", "m", "-"},       {"texture", "t", "-"},        {"color", "c", "1,1,1,1"},
     {"lit", "b", "1"},        {"ambient", "c", "1,1,1,1"},  {"specular", "c", "1,1,1,1"},
-    {"shininess", "n", "20"}, {"emission", "c", "0,0,0,1"}, {"blend", "B", "0"},
-    {"rmode", "R", "0"},      {"atest", "A", "0"},          {"athresh", "n", "0.5"},
+    {"shininess", "n", "20"}, {"emission", "c", "0,0,0,1"}, {"blend", "B", "opaque"},
+    {"rmode", "R", "solid"},  {"atest", "A", "1"},          {"athresh", "n", "0.5"},
     {"thick", "n", "1"},      {"smooth", "b", "1"},         {"depth", "b", "1"},
-    {"faces", "F", "0"}};
+    {"faces", "F", "front"}};
 
 struct Keywords {
-    std::string complaint;  // about a word that is none: it has the count of values for its value
+    std::string complaint;  // about an unknown word
     std::size_t count;
-    std::string words;  // of all values, perhaps a second time
+    std::string words;  // of all values, of unknown ones, and others for the same values
 };
 inline const std::map<char, Keywords> kKeywords = {
     {'B',
-     {"BlendFunc: Unknown blend function", 8, "opaque|replace|add|blend|mul|haze|filter|subtract"}},
-    {'R', {"RenderFunc: Unknown render function", 6, "solid|wire|outline|shadow|wireshadow|shell"}},
-    {'A', {"TestFunc: Unknown test function", 4, "1|0|<|>|always|never|lt|gt"}},
-    {'F', {"Faces: Unknown face culling", 3, "front|back|all"}},
-    {'P', {"ShaderPass: Unknown pass", 4, "base|light|shadow|blend"}}};
+     {"BlendFunc: Unknown blend function", 8,
+      "opaque|replace|add|blend|mul|haze|filter|subtract|unknown-8"}},
+    {'R',
+     {"RenderFunc: Unknown render function", 6,
+      "solid|wire|outline|shadow|wireshadow|shell|unknown-6"}},
+    {'A', {"TestFunc: Unknown test function", 4, "1|0|<|>|unknown-4|always|never|lt|gt"}},
+    {'F', {"Faces: Unknown face culling", 3, "front|back|all|unknown-3"}},
+    {'P', {"ShaderPass: Unknown pass", 4, "base|light|shadow|blend|unknown-4"}}};
 
 inline Fields Normal(const Properties& properties) {
     Fields fields;
@@ -65,8 +68,8 @@ inline Fields Normal(const Properties& properties) {
 
 class SceneModel {
 public:
-    std::string drawn;  // the room that is followed; empty for none
-    Words object;       // the current one: its room and the names down to it
+    std::string drawn;   // the room that is followed; empty for none
+    std::string object;  // the key of the current one
     Fields shader = Normal(kShader);
     bool cameraChanged = false;
     std::map<std::string, int> users;  // of resources
@@ -79,18 +82,20 @@ public:
         const std::string& last = w.back();
         const std::string& property = w[w.size() - 2];
         if (w[0] == "room") {
-            Make(object = {m_room = w[1]});
+            Make(object = m_room = w[1]);
         } else if (w[0] == "object") {
-            const Words key = Key(w.size() == 2 ? m_room : w[1], last);
+            const std::string key = Key(w.size() == 2 ? m_room : w[1], last);
             if (!key.empty()) Make(object = key);
         } else if (w[0] == "delete") {
             if (w.size() == 3) Make(Key(w[1], last));
             Erase(Key(w[1], w.size() == 3 ? last : ""));
         } else if (w[0] == "move") {
+            Make(w[2]);
+            Make(w[3]);
             Move(Key(w[2], w[1]), Key(w[3], w[1]));
         } else if (w[0] == "set") {
-            const Words named = Key(w.size() == 5 ? w[1] : m_room, w[w.size() - 3]);
-            const Words key = w.size() == 3 ? object : named;
+            const std::string named = Key(w.size() == 5 ? w[1] : m_room, w[w.size() - 3]);
+            const std::string key = w.size() == 3 ? object : named;
             if (key.empty()) return "";
             if (property == "shade" || property == "clear" || property == "pop")
                 Edit(Make(key).shaders[Value('P', last)], property);
@@ -112,25 +117,24 @@ public:
         return m_said;
     }
 
-    std::string Emitted() const {
+    std::string Emitted() {
         std::string text = Lines("camera ", kCamera, m_camera);
-        for (const auto& [key, node] : m_nodes) {
+        for (auto& [key, node] : m_nodes) {
+            const std::size_t slash = key.find('/');
             std::string head = "set ";
-            if (key.size() == 1) {
-                text += "room " + key[0] + "\nlight ambient " + node.fields.at("room") + '\n';
-            } else if (key[1].empty()) {
-                head = "light set " + key[2] + ' ';
+            if (slash == key.npos) {
+                text += "room " + key + "\nlight ambient " + node.fields["room"] + '\n';
+            } else if (key[slash + 1] == '/') {
+                head = "light set " + key.substr(slash + 2) + ' ';
                 text += Lines(head, kLight, node.fields);
             } else {
-                std::string path = JoinWords(Params(key).subspan(1));
-                std::replace(path.begin(), path.end(), ' ', '/');
-                text += "object " + path + '\n' + Lines(head, kObject, node.fields);
+                text += "object " + key.substr(slash + 1) + '\n';
+                text += Lines(head, kObject, node.fields);
             }
-            for (const auto& [pass, list] : node.shaders)
-                for (const Fields& entry : list)
-                    if (key.size() > 1)
-                        text += ShaderLines(entry) + head + "shade " +
-                                (pass == "add" ? pass : Written('P', pass)) + '\n';
+            for (const std::string& pass : Cut("add|" + kKeywords.at('P').words, '|'))
+                for (const Fields& entry : node.shaders[pass])
+                    if (slash != key.npos)
+                        text += ShaderLines(entry) + head + "shade " + pass + '\n';
             text += '\n';
         }
         return text;
@@ -141,32 +145,31 @@ private:
         Fields fields;
         std::map<std::string, std::vector<Fields>> shaders;  // by pass
     };
-    // Rooms, their lights (whose second name is empty) and objects. In the order of their keys an
-    // object's parts follow it.
-    std::map<Words, Node> m_nodes;
+    // Rooms by name, their lights ("room//light") and objects ("room/object/part").
+    std::map<std::string, Node> m_nodes;
     std::string m_room;
     Fields m_camera = Normal(kCamera);
     std::string m_said;
 
     // Empty without a room.
-    static Words Key(const std::string& room, const std::string& path) {
-        Words key;
-        if (!room.empty()) key = Cut(room + '/' + path, '/');
+    static std::string Key(std::string key, const std::string& path) {
+        for (const std::string& name : Cut(path, '/'))
+            if (!key.empty()) key += '/' + name;
         return key;
     }
-    static bool IsWithin(const Words& key, const Words& root) {
-        return key.size() >= root.size() && std::equal(root.begin(), root.end(), key.begin());
+    static bool IsWithin(const std::string& key, const std::string& root) {
+        return (key + '/').starts_with(root + '/');
     }
-    Node& Make(const Words& key) {
-        if (drawn.empty()) drawn = key[0];
-        for (std::size_t size = 1; size <= key.size(); ++size) {
-            Fields& fields = m_nodes[Words(key.begin(), key.begin() + size)].fields;
-            if (fields.empty()) fields = Normal(kObject);
-            if (size == 1) fields.emplace("room", "0,0,0,1");
-        }
+    Node& Make(const std::string& key) {
+        const std::size_t slash = key.rfind('/');
+        if (slash != key.npos) Make(key.substr(0, slash));
+        if (drawn.empty()) drawn = key;
+        Fields& fields = m_nodes[key].fields;
+        if (fields.empty()) fields = Normal(kObject);
+        fields.emplace("room", "0,0,0,1");
         return m_nodes[key];
     }
-    void Erase(const Words& root) {
+    void Erase(const std::string& root) {
         std::erase_if(m_nodes, [&](const auto& entry) {
             if (!IsWithin(entry.first, root)) return false;
             for (const auto& [pass, list] : entry.second.shaders)
@@ -176,31 +179,25 @@ private:
             return true;
         });
         if (IsWithin(object, root)) object.clear();
-        if (root.size() > 1) return;
-        if (m_room == root[0]) m_room.clear();
-        if (drawn == root[0]) drawn = m_nodes.empty() ? "" : m_nodes.begin()->first[0];
+        if (m_room == root) m_room.clear();
+        if (drawn == root) drawn = m_nodes.empty() ? "" : m_nodes.begin()->first;
     }
-    void Move(const Words& from, const Words& to) {
-        Make({from[0]});
-        Make({to[0]});
+    void Move(const std::string& from, const std::string& to) {
         if (from == to || !m_nodes.contains(from)) return;
         Make(to);
         Erase(to);
-        if (IsWithin(object, from)) object[0] = to[0];
-        for (const auto& [key, node] : std::exchange(m_nodes, {})) {
-            Words place = key;
-            if (IsWithin(key, from)) place[0] = to[0];
-            m_nodes[place] = node;
-        }
+        if (IsWithin(object, from)) object.replace(0, from.size(), to);
+        for (const auto& [key, node] : std::exchange(m_nodes, {}))
+            m_nodes[IsWithin(key, from) ? to + key.substr(from.size()) : key] = node;
     }
 
     void DoLight(const Words& w, const std::string& room) {
         const std::string& last = w.back();
-        Make({room});
-        if (w[1] == "ambient") m_nodes[{room}].fields["room"] = Value('c', last);
-        if (w[1] == "delete") m_nodes.erase({room, "", last});  // and nobody gives back its users
+        Make(room);
+        if (w[1] == "ambient") m_nodes[room].fields["room"] = Value('c', last);
+        if (w[1] == "delete") m_nodes.erase(room + "//" + last);  // and nobody gives back its users
         if (w[1] != "set") return;
-        Node& light = m_nodes[{room, "", w[w.size() - 3]}];
+        Node& light = m_nodes[room + "//" + w[w.size() - 3]];
         if (light.fields.empty()) light.fields = Normal(kLight);
         if (w[w.size() - 2] == "shade")
             Edit(light.shaders["add"], last);
@@ -254,11 +251,13 @@ private:
         return text.str();
     }
     // Of what stands between the commas, from its first digit or sign on; the rest as given.
-    static std::string List(const std::string& word, Words values) {
+    static std::string List(const std::string& word, std::size_t count) {
+        Words values = {"0", "0", "0", "1"};
+        values.resize(count);
         std::size_t i = 0;
         for (const std::string& piece : Cut(word, ',')) {
             const std::size_t begin = piece.find_first_of("-0123456789");
-            if (begin != piece.npos && i < values.size()) values[i++] = Number(piece.substr(begin));
+            if (begin != piece.npos && i < count) values[i++] = Number(piece.substr(begin));
         }
         std::string text = JoinWords(values);
         std::replace(text.begin(), text.end(), ' ', ',');
@@ -267,28 +266,21 @@ private:
     std::string Value(char kind, const std::string& word) {
         if (kind == 'm' || kind == 't') return word;
         if (kind == 'n') return Number(word);
-        if (kind == 'v') return List(word, {"0", "0", "0"});
-        if (kind == 'c') return List(word, {"0", "0", "0", "1"});
+        if (kind == 'v' || kind == 'c') return List(word, kind == 'v' ? 3 : 4);
         if (kind == 'b') return std::string("tTyY1").find(word[0]) != word.npos ? "1" : "0";
         const auto& [complaint, count, list] = kKeywords.at(kind);
         const Words words = Cut(list, '|');
-        const auto at = std::find(words.begin(), words.end(), word);
-        if (at != words.end()) return std::to_string(std::size_t(at - words.begin()) % count);
-        m_said += "Parse" + complaint + ' ' + word + '\n';
-        return std::to_string(count);
-    }
-    static std::string Written(char kind, const std::string& value) {
-        if (!kKeywords.contains(kind)) return value;
-        const auto& [complaint, count, list] = kKeywords.at(kind);
-        return std::stoul(value) < count ? Cut(list, '|')[std::stoul(value)] : "unknown-" + value;
+        const std::size_t at = std::find(words.begin(), words.end(), word) - words.begin();
+        const std::size_t value = at < words.size() ? at % (count + 1) : count;
+        if (value == count) m_said += "Parse" + complaint + ' ' + word + '\n';
+        return words[value];
     }
     static std::string Lines(const std::string& head, const Properties& properties,
                              const Fields& fields) {
         std::string text;
         for (const Words& p : properties) {
             const std::string& value = fields.at(p[0]);
-            if (p.size() == 4 || value != p[2])
-                text += head + p[0] + ' ' + Written(p[1][0], value) + '\n';
+            if (p.size() == 4 || value != p[2]) text += head + p[0] + ' ' + value + '\n';
         }
         return text;
     }
@@ -296,7 +288,7 @@ private:
         if (entry["ambient"] == entry["color"]) entry["ambient"] = "1,1,1,1";
         for (const char* name : {"ambient", "specular", "shininess", "emission"})
             if (entry["lit"] == "0") entry[name] = Normal(kShader)[name];
-        entry["faces"] = "0";
+        entry["faces"] = "front";
         return "shader new\n" + Lines("shader set ", kShader, entry);
     }
 };

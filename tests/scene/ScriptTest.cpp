@@ -17,7 +17,7 @@ public:
         m_texts['m'] = "-|/none|" + mesh + '|' + mesh;
         m_texts['t'] = "-|/none|" + texture + '|' + texture;
         for (const auto& [kind, keywords] : kKeywords)
-            m_texts[kind] = keywords.words + "|xor";
+            m_texts[kind] = keywords.words;
         for (const auto& [kind, properties] :
              {std::pair{'O', kObject}, {'L', kLight}, {'C', kCamera}, {'S', kShader}})
             for (const Words& property : properties)
@@ -70,14 +70,15 @@ protected:
     // What emission leaves out.
     void ExpectEqualStates(const Room* drawn) {
         const Shader& s = command->CurrentShader();
-        Fields now = model.shader;
-        for (const auto& [name, value] : {std::pair<const char*, int>{"blend", s.blend},
-                                          {"rmode", s.rmode},
-                                          {"atest", s.atest},
-                                          {"faces", s.faces}})
-            now[name] = std::to_string(value);
-        EXPECT_EQ(now, model.shader);
-        EXPECT_EQ(s.material.ambient == s.material.diffuse, now["ambient"] == now["color"]);
+        const auto word = [](char kind, int value) {
+            return Cut(kKeywords.at(kind).words, '|')[value];
+        };
+        EXPECT_EQ(word('B', s.blend), model.shader["blend"]);
+        EXPECT_EQ(word('R', s.rmode), model.shader["rmode"]);
+        EXPECT_EQ(word('A', s.atest), model.shader["atest"]);
+        EXPECT_EQ(word('F', s.faces), model.shader["faces"]);
+        EXPECT_EQ(s.material.ambient == s.material.diffuse,
+                  model.shader["ambient"] == model.shader["color"]);
         EXPECT_EQ(drawn, model.drawn.empty() ? nullptr : command->Rooms().at(model.drawn));
         EXPECT_EQ(command->TakeCameraChanged(), std::exchange(model.cameraChanged, false));
         EXPECT_EQ(command->CurrentObject() != nullptr, !model.object.empty());
