@@ -2,7 +2,6 @@
 // files: which room, camera and capture name they leave, and which cannot be read or written.
 #include "SceneFixture.h"
 
-#include "SceneModel.h"
 #include "renderer/Renderer.h"
 #include "scene/SceneFile.h"
 #include "settings/Registry.h"
@@ -57,40 +56,36 @@ TEST_F(CommandTest, WrongLinesPrintTheirMessageAndChangeNothing) {
     EXPECT_FALSE(command->TakeCameraChanged());
 }
 
-TEST_F(CommandTest, NamesMayBeEmptyAndRoomsAreObjects) {
-    Run("room r\nset pos 9,9,9\nset //u up 1,0,0\nset r3 /// up 1,0,0\nobject /\nset pos 1,1,1");
-    const Room& r = *command->GetRoom("r");
-    EXPECT_EQ(r.pos, (vec3{9, 9, 9}));
-    EXPECT_EQ(r.Child("")->Child("u")->up, (vec3{1, 0, 0})) << "leading slashes name a child ''";
-    EXPECT_EQ(At("r3", "")->up, (vec3{1, 0, 0}));
-    EXPECT_TRUE(r.children.size() == 1 && r.Child("")->pos.x == 1);
-}
-
 TEST_F(CommandTest, LinesAreReadOneByOneAndBounded) {
     std::istringstream lines("room a\r\n\nroom b");
     EXPECT_TRUE(ExecuteLine(lines, *command) && ExecuteLine(lines, *command));
     EXPECT_EQ(command->Rooms().size(), 1U);
     EXPECT_FALSE(ExecuteLine(lines, *command) || ExecuteLine(lines, *command));
     EXPECT_TRUE(command->Rooms().contains("a") && command->Rooms().contains("b"));
-    Run("delete a\ndelete b");
 
     const std::string cut = "ExecuteLine: line longer than 1048576 bytes, the rest is ignored\n";
     const std::string fits = "room " + std::string(kMaxLineLength - 6, ' ') + 'r';
     EXPECT_EQ(Errors(fits + "\nroom s"), "");
     EXPECT_EQ(Errors(fits + "2\nroom t"), cut);
-    EXPECT_EQ(command->Rooms().size(), 3U);
     EXPECT_EQ(Errors(std::string(kEndlessLineLength + 1, 'x') + "\nroom u"), cut);
     std::ifstream directory(dir.Path());
     EXPECT_FALSE(ExecuteLine(directory, *command));
-    EXPECT_EQ(command->Rooms().size(), 3U);
+    EXPECT_EQ(command->Rooms().size(), 5U) << "a, b, r, s and t";
 }
 
-TEST_F(CommandTest, DeepPathsCostOneMessageEach) {
+TEST_F(CommandTest, PathsMayHaveEmptyNamesAndOneMessageEachWhereTooDeep) {
+    Run("room r\nset pos 9,9,9\nset //u up 1,0,0\nset r3 /// up 1,0,0\nobject /\nset pos 1,1,1");
+    const Room& r = *command->GetRoom("r");
+    EXPECT_EQ(r.pos, (vec3{9, 9, 9}));
+    EXPECT_EQ(r.Child("")->Child("u")->up, (vec3{1, 0, 0})) << "leading slashes name a child ''";
+    EXPECT_EQ(At("r3", "")->up, (vec3{1, 0, 0}));
+    EXPECT_TRUE(r.children.size() == 1 && r.Child("")->pos.x == 1);
+
     std::string path = "/";
     for (int i = 1; i < kMaxPathDepth; ++i)
         path += "/a";
     const std::string longest(400000, '/');
-    Run("room r\nobject " + longest + path);
+    Run("delete r\nroom r\nobject " + longest + path);
     const std::string message = "ResolvePath: path has more than 256 components\n";
     Object* const deepest = command->CurrentObject();
     EXPECT_EQ(deepest, At("r", path));

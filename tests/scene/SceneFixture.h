@@ -17,6 +17,14 @@
 #include <sstream>
 #include <string>
 
+inline Words Cut(const std::string& text, char separator) {
+    std::istringstream stream(text);
+    Words words;
+    for (std::string word; std::getline(stream, word, separator);)
+        if (!word.empty()) words.push_back(word);
+    return words;
+}
+
 class SceneFixture : public ::testing::Test {
 protected:
     TempDir dir;
