@@ -182,34 +182,30 @@ TEST_F(Files, RefusedOnesLeaveEverythingAsItWas) {
     const std::string one = StreamHeader(1, 1, 1, 8, 32) + std::string(32, '\1');
     const std::string none = "GeoImage::Load: file * not a PALLIX GeoImage";
     const std::string odd = "GeoImage::Load: file * indecipherable";
-    using Case = std::pair<std::string, std::string>;
-    for (const auto& [bytes, message] : {
-             Case{"", none},
-             {"sNMX" + kMesh, none},
-             {kMesh.substr(0, 8), "GeoImage::Load: read of * failed in header"},
-             {kMesh.substr(0, 12), "GeoImage::Load: read of * failed in header"},
-             {"sNMM" + Words({3}) + kMesh,
-              "GeoImage::Load: file * version 3, I only know version 2 and lower"},
-             {kMesh.substr(0, 13), kPrematureEnd + "Codec::Load: unknown codec 0"},
-             {"sNMM", kPrematureEnd + "Codec::Load: unknown codec 0"},
-             {MeshFile(20, 3, StreamHeader(1, 1, 1, 0, 8)),
-              "Codec::Load: invalid image dimensions (1x1x0x8bpp)"},
-             {MeshFile(20, 0, StreamHeader(1, 1, 1, 4, 8) + "1234"), odd},
-             {MeshFile(20, 0, StreamHeader(1, 1, 1, 7, 8) + "1234567"), odd},
-             {MeshFile(20, 0, StreamHeader(1, 4096, 4097, 3, 8)), kPrematureEnd + odd},
-             {MeshFile(-2000000000, 0, one), odd},
-             {MeshFile(INT32_MIN, 0, one), odd},
-             {MeshFile(-104, 0, one), odd},
-             {"sTX3abc", "Texture::Load: file not a Texture - sTX3?"},
-             {"sT", "Texture::Load: file not a Texture - sT?"},
-             {"sTX2" + Words({2}),
-              "Texture::Load: file version 2, I only know version 1 and lower"},
-             {"sTXT" + Gzip(StreamHeader(1, 1, 1, 5, 8) + "12345"),
-              "Texture::Load: nonsensical channel count 5"},
-             {"sTXT" + Gzip(Words({4})), "Codec::Load: unknown codec 4"},
-         }) {
+    const std::pair<std::string, std::string> cases[] = {
+        {"", none},
+        {"sNMX" + kMesh, none},
+        {kMesh.substr(0, 8), "GeoImage::Load: read of * failed in header"},
+        {kMesh.substr(0, 12), "GeoImage::Load: read of * failed in header"},
+        {"sNMM" + Words({3}), "GeoImage::Load: file * version 3, I only know version 2 and lower"},
+        {kMesh.substr(0, 13), kPrematureEnd + "Codec::Load: unknown codec 0"},
+        {"sNMM", kPrematureEnd + "Codec::Load: unknown codec 0"},
+        {MeshFile(20, 3, StreamHeader(1, 1, 1, 0, 8)),
+         "Codec::Load: invalid image dimensions (1x1x0x8bpp)"},
+        {MeshFile(20, 0, StreamHeader(1, 1, 1, 4, 8) + "1234"), odd},
+        {MeshFile(20, 0, StreamHeader(1, 1, 1, 7, 8) + "1234567"), odd},
+        {MeshFile(20, 0, StreamHeader(1, 4096, 4097, 3, 8)), kPrematureEnd + odd},
+        {MeshFile(-2000000000, 0, one), odd},
+        {MeshFile(INT32_MIN, 0, one), odd},
+        {MeshFile(-104, 0, one), odd},
+        {"sTX3abc", "Texture::Load: file not a Texture - sTX3?"},
+        {"sT", "Texture::Load: file not a Texture - sT?"},
+        {"sTX2" + Words({2}), "Texture::Load: file version 2, I only know version 1 and lower"},
+        {"sTXT" + Gzip(StreamHeader(1, 1, 1, 5, 8) + "12345"),
+         "Texture::Load: nonsensical channel count 5"},
+        {"sTXT" + Gzip(Words({4})), "Codec::Load: unknown codec 4"}};
+    for (const auto& [bytes, message] : cases)
         refuses(!bytes.starts_with("sT"), m_dir.Write("f", bytes), message);
-    }
     // What ends early is good: zeros follow.
     const std::string early = MeshFile(20, 0, one.substr(0, 21));
     EXPECT_EQ(CaptureStderr([&] { EXPECT_TRUE(Loads(mesh, early)); }), kPrematureEnd);
@@ -222,11 +218,10 @@ TEST_F(Files, SavesWhatCanBeLoadedAndLeavesNoHalves) {
         return CaptureStderr(
             [&] { EXPECT_FALSE(isMesh ? mesh.Save(path, codec) : image.Save(path, codec)); });
     };
-    for (const std::string& path : {m_dir.Path(), std::string("/dev/full")}) {
-        EXPECT_EQ(said(true, path, 1), "GeoImage::Save: could not open file " + path + "\n");
-        EXPECT_EQ(said(false, path, 1), "Texture::Save: could not open file " + path + "\n");
-    }
     for (const bool isMesh : {true, false}) {
+        const std::string writer = isMesh ? "GeoImage::Save" : "Texture::Save";
+        for (const std::string& path : {m_dir.Path(), std::string("/dev/full")})
+            EXPECT_EQ(said(isMesh, path, 1), writer + ": could not open file " + path + "\n");
         EXPECT_EQ(said(isMesh, m_dir.Write("f", "old"), 9), "Codec::Save: unknown codec 9\n");
         EXPECT_FALSE(std::filesystem::exists(file));
     }

@@ -53,7 +53,7 @@ const std::map<char, Keywords> kKeywords = {
     {'P', {"ShaderPass: Unknown pass", 4, "base|light|shadow|blend|unknown-4"}}};
 
 Fields Normal(const Properties& properties) {
-    Fields fields;
+    Fields fields = {{"room", "0,0,0,1"}};  // a room's own light
     for (const Words& property : properties)
         fields[property[0]] = property[2];
     return fields;
@@ -161,7 +161,6 @@ private:
         if (drawn.empty()) drawn = key;
         Fields& fields = m_nodes[key].fields;
         if (fields.empty()) fields = Normal(kObject);
-        fields.emplace("room", "0,0,0,1");
         return m_nodes[key];
     }
     void Erase(const std::string& root) {
@@ -214,11 +213,10 @@ private:
     }
 
     void Use(const Fields& fields, int change) {
-        for (const char* kind : {"mesh", "texture"}) {
-            const auto held = fields.find(kind);
-            if (held == fields.end() || held->second == "-") continue;
-            users[held->second] += change;
-            if (users[held->second] == 0) ++released;
+        for (const auto& [name, value] : fields) {
+            if ((name != "mesh" && name != "texture") || value == "-") continue;
+            users[value] += change;
+            if (users[value] == 0) ++released;
         }
     }
     bool Assign(const Properties& properties, Fields& fields, const std::string& name,
@@ -228,11 +226,11 @@ private:
             if (word == "/none") {
                 m_said += name == "mesh" ? "GeoImage" : "Texture";
                 m_said += "::Load: could not open file /none\n";
-                return true;
+            } else {
+                Use({{name, word}}, 1);
+                Use({{name, fields[name]}}, -1);
+                fields[name] = Value(property[1][0], word);
             }
-            Use({{name, word}}, 1);
-            Use({{name, fields[name]}}, -1);
-            fields[name] = Value(property[1][0], word);
             return true;
         }
         m_said += "Command::" + complaint + " property " + name + '\n';
