@@ -29,8 +29,8 @@ const std::string kMesh = "sNMM" + Words({2, -49152, 29}) + '\1' +
                           Gzip(StreamHeader(1, 2, 1, 8, 32) +
                                Words({268435456, -536870, -1610612736, 39321, -52428, 0, 65535,
                                       -65536, 0, 536870, -1, 0, 0, 65536, 0, 131072}));
-const GeoImageSample kFirst{{0.5F, -0.001F, -3}, {0.6F, -0.8F, 1e-5F}, 0.99999F, -1.00001F};
-const GeoImageSample kSecond{{0, 0.001F, -3.5e-9F}, {0, 0, 1}, 0, 2};
+const GeoImageSample kSamples[] = {{{0.5F, -0.001F, -3}, {0.6F, -0.8F, 1e-5F}, 0.99999F, -1.00001F},
+                                   {{0, 0.001F, -3.5e-9F}, {0, 0, 1}, 0, 2}};
 const std::string kPixels = "\x01\x80\xFE\xFFxy";
 const std::string kTextureGrid = StreamHeader(1, 1, 2, 3, 8) + kPixels;
 const std::string kTexture = TextureFile(1, kTextureGrid);
@@ -42,12 +42,8 @@ protected:
     GeoImage mesh{1, 2};
     Texture image;
 
-    Files() {
-        mesh.samples[0] = kFirst;
-        mesh.samples[1] = kSecond;
-    }
-    template <class Resource>
-    bool Loads(Resource& resource, const std::string& bytes) const {
+    Files() { std::copy_n(kSamples, 2, mesh.samples); }
+    bool Loads(auto& resource, const std::string& bytes) const {
         return resource.Load(m_dir.Write("f", bytes));
     }
 };
@@ -116,9 +112,8 @@ TEST_F(Files, EveryByteOfATexture) {
     EXPECT_TRUE(taken.uploads.empty() && !taken.filter && taken.mipmap && Pixels(taken)[0] == 'a');
     EXPECT_EQ(image.pixels, nullptr);  // NOLINT: an emptied image is a valid one
     for (const auto& [columns, rows, channels] :
-         {std::array{1 << 20, 1 << 20, 4}, {1, 1, 5}, {1, 1, 0}, {-1, 1, 1}, {1, -1, 1}}) {
+         {std::array{1 << 20, 1 << 20, 4}, {1, 1, 5}, {1, 1, 0}, {-1, 1, 1}, {1, -1, 1}})
         EXPECT_FALSE(taken.SetSize(columns, rows, channels));
-    }
     EXPECT_EQ(Pixels(taken).size(), 4U);
     // Captures follow no link.
     std::filesystem::create_symlink("p", m_dir.File("link"));

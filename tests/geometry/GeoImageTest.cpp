@@ -156,11 +156,10 @@ struct ResizeTwin {
     }
     GeoImage Resized() const {
         GeoImage result(Count(rows), Count(columns));
-        for (int i = 0; i < result.width * result.height * 8; ++i) {
+        for (int i = 0; i < result.width * result.height * 8; ++i)
             reinterpret_cast<float*>(result.samples)[i] =
                 Field(Place(i / 8 % result.width, source.width, columns),
                       Place(i / 8 / result.width, source.height, rows), i % 8);
-        }
         return result;
     }
 };
@@ -215,12 +214,10 @@ TEST(Resize, HoldsSizesAndRefusesWhatNoMeshCanBe) {
     GeoImage source = RandomMesh(random, 9, 9, false);
     GeoImage result;
     EXPECT_TRUE(GeoImage::Resize(source, result, 8.5F, 9, 7) && SameBits(result, source));
-    for (const float odd : {NAN, -INFINITY, -1e30F, 0.0F}) {
-        for (const int filter : {0, 1, 2}) {
+    for (const float odd : {NAN, -INFINITY, -1e30F, 0.0F})
+        for (const int filter : {0, 1, 2})
             EXPECT_TRUE(GeoImage::Resize(source, result, odd, odd, filter) && result.width == 4 &&
                         result.height == 4);
-        }
-    }
     EXPECT_EQ(CaptureStderr([&] { EXPECT_FALSE(GeoImage::Resize(source, result, 6, 7.5F, 7)); }),
               "GeoImage::Resize: Unknown filter 7\n");
     EXPECT_TRUE(result.height == 6 && result.width == 8);
@@ -246,10 +243,9 @@ public:
                 Classify({c, r, 2}, {s, b, q}, Dot(toQ, Cross(b - s, q - s)), last);
             }
         }
-        for (int r = 0; r + 1 < mesh.height; ++r) {
+        for (int r = 0; r + 1 < mesh.height; ++r)
             for (int c = 0; c + 1 < mesh.width; ++c)
                 EmitQuad(c, r);
-        }
     }
     SilhouetteResult result;
     std::size_t solid = 0;  // triangles that are not degenerate

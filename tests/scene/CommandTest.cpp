@@ -139,9 +139,8 @@ TEST_F(CommandTest, SettingsAreListedShownAndChanged) {
     EXPECT_EQ(said({}), listing + "Capabilities:\nmaxlights = 8\nshadows = 1\n");
     std::cout << std::dec;
     std::string text;
-    for (const Words& words :
-         {Words{"none", "1"}, {"G_tilt", "7"}, {"G_tilt"}, {"a", "1", "2"}, {"none"}})
-        text += said(words);
+    for (const std::string& line : Cut("none 1|G_tilt 7|G_tilt|a 1 2|none", '|'))
+        text += said(Cut(line, ' '));
     EXPECT_EQ(text,
               "\n\n\nValue of G_tilt: 1\nCmdSetting: invalid parameters\n\n"
               "*** Attempt to read nonexistent setting none\n\nValue of none: 0\n");

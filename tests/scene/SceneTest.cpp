@@ -47,7 +47,6 @@ TEST(ObjectOctree, RandomChangesReachOneLevelUp) {
                 widen(&above, *child);  // the one that goes among them
             above.children.erase(std::to_string(i));
             object.parent = nullptr;
-            EXPECT_EQ(object.octreeLink, nullptr);
         } else if (!inside) {
             above.AddChild(std::to_string(i), &object);
             widen(&above, object);
@@ -67,7 +66,6 @@ TEST(ObjectOctree, RandomChangesReachOneLevelUp) {
         }
         EXPECT_TRUE(above.derivedCache.empty());
         EXPECT_TRUE(&above == &room || !inside || !room.derivedCache.empty());
-        EXPECT_EQ(room.ChildOctree().ObjectCount(), std::ssize(room.children));
         for (const Object& each : objects) {
             EXPECT_FLOAT_EQ(each.Radius(true), radii[&each]);
             EXPECT_EQ(each.octreeLink != nullptr, each.parent != nullptr);
