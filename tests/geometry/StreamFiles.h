@@ -13,10 +13,9 @@ inline const std::string kPrematureEnd = "Codec::ReadInt: premature EOF\n";
 
 inline std::string Words(std::initializer_list<std::int64_t> values) {
     std::string bytes;
-    for (const std::int64_t value : values) {
+    for (const std::int64_t value : values)
         for (int shift = 24; shift >= 0; shift -= 8)
             bytes += static_cast<char>(value >> shift);
-    }
     return bytes;
 }
 

@@ -11,9 +11,7 @@
 
 namespace {
 
-using CommandTest = SceneFixture;
-
-TEST_F(CommandTest, WrongLinesPrintTheirMessageAndChangeNothing) {
+TEST_F(Scene, WrongLinesPrintTheirMessageAndChangeNothing) {
     EXPECT_EQ(Errors("object a\nset pos 1,2,3\nset a pos 1,2,3\nlight ambient 1,1,1\n"
                      "light set l pos 1,2,3\nlight delete l"),
               "")
@@ -56,7 +54,7 @@ TEST_F(CommandTest, WrongLinesPrintTheirMessageAndChangeNothing) {
     EXPECT_FALSE(command->TakeCameraChanged());
 }
 
-TEST_F(CommandTest, LinesAreReadOneByOneAndBounded) {
+TEST_F(Scene, LinesAreReadOneByOneAndBounded) {
     std::istringstream lines("room a\r\n\nroom b");
     EXPECT_TRUE(ExecuteLine(lines, *command) && ExecuteLine(lines, *command));
     EXPECT_EQ(command->Rooms().size(), 1U);
@@ -73,7 +71,7 @@ TEST_F(CommandTest, LinesAreReadOneByOneAndBounded) {
     EXPECT_EQ(command->Rooms().size(), 5U) << "a, b, r, s and t";
 }
 
-TEST_F(CommandTest, PathsMayHaveEmptyNamesAndOneMessageEachWhereTooDeep) {
+TEST_F(Scene, PathsMayHaveEmptyNamesAndOneMessageEachWhereTooDeep) {
     Run("room r\nset pos 9,9,9\nset //u up 1,0,0\nset r3 /// up 1,0,0\nobject /\nset pos 1,1,1");
     const Room& r = *command->GetRoom("r");
     EXPECT_EQ(r.pos, (vec3{9, 9, 9}));
@@ -89,33 +87,32 @@ TEST_F(CommandTest, PathsMayHaveEmptyNamesAndOneMessageEachWhereTooDeep) {
     const std::string message = "ResolvePath: path has more than 256 components\n";
     Object* const deepest = command->CurrentObject();
     EXPECT_EQ(deepest, At("r", path));
-    for (const std::string& deep : {path + "/a", path + path + longest + path}) {
+    for (const std::string& deep : {path + "/a", path + path + longest + path})
         EXPECT_EQ(Errors("object " + deep + "\nset " + deep + " pos 1,1,1\ndelete r " + deep +
                          "\nmove " + deep + " r s"),
                   message + message + message + message);
-    }
     EXPECT_EQ(command->CurrentObject(), deepest);
     EXPECT_EQ(command->GetRoom("r")->children.size(), 1U);
     EXPECT_TRUE(deepest->children.empty() && command->GetRoom("s")->children.empty());
 }
 
-TEST_F(CommandTest, ObjectPropertiesEmptyTheCachesThatDependOnThem) {
+TEST_F(Scene, ObjectPropertiesEmptyTheCachesThatDependOnThem) {
     Run("room r\nobject a/b\nobject a");
     Object* parent = At("r", "a");
     Object* child = At("r", "a/b");
-    const std::string ofOne =
-        "set visible no|set shadow 0|set shade base|set clear shadow|set pop light";
-    const std::string ofAll =
+    const std::string one =
+        "set visible 0|set shadow 0|set shade base|set clear shadow|set pop light";
+    const std::string all =
         "set active False|set billboard y|set up 1,0|set point ,0,0,-1|set pos 1,2,3|move a r s";
-    for (const std::string& line : Cut(ofOne + '|' + ofAll + "|delete s a/none", '|')) {
+    for (const std::string& line : Cut(one + '|' + all + "|delete s a/none", '|')) {
         parent->derivedCache = child->derivedCache = {this};
         Run(line);
         EXPECT_TRUE(parent->derivedCache.empty()) << line;
-        EXPECT_EQ(child->derivedCache.empty(), ofAll.find(line) != ofAll.npos) << line;
+        EXPECT_EQ(child->derivedCache.empty(), all.find(line) != all.npos) << line;
     }
 }
 
-TEST_F(CommandTest, SettingsAreListedShownAndChanged) {
+TEST_F(Scene, SettingsAreListedShownAndChanged) {
     Settings settings;
     // Listed in the order of their bytes.
     settings.Declare("G_tilt", -1, 1, 0.01F, "Tilt") = 0.1F;
@@ -159,7 +156,7 @@ TEST_F(CommandTest, SettingsAreListedShownAndChanged) {
     command.reset();
 }
 
-TEST_F(CommandTest, SelectsTheFirstRoomOfAllFilesAndNamesTheCapture) {
+TEST_F(Scene, SelectsTheFirstRoomOfAllFilesAndNamesTheCapture) {
     Registry registry{dir.File("registry")};
     registry.SetString("testRender/capt", "/tmp");
     const Camera odd = {{1, 1, 1}, {2, 2, 2}, {3, 3, 3}, 10, 2, 0.5F, 50};
@@ -190,7 +187,7 @@ TEST_F(CommandTest, SelectsTheFirstRoomOfAllFilesAndNamesTheCapture) {
     EXPECT_TRUE(currentRoom == a && recname == "/tmp/second" && command->Rooms().contains("c"));
 }
 
-TEST_F(CommandTest, WhatCannotBeWrittenIsToldAndLeftAlone) {
+TEST_F(Scene, WhatCannotBeWrittenIsToldAndLeftAlone) {
     Run("room r\nobject a\nobject b\nobject c");
     const std::string text = Emit();
     const std::string out = dir.File("out");

@@ -65,3 +65,4 @@ protected:
         return dir.File(name);
     }
 };
+using Scene = SceneFixture;  // tests of the scene alone

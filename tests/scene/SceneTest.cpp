@@ -15,8 +15,6 @@
 
 namespace {
 
-using SceneDatabaseTest = SceneFixture;
-
 // A room with parts and parts of these. Radii a second time: they grow where a change is, and one
 // level further up, and only removals recompute them.
 TEST(ObjectOctree, RandomChangesReachOneLevelUp) {
@@ -28,9 +26,8 @@ TEST(ObjectOctree, RandomChangesReachOneLevelUp) {
         meshes[i].radius = static_cast<float>(i);
     std::map<const Object*, float> radii;
     const auto own = [](const Object& o) { return o.mesh != nullptr ? o.mesh->radius : 0; };
-    const auto reach = [&](const Object& o) { return Length(o.pos) + radii[&o]; };
     const auto widen = [&](Object* parent, const Object& child) {
-        if (parent) radii[parent] = std::max(radii[parent], reach(child));
+        if (parent) radii[parent] = std::max(radii[parent], Length(child.pos) + radii[&child]);
     };
     for (int step = 0; step < 4000; ++step) {
         const std::size_t i = random() % objects.size();
@@ -102,7 +99,7 @@ TEST(ObjectOctree, WhatIsMissingIsReportedAndOddRadiiAreHeld) {
     EXPECT_TRUE(parent.radius == 0 && parent.Radius(false) == -1) << "negative ones recompute";
 }
 
-TEST_F(SceneDatabaseTest, NamesAndReloadsResourcesOfBothKinds) {
+TEST_F(Scene, NamesAndReloadsResourcesOfBothKinds) {
     const std::string sheet = Mesh("sheet");
     const std::string image = Image("image");
     const std::string reload = "reload " + sheet + ' ' + image;
@@ -147,7 +144,7 @@ TEST_F(SceneDatabaseTest, NamesAndReloadsResourcesOfBothKinds) {
     EXPECT_EQ(End(), "") << "what nobody counted is no leak";
 }
 
-TEST_F(SceneDatabaseTest, RenderersHearOfWhatGoesAtOnceAndDriversLater) {
+TEST_F(Scene, RenderersHearOfWhatGoesAtOnceAndDriversLater) {
     Renderer renderer;
     RecordingDriver driver;
     RecordingDriver gone;

@@ -339,9 +339,7 @@ void ExpectLinks(Object& object) {
     }
 }
 
-using ScriptTest = SceneFixture;
-
-TEST_F(ScriptTest, RandomLinesDoWhatASecondVersionSays) {
+TEST_F(Scene, RandomLinesDoWhatASecondVersionSays) {
     const std::string mesh = Mesh("m");
     const std::string image = Image("t");
     const auto word = [](char kind, int value) {
@@ -380,12 +378,10 @@ TEST_F(ScriptTest, RandomLinesDoWhatASecondVersionSays) {
             EXPECT_EQ(std::ssize(driver.log), model.released);
         }
         const std::string text = model.Emitted();
-        const std::string clear = "delete r\ndelete s\ndelete t1\nshader new";
-        Run(clear);
+        for (const std::string& line : Cut("delete r|delete s|delete t1|shader new", '|'))
+            EXPECT_EQ(Errors(line), model.Run(line));
         Errors(text);
         EXPECT_EQ(Emit(), text) << "loading what was emitted";
-        for (const std::string& line : Cut(clear, '\n'))
-            model.Run(line);
         command->FollowRoom(nullptr);
         // What nobody holds is gone, but for the shaders of lights that were deleted by name.
         std::string leaks;
