@@ -106,7 +106,6 @@ TEST_F(CodecTest, WritesTheLayoutAndReadsItBackFromAnyCornerOrCutShort) {
         EXPECT_TRUE(whole == header + LiteralBody(grid, number, floor(width), floor(height)).bytes);
         Codec loaded = RandomGrid(300, 2, 5, 8, 9);
         EXPECT_TRUE(Load(stream, loaded) && loaded.ok);
-
         // Zeros follow what is cut short; every second time within the coarse levels.
         const std::size_t start = number == CODEC_FLAT ? 17 : 25;
         const std::size_t kept = start + random() % (whole.size() - start) / (i % 4 < 2 ? 1 : 8);
@@ -116,7 +115,6 @@ TEST_F(CodecTest, WritesTheLayoutAndReadsItBackFromAnyCornerOrCutShort) {
         const std::string zeros(whole.size() - kept, '\0');
         EXPECT_TRUE(Load(Gzip(whole.substr(0, kept) + zeros), padded));
         EXPECT_TRUE(cut.data == padded.data && !cut.ok && padded.ok);
-
         Codec odd;
         header.replace(0, 4, Words({CODEC_PYRAMID}));
         EXPECT_TRUE(Load(Gzip(header + LiteralBody(grid, CODEC_PYRAMID, x0, y0).bytes), odd));

@@ -42,7 +42,6 @@ TEST_F(Scene, WrongLinesPrintTheirMessageAndChangeNothing) {
         {"light ambient\nlight ambient x 1 2", "Command::CmdLight: invalid args for 'ambient'"},
         {"light set l pos\nlight set x l pos 1 2", "Command::CmdLight: invalid args for 'set'"},
         {"camera pos", "Command::CmdCamera: invalid args"},
-        {"camera aspect 2", "Command::CmdCamera: Unknown property aspect"},
     };
     for (const auto& [lines, message] : cases)
         for (const std::string& line : Cut(lines, '\n'))
@@ -74,9 +73,8 @@ TEST_F(Scene, LinesAreReadOneByOneAndBounded) {
 TEST_F(Scene, PathsMayHaveEmptyNamesAndOneMessageEachWhereTooDeep) {
     Run("room r\nset pos 9,9,9\nset //u up 1,0,0\nset r3 /// up 1,0,0\nobject /\nset pos 1,1,1");
     const Room& r = *command->GetRoom("r");
-    EXPECT_EQ(r.pos, (vec3{9, 9, 9}));
     EXPECT_EQ(r.Child("")->Child("u")->up, (vec3{1, 0, 0})) << "leading slashes name a child ''";
-    EXPECT_EQ(At("r3", "")->up, (vec3{1, 0, 0}));
+    EXPECT_TRUE(r.pos == vec3(9, 9, 9) && At("r3", "")->up == vec3(1, 0, 0));
     EXPECT_TRUE(r.children.size() == 1 && r.Child("")->pos.x == 1);
 
     std::string path = "/";
@@ -101,7 +99,7 @@ TEST_F(Scene, ObjectPropertiesEmptyTheCachesThatDependOnThem) {
     Object* parent = At("r", "a");
     Object* child = At("r", "a/b");
     const std::string one =
-        "set visible 0|set shadow 0|set shade base|set clear shadow|set pop light";
+        "set visible 0|set shadow 0|set shade base|set clear base|set pop light";
     const std::string all =
         "set active False|set billboard y|set up 1,0|set point ,0,0,-1|set pos 1,2,3|move a r s";
     for (const std::string& line : Cut(one + '|' + all + "|delete s a/none", '|')) {
@@ -114,11 +112,10 @@ TEST_F(Scene, ObjectPropertiesEmptyTheCachesThatDependOnThem) {
 
 TEST_F(Scene, SettingsAreListedShownAndChanged) {
     Settings settings;
-    // Listed in the order of their bytes.
     settings.Declare("G_tilt", -1, 1, 0.01F, "Tilt") = 0.1F;
     settings.Declare("G_size", 0, 1048576, 128, "Size") = 1048576;
     settings.Declare("GL", 0, 1, 1, "Lists") = 1;
-    settings.Declare("G", 0, 0, 0, "A group");
+    settings.Declare("G", 0, 0, 0, "A group");  // the listing is in the order of bytes
     // What is printed, errors first.
     const auto said = [&](const Words& words) {
         std::string out;
