@@ -98,8 +98,7 @@ TEST_F(Scene, ObjectPropertiesEmptyTheCachesThatDependOnThem) {
     Run("room r\nobject a/b\nobject a");
     Object* parent = At("r", "a");
     Object* child = At("r", "a/b");
-    const std::string one =
-        "set visible 0|set shadow 0|set shade base|set clear base|set pop light";
+    const std::string one = "set visible 0|set shadow 0|set shade base|set clear base|set pop base";
     const std::string all =
         "set active False|set billboard y|set up 1,0|set point ,0,0,-1|set pos 1,2,3|move a r s";
     for (const std::string& line : Cut(one + '|' + all + "|delete s a/none", '|')) {
