@@ -285,6 +285,7 @@ private:
         return "shader new\n" + Lines("shader set ", kShader, entry);
     }
 };
+
 // Writes lines of the language, with values and names that are missing, odd or unknown among them.
 class Script {
 public:
