@@ -57,6 +57,14 @@ void SceneDatabase::Release(Kind<Resource>& kind, Resource* resource) {
     }
 }
 
+void SceneDatabase::ReleaseMesh(GeoImage* mesh) {
+    Release(m_meshes, mesh);
+}
+
+void SceneDatabase::ReleaseTexture(Texture* texture) {
+    Release(m_textures, texture);
+}
+
 // Counts the new resource before it gives the old one back: both may be the same.
 template <class Resource>
 bool SceneDatabase::Replace(Kind<Resource>& kind, Resource*& held, const std::string& name) {

@@ -34,8 +34,8 @@ public:
     Texture* GetTexture(const std::string& name, bool force);
     void AddRefMesh(GeoImage* mesh) { m_meshes.manager.AddRef(mesh); }
     void AddRefTexture(Texture* texture) { m_textures.manager.AddRef(texture); }
-    void ReleaseMesh(GeoImage* mesh) { Release(m_meshes, mesh); }
-    void ReleaseTexture(Texture* texture) { Release(m_textures, texture); }
+    void ReleaseMesh(GeoImage* mesh);
+    void ReleaseTexture(Texture* texture);
     // A counted reference that a holder has becomes one to the resource of that name, or null for
     // "-". False, and nothing is changed, when there is no such resource.
     bool Replace(GeoImage*& held, const std::string& name);
