@@ -67,6 +67,12 @@ TEST_F(FrameGL, ClearsWhatIsAskedAndStencilAlways) {
     m_driver->ColorMask(false, true, false);
     Paint(kWhite);
     EXPECT_THAT(ShotCentre(), IsColor(0.5, 1, 0.5));
+    for (const bool on : {false, true}) {
+        m_driver->Set("GL_dither", on ? 1 : 0);
+        StartFrame();
+        EXPECT_EQ(glIsEnabled(GL_DITHER), on);
+    }
+    m_driver->ColorMask(false, true, false);
     m_driver->Finish();
     Paint(kBlue);
     EXPECT_THAT(ShotCentre(), IsColor(0, 0, 1)) << "the end of a frame opens the mask";

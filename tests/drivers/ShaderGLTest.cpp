@@ -255,6 +255,8 @@ TEST_F(ShaderGL, RefusesUnknownKindsAndDrawsNothing) {
     m_driver->AddShadow(nullptr, nullptr, 1);
     EXPECT_FALSE(m_driver->RunShader(nullptr, &pass, nullptr, true));
     EXPECT_FALSE(m_driver->RunShader(&m_square, nullptr, nullptr, true));
+    const Shader outline = Of(RenderOutline);
+    EXPECT_FALSE(m_driver->RunShader(&m_square, &outline, nullptr, true)) << "seen from nowhere";
     EXPECT_EQ(ShotCentre(), kBlack);
     // The ranges of these settings keep users from unknown methods.
     for (const char* setting : {"GL_draw_method", "GL_line_method"})
