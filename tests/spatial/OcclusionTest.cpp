@@ -41,7 +41,7 @@ Triangle SmallTriangle(float spread, float near, float far, float size) {
 struct Twin {
     Camera camera;
     int width, height;
-    double centreX, centreY, scaleX, scaleY;
+    double centreX = 0, centreY = 0, scaleX = 0, scaleY = 0;
     std::vector<std::uint32_t> depths;
 
     Twin(int viewWidth, int viewHeight) {
