@@ -123,7 +123,6 @@ void Shake(Object& object) {
     object.SetPosition(Shaken(object.pos, radius));
     object.InvalidateTree();
     object.point = Shaken(object.point, radius);
-    object.InvalidateTree();
     object.up = Shaken(object.up, radius);
 }
 
