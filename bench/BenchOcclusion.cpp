@@ -59,8 +59,10 @@ struct DenseScene {
         GeoImage* sphere = scene.Sphere(radius, kMeshSide);
         for (int i = 0; i < kObjects; ++i) {
             const vec3 pos{places.Next(), places.Next(), places.Next()};
-            Object* object = scene.AddPlain(scene.room, std::to_string(i), sphere, pos);
-            object->shaders[PassBase].front().material.diffuse = NumberColor(i + 1);
+            Object* object = scene.Add(scene.room, std::to_string(i), sphere, pos);
+            Shader& plain = object->shaders[PassBase].emplace_back();
+            plain.lit = false;
+            plain.material.diffuse = NumberColor(i + 1);
         }
         camera.pos.z = back;
         camera.lookat.z = back - 1;

@@ -36,7 +36,7 @@ class DriverSwitch : public ShellFixture {
 protected:
     void SetUp() override {
         ShellFixture::SetUp();
-        app.driverName = "A";
+        app.driverName = std::string("A");
     }
     // Switches while A, B and C make that; what is said, and then in use.
     void Switch(const std::string& made, const std::string& said, const std::string& name) {

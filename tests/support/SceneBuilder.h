@@ -1,7 +1,7 @@
 // Makes meshes, objects and lights of a test scene in one line each, and owns them.
 #pragma once
 
-#include <list>
+#include <deque>
 #include <string>
 
 #include "scene/Room.h"
@@ -26,12 +26,6 @@ public:
         parent.AddChild(name, &object);
         return &object;
     }
-    // With one unlit white shader in its base list.
-    Object* AddPlain(Object& parent, const std::string& name, GeoImage* mesh, const vec3& pos) {
-        Object* object = Add(parent, name, mesh, pos);
-        object->shaders[PassBase].emplace_back().lit = false;
-        return object;
-    }
     // With one lit white shader in its light list.
     Object* AddLit(Object& parent, const std::string& name, GeoImage* mesh, const vec3& pos) {
         Object* object = Add(parent, name, mesh, pos);
@@ -43,15 +37,8 @@ public:
         light->pos = pos;
         return light;
     }
-    // Deletes a child that has none itself, as the database does.
-    void Remove(Object& parent, const std::string& name) {
-        const Object* child = parent.Child(name);
-        parent.RemoveChild(name);
-        parent.children.erase(name);
-        m_objects.remove_if([=](const Object& object) { return &object == child; });
-    }
 
 private:
-    std::list<GeoImage> m_meshes;
-    std::list<Object> m_objects;
+    std::deque<GeoImage> m_meshes;
+    std::deque<Object> m_objects;
 };
