@@ -143,7 +143,7 @@ struct FrameComparison : testing::TestWithParam<unsigned> {
     }
     void ChangeSettings() {
         Set("P_LODmax", {1, 1, 0.5F, 1.5F});
-        Set("P_LODmaxPolys", {-1, 1.5F});
+        Set("P_LODmaxPolys", {-1, 1.5F, 0});
         Set("P_LODscale", {1, 0.4F, 3});
         Set("P_LODstep", {8, 8, 8, 3});
         Set("P_LODcache", {12, 3, 5});

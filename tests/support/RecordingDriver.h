@@ -30,7 +30,8 @@ public:
 
     std::vector<std::string> log;
     std::vector<Draw> draws;
-    bool keep = true;                // false: nothing is noted, as a benchmark wants it
+    std::size_t calls = 0;
+    bool keep = true;                // false: only calls are counted, as a benchmark wants it
     bool purgedLive = false;         // meshes that are purged are still there
     int acceptedLights = -1;         // AddLight answers false beyond it; negative: "maxlights"
     Occlusion* occlusion = nullptr;  // made ready for the frame by SetupProjection
@@ -146,6 +147,7 @@ private:
 
     template <class... Words>
     void Note(const Words&... words) {
+        ++calls;
         if (!keep) return;
         std::string line;
         (line.append(line.empty() ? "" : " ").append(Text(words)), ...);
