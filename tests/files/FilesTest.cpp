@@ -51,8 +51,18 @@ TEST_F(FileAccess, OpensRegularFilesAloneAndFollowsLinksWhereTold) {
     CloseFile(fd);
 }
 
+// Without standard input: a descriptor 0 is as good as any other.
 class FileReplacementTest : public FilesFixture {
 protected:
+    const int m_input = dup(0);
+
+    void SetUp() override { close(0); }
+    void TearDown() override {
+        EXPECT_EQ(fcntl(0, F_GETFD), -1) << "left open";
+        dup2(m_input, 0);
+        close(m_input);
+        FilesFixture::TearDown();
+    }
     // "" when it cannot be opened, "!" with the reason when it cannot be written, else "done".
     static std::string Replace(const std::string& path, const std::string& contents) {
         FileReplacement file;
