@@ -2,6 +2,7 @@
 // Must not know which settings exist.
 #include "settings/Settings.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <limits>
@@ -45,22 +46,17 @@ bool Settings::GetBool(std::string_view name) const {
 int Settings::GetInt(std::string_view name) const {
     const double rounded = double{Get(name)} + 0.5;
     if (std::isnan(rounded)) return 0;
-    if (rounded >= double{std::numeric_limits<int>::max()}) return std::numeric_limits<int>::max();
-    if (rounded <= double{std::numeric_limits<int>::min()}) return std::numeric_limits<int>::min();
-    return static_cast<int>(rounded);
+    constexpr double kLeast = std::numeric_limits<int>::min();
+    constexpr double kMost = std::numeric_limits<int>::max();
+    return static_cast<int>(std::clamp(rounded, kLeast, kMost));
 }
 
 float Settings::Set(std::string_view name, float value) {
     const auto found = m_settings.find(name);
     if (found == m_settings.end()) return 0;
     SettingRecord& record = found->second;
-    if (record.min > value || record.min == record.max) {
-        record.value = record.min;
-    } else if (value > record.max) {
-        record.value = record.max;
-    } else {
-        record.value = value;
-    }
+    const bool fixed = record.min == record.max;
+    record.value = fixed ? record.min : std::clamp(value, record.min, record.max);
     return record.value;
 }
 
