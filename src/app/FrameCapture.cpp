@@ -51,7 +51,5 @@ void WriteFrame(const Texture& picture, const std::string& baseName, int frameNu
     char number[32];
     std::snprintf(number, sizeof number, "-%04d.png", frameNumber);
     picture.SavePPM(kScratchPicture);
-    if (picture.pixels && picture.width > 0 && picture.height > 0) {
-        WritePNG(picture, baseName + number);
-    }
+    if (picture.pixels) WritePNG(picture, baseName + number);
 }
