@@ -96,6 +96,8 @@ TEST_F(FrameLoopTest, CallsTheDriverInOrder) {
               "SetWindow; SetViewport 0 0 64 48; ColorMask 111; Clear depth color; "
               "ColorMask 111; ColorMask 111; Finish");
     EXPECT_THAT(Frame(), testing::EndsWith("V0(0)/0,0,0 P0 S0    \r"));
+    m_app.windowHeight = 1;
+    EXPECT_FALSE(Frame().empty());
     m_app.windowHeight = 0;
     EXPECT_TRUE(Frame().empty() && m_driver.log.empty());
 }

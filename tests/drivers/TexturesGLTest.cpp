@@ -140,12 +140,15 @@ TEST_F(TexturesGL, ReportsAnImageThatIsTooLargeOnce) {
 }
 
 TEST_F(TexturesGL, CopiesAWindowRectangleFromTheTopLeft) {
-    Run(m_square, Unlit(kRed));
+    GeoImage square = SquareMesh(1, -2);
+    Run(square, Unlit(kRed));
     Texture copy = FilledTexture(1, 1, {0, 0, 0});
     // Four columns and rows round the upper left corner of the red square.
-    m_driver->CopyTexture(&copy, kWidth / 2 - kHeight / 2 - 2, 0, 4, 4);
+    m_driver->CopyTexture(&copy, kWidth / 2 - kHeight / 4 - 2, kHeight / 4 - 2, 4, 4);
     Show(copy);
-    EXPECT_EQ(At(vec3{-1.5F, 1.5F, -2}), kBlack);
+    // Its rows go upwards, those of a texture downwards.
+    for (const vec3& black : {vec3{-1.5F, 1.5F, -2}, {1.5F, -1.5F, -2}, {-1.5F, -1.5F, -2}})
+        EXPECT_EQ(At(black), kBlack);
     EXPECT_EQ(At(vec3{1.5F, 1.5F, -2}), kRed);
     EXPECT_EQ(InternalFormat(), GL_RGB8);
     m_driver->CopyTexture(nullptr, 0, 0, 1, 1);
