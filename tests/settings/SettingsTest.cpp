@@ -59,12 +59,10 @@ TEST(Registry, ReadsHostileFilesAndDropsWhatItsOwnCannotHold) {
     using std::string_literals::operator""s;
     EXPECT_EQ(Rewritten(dir, "\0\na 1\0junk\nb\0 2\n\0\0"s), "a 1\nb \n");
     EXPECT_EQ(Rewritten(dir, std::string(1 << 20, '\0') + "\nz 1\n"), "z 1\n");
-    { Registry registry(dir.Path()); }
     mkfifo(dir.File("pipe").c_str(), 0666);
-    { Registry registry(dir.File("pipe")); }
+    for (const char* odd : {".", "pipe", "no/such/folder", "../../../../dev/zero"})
+        Registry(dir.File(odd)).SetString("k", "v");
     EXPECT_EQ(dir.Count(), 2) << "neither folder nor pipe is replaced";
-    { Registry registry("/dev/zero"); }
-    Registry(dir.File("no/such/folder")).SetString("k", "v");
     const std::string endless = Rewritten(dir, "k " + std::string(17 << 20, 'x'));
     EXPECT_EQ(endless.size(), (16U << 20) + 1) << "what is beyond the bound is not read";
 
@@ -76,8 +74,7 @@ TEST(Registry, ReadsHostileFilesAndDropsWhatItsOwnCannotHold) {
         registry.SetString("v", "one\ninjected 1");
         registry.SetString("w", "one\rtwo 1\n");
     }
-    EXPECT_EQ(dir.Read("r"), "old 1\nv one\nw one\rtwo 1\n");
-    EXPECT_EQ(Registry(dir.File("r")).GetString("w"), "one\rtwo 1");
+    EXPECT_EQ(Rewritten(dir, dir.Read("r")), "old 1\nv one\nw one\rtwo 1\n");
 }
 
 TEST(Settings, ClampsTogglesAndConverts) {
@@ -124,9 +121,8 @@ TEST(Settings, PersistThroughTheRegistryInByteOrderAndClampWhatItHolds) {
     registry.SetString("setting/other", "1");
     settings.Declare("late", 0, 2, 1, "") = 1;
     settings.LoadFrom(registry);
-    EXPECT_EQ(settings.Get("late"), 1);
+    EXPECT_TRUE(settings.Get("late") == 1 && settings.Get("D") == 0);
     EXPECT_TRUE(settings.Get("D_wireframe") == 0.01F && settings.Get("GL_shadows") == 2);
-    EXPECT_EQ(settings.Get("D"), 0);
     EXPECT_EQ(settings.ListSettings().size(), 6U);
 }
 

@@ -4,14 +4,6 @@
 #include "spatial/Matrix.h"
 #include "support/Random.h"
 
-namespace {
-
-Matrix AnyFrame(Random& random) {
-    return Matrix::Frame(random.Point(9), random.Point(1), random.Point(1));
-}
-
-}  // namespace
-
 TEST(Matrix, FramesOfObjects) {
     const vec3 x{1, 0, 0};
     const vec3 y{0, 1, 0};
@@ -31,9 +23,12 @@ TEST(Matrix, FramesOfObjects) {
 
 TEST(Matrix, ProductsAndInversesCarryPoints) {
     Random random(1);
+    const auto any = [&] {
+        return Matrix::Frame(random.Point(9), random.Point(1), random.Point(1));
+    };
     for (int i = 0; i < 200; ++i) {
-        const Matrix a = AnyFrame(random);
-        const Matrix b = AnyFrame(random);
+        const Matrix a = any();
+        const Matrix b = any();
         const vec3 p = random.Point(5);
         EXPECT_LT(Length((a * b).Transform(p) - a.Transform(b.Transform(p))), 1e-4F);
         EXPECT_LT(Length(a.Transform(p) - a.Translation() - a.Rotate(p)), 1e-4F);
