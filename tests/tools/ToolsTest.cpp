@@ -96,8 +96,11 @@ TEST(Content, IsWhatItsRecipesMake) {
     }
 }
 
-TEST(MeshTool, TurnsItsShapesToAnAxis) {
+TEST(MeshTool, HasFirstValuesAndTurnsShapesToAnAxis) {
     const TempDir folder;
+    ExpectAlike(
+        Made<GeoImage>(folder, "pallix-mesh", "heightfield m"),
+        Made<GeoImage>(folder, "pallix-mesh", "heightfield m --seed 1 --octaves 6 --frequency 3"));
     const std::string words = "superquadric m --meridian 2 --equator 2 --x 2 --rows 9 --columns 9";
     const auto upright = Made<GeoImage>(folder, "pallix-mesh", words);
     EXPECT_EQ(upright.samples[0].normal, (vec3{0, 1, 0})) << "at the tip";
@@ -194,7 +197,7 @@ TEST(Tools, RefuseWithOneLineWhatCannotBeMade) {
         heightfield m --octaves 13, heightfield m --frequency 257, teapot - --rows 9,
         heightfield m --image text, heightfield m --image .,)");
     ExpectMade("pallix-texture", true, R"(
-        glow m --width 1 --height 8192, noise m --octaves 12 --frequency 256,
+        glow m --width 1 --height 8192, noise m --octaves 12 --frequency 256, noise m --octaves 1,
         checker m --cells 1024 --grain 1, gradient m --stop 1:00000000,)");
     ExpectMade("pallix-texture", false, R"(,
         paint m, glow, glow m --inner red, glow m --inner 12345, glow m --inner 1234567890,
