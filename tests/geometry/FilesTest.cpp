@@ -114,6 +114,7 @@ TEST_F(Files, EveryByteOfATexture) {
     for (const auto& [columns, rows, channels] :
          {std::array{1 << 20, 1 << 20, 4}, {1, 1, 5}, {1, 1, 0}, {-1, 1, 1}, {1, -1, 1}})
         EXPECT_FALSE(taken.SetSize(columns, rows, channels));
+    EXPECT_TRUE(Texture().SetSize(0, 0, 1)) << "no pixels are an image";
     EXPECT_EQ(Pixels(taken).size(), 4U);
     // Captures follow no link.
     std::filesystem::create_symlink("p", m_dir.File("link"));
