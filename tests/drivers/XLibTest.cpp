@@ -111,7 +111,6 @@ protected:
         XFillRectangle(m_display, pixmap, context, 0, 0, kWidth, kHeight);
     }
 
-    // Pixel values, row by row.
     std::vector<unsigned long> Pixels(Pixmap pixmap) const {
         std::vector<unsigned long> pixels;
         XImage* image = XGetImage(m_display, pixmap, 0, 0, kWidth, kHeight, AllPlanes, ZPixmap);
@@ -284,6 +283,11 @@ TEST_F(XLib, CutsLongLinesWithoutBendingThem) {
             }
         }
     }
+    StartFrame();
+    MoveTo({4297.4F, 0, 0});  // whence 16 bits would come round to the middle
+    EXPECT_TRUE(Run(m_square, Wire()));
+    m_driver->Finish();
+    EXPECT_EQ(std::ranges::count(Pixels(m_xWindow), 0xFFFFFFU), 0);
 }
 
 // A row or column is one request, and no pass waits for the server: colours are computed.
