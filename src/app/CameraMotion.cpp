@@ -118,11 +118,13 @@ vec3 Shaken(const vec3& from, double radius) {
     return result;
 }
 
+// As whoever writes a field of an object, each step empties the caches first.
 void Shake(Object& object) {
     const double radius = object.Radius(false);
     object.SetPosition(Shaken(object.pos, radius));
     object.InvalidateTree();
     object.point = Shaken(object.point, radius);
+    object.InvalidateTree();
     object.up = Shaken(object.up, radius);
 }
 
