@@ -1,7 +1,7 @@
 # Sourced by ./run, ./test and bench/run: Debian packages and a private X server.
 
 BUILD_PACKAGES="g++ cmake ninja-build libx11-dev libgl-dev libglx-dev libglu1-mesa-dev \
-zlib1g-dev libpng-dev libcli11-dev"
+zlib1g-dev libpng-dev libcli11-dev libeigen3-dev libassimp-dev libjpeg-dev"
 RUN_PACKAGES="libgl1-mesa-dri"
 HEADLESS_PACKAGES="xvfb xdotool"
 TEST_PACKAGES="libgtest-dev libgmock-dev libxfixes-dev xvfb xdotool libgl1-mesa-dri"
