@@ -29,9 +29,9 @@ void PrintStart(const std::string& path, const char* kind, int version, int fd) 
                 head.bits);
 }
 
-bool PrintMesh(const std::string& path, const MeshHeader& header, int fd) {
+Outcome PrintMesh(const std::string& path, const MeshHeader& header, int fd) {
     GeoImage mesh;
-    if (!mesh.Load(path)) return false;
+    if (!mesh.Load(path)) return Failure{};
     PrintStart(path, "mesh", header.version, fd);
     std::printf("  size     %d rows, %d columns, %lld triangles\n", mesh.height, mesh.width,
                 2LL * (mesh.height - 1) * (mesh.width - 1));
@@ -41,38 +41,38 @@ bool PrintMesh(const std::string& path, const MeshHeader& header, int fd) {
     std::printf("  bounds   %g,%g,%g to %g,%g,%g\n", low.x, low.y, low.z, high.x, high.y, high.z);
     std::printf("  radius   %g\n  error    %g\n", mesh.radius, mesh.error);
     std::printf("  wrap     columns %s, rows %s\n", YesNo(mesh.wrapColumns), YesNo(mesh.wrapRows));
-    return true;
+    return Success();
 }
 
-bool PrintTexture(const std::string& path, const TextureHeader& header, int fd) {
+Outcome PrintTexture(const std::string& path, const TextureHeader& header, int fd) {
     static constexpr const char* kinds[] = {"grey", "grey and alpha", "colour", "colour and alpha"};
     Texture texture;
-    if (!texture.Load(path)) return false;
+    if (!texture.Load(path)) return Failure{};
     PrintStart(path, "texture", header.version, fd);
     std::printf("  size     %d x %d, %s\n", texture.width, texture.height,
                 kinds[texture.channels - 1]);
     std::printf("  flags    filter %s, mipmap %s\n", YesNo(texture.filter), YesNo(texture.mipmap));
-    return true;
+    return Success();
 }
 
 // The loaders say what is wrong with a header of the right kind.
-bool PrintOpened(int fd, const std::string& path) {
+Outcome PrintOpened(int fd, const std::string& path) {
     MeshHeader mesh;
     if (ReadHeader(fd, mesh) != HeaderFault::Magic) return PrintMesh(path, mesh, fd);
     lseek(fd, 0, SEEK_SET);
     TextureHeader texture;
     const HeaderFault fault = ReadHeader(fd, texture);
     if (fault == HeaderFault::Magic || fault == HeaderFault::Unreadable)
-        return Fail(path + " is neither a mesh nor a texture");
+        return Failure{path + " is neither a mesh nor a texture"};
     return PrintTexture(path, texture, fd);
 }
 
-bool Print(const std::string& path) {
+Outcome Print(const std::string& path) {
     const Progress progress("reading " + path);
     // Standard input could not be read a second time, for its contents.
     const int fd = path == "-" ? -1 : OpenForReading(path);
-    if (fd < 0) return Fail("could not open file " + path);
-    const bool printed = PrintOpened(fd, path);
+    if (fd < 0) return Failure{"could not open file " + path};
+    Outcome printed = PrintOpened(fd, path);
     close(fd);
     return printed;
 }
@@ -87,7 +87,7 @@ int main(int argc, char** argv) {
     return RunTool(app, argc, argv, [&files] {
         bool good = true;
         for (const std::string& file : files)
-            good = Print(file) && good;
-        return good;
+            good = Report(Print(file)) && good;
+        return good ? Success() : Failure{};
     });
 }

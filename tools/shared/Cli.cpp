@@ -23,31 +23,33 @@ std::string OneLine(std::string text) {
 int StatusOf(bool good) {
     std::cout.flush();
     if (!std::cout || std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
-        good = Fail("could not write standard output");
+        good = Report(Failure{"could not write standard output"});
     }
     return good ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 
 }  // namespace
 
-bool Fail(const std::string& message) {
-    std::fprintf(stderr, "%s: %s\n", g_toolName.c_str(), OneLine(message).c_str());
-    return false;
+bool Report(const Outcome& step) {
+    const std::string line = OneLine(step.Why().line);
+    if (!line.empty()) std::fprintf(stderr, "%s: %s\n", g_toolName.c_str(), line.c_str());
+    return static_cast<bool>(step);
 }
 
-int RunTool(CLI::App& app, int argc, char** argv, const std::function<bool()>& work) {
+int RunTool(CLI::App& app, int argc, char** argv, const std::function<Outcome()>& work) {
     OccupyStandardDescriptors();
     g_toolName = app.get_name();
     try {
         app.parse(argc, argv);
-        return StatusOf(work());
+        return StatusOf(Report(work()));
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() == 0) return StatusOf(app.exit(error) == 0);
         const std::vector<std::string> unknown = app.remaining();
         const bool unknownWord = app.get_subcommands().empty() && !unknown.empty();
-        Fail((unknownWord ? "unknown word " + unknown.front() : error.what()) + " (see --help)");
+        const std::string fault = unknownWord ? "unknown word " + unknown.front() : error.what();
+        Report(Failure{fault + " (see --help)"});
     } catch (const std::bad_alloc&) {
-        Fail("out of memory");
+        Report(Failure{"out of memory"});
     }
     return EXIT_FAILURE;
 }

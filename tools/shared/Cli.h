@@ -9,13 +9,15 @@
 #include <utility>
 #include <vector>
 
-// Parses the command line and runs the work; gives the process's exit status. Help goes to
-// standard output with status 0; a wrong command line, and work that gives false, give 1. The work
-// has printed its own line by then.
-int RunTool(CLI::App& app, int argc, char** argv, const std::function<bool()>& work);
+#include "shared/Result.h"
 
-// One line on standard error, headed by the tool's name; gives false.
-bool Fail(const std::string& message);
+// Parses the command line and runs the work; gives the process's exit status. Help goes to
+// standard output with status 0; a wrong command line and work that fails give a line on standard
+// error and 1.
+int RunTool(CLI::App& app, int argc, char** argv, const std::function<Outcome()>& work);
+
+// Whether the step went well; if not, its line goes to standard error, headed by the tool's name.
+bool Report(const Outcome& step);
 
 // Accepts finite numbers from low to high; unlike CLI::Range it refuses nan.
 CLI::Validator Between(double low, double high);

@@ -10,8 +10,6 @@
 #include <memory>
 
 #include "files/FileAccess.h"
-#include "geometry/Texture.h"
-#include "shared/Cli.h"
 
 namespace {
 
@@ -45,41 +43,42 @@ Stream StreamOn(int fd, const char* mode) {
 
 }  // namespace
 
-bool ReadPng(const std::string& path, Texture& texture, bool grey) {
+Result<std::unique_ptr<Texture>> ReadPng(const std::string& path, bool grey) {
     const Stream stream = StreamOn(OpenForReading(path), "rb");
-    if (!stream) return Fail("could not open file " + path);
+    if (!stream) return Failure{"could not open file " + path};
     PngImage png;
     if (!png_image_begin_read_from_stdio(&png.image, stream.get())) {
-        return Fail(path + ": " + png.image.message);
+        return Failure{path + ": " + png.image.message};
     }
     const png_uint_32 kept = grey ? 0 : PNG_FORMAT_FLAG_COLOR | PNG_FORMAT_FLAG_ALPHA;
     png.image.format &= kept;
     const int channels = PNG_IMAGE_SAMPLE_CHANNELS(png.image.format);
-    if (!texture.SetSize(static_cast<int>(png.image.width), static_cast<int>(png.image.height),
-                         channels)) {
-        return Fail(path + ": the picture is too large");
+    auto texture = std::make_unique<Texture>();
+    if (!texture->SetSize(static_cast<int>(png.image.width), static_cast<int>(png.image.height),
+                          channels)) {
+        return Failure{path + ": the picture is too large"};
     }
     const png_color black{};  // what a translucent picture is laid over when alpha is dropped
-    const int upsideDown = -texture.width * channels;
-    if (!png_image_finish_read(&png.image, &black, texture.pixels, upsideDown, nullptr)) {
-        return Fail(path + ": " + png.image.message);
+    const int upsideDown = -texture->width * channels;
+    if (!png_image_finish_read(&png.image, &black, texture->pixels, upsideDown, nullptr)) {
+        return Failure{path + ": " + png.image.message};
     }
-    return true;
+    return texture;
 }
 
-bool WritePng(const std::string& path, const Texture& texture) {
+Outcome WritePng(const std::string& path, const Texture& texture) {
     PngImage png;
     png.image.width = static_cast<png_uint_32>(texture.width);
     png.image.height = static_cast<png_uint_32>(texture.height);
     png.image.format = FormatOf(texture.channels);
     const int upsideDown = -texture.width * texture.channels;
     Stream stream = StreamOn(OpenForWriting(path, Links::Follow), "wb");
-    if (!stream) return Fail("could not open file " + path);
+    if (!stream) return Failure{"could not open file " + path};
     const bool written = png_image_write_to_stdio(&png.image, stream.get(), 0, texture.pixels,
                                                   upsideDown, nullptr) != 0;
     const bool flushed = written && std::fflush(stream.get()) == 0;
     const std::string reason = written ? std::strerror(errno) : png.image.message;
-    if (flushed) return true;
+    if (flushed) return Success();
     if (path != "-") unlink(path.c_str());
-    return Fail(path + ": " + reason);
+    return Failure{path + ": " + reason};
 }

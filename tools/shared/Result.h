@@ -7,7 +7,8 @@
 #include <utility>
 #include <variant>
 
-// Why something could not be done: one line without its end.
+// Why something could not be done: one line without its end. Empty after the program's own loaders
+// and savers, which print theirs.
 struct Failure {
     std::string line;
 };
@@ -34,4 +35,6 @@ private:
 
 // Of a step that gives nothing but success.
 using Outcome = Result<std::monostate>;
-inline Outcome Success() { return std::monostate{}; }
+inline Outcome Success() {
+    return std::monostate{};
+}

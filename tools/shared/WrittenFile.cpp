@@ -8,7 +8,6 @@
 #include <array>
 
 #include "files/FileAccess.h"
-#include "shared/Cli.h"
 #include "shared/Progress.h"
 
 namespace {
@@ -46,20 +45,21 @@ bool CopyToOutput(int file) {
 
 }  // namespace
 
-bool WriteWhole(const std::string& path, int headerLength,
-                const std::function<bool(const std::string& path)>& save) {
+Outcome WriteWhole(const std::string& path, int headerLength,
+                   const std::function<bool(const std::string& path)>& save) {
     const Progress progress("writing " + path);
     if (path != "-") {
-        if (!save(path)) return false;
-        if (IsWhole(path, headerLength)) return true;
+        if (!save(path)) return Failure{};
+        if (IsWhole(path, headerLength)) return Success();
         unlink(path.c_str());
-        return Fail("could not write " + path);
+        return Failure{"could not write " + path};
     }
     const int memory = memfd_create("output", MFD_CLOEXEC);
-    if (memory < 0) return Fail("out of memory");
+    if (memory < 0) return Failure{"out of memory"};
     const std::string kept = "/proc/self/fd/" + std::to_string(memory);
-    const bool good = save(kept) && ((IsWhole(kept, headerLength) && CopyToOutput(memory)) ||
-                                     Fail("could not write standard output"));
+    const bool saved = save(kept);
+    const bool good = saved && IsWhole(kept, headerLength) && CopyToOutput(memory);
     close(memory);
-    return good;
+    if (good) return Success();
+    return Failure{saved ? "could not write standard output" : ""};
 }

@@ -1,6 +1,9 @@
 // pallix-texture: makes texture files from PNG files or from patterns, and PNG files from textures.
 
+#include <memory>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "geometry/Codec.h"
@@ -144,62 +147,64 @@ void AddPatterns(CLI::App& app, Options& options, Commands& commands) {
     AddNoiseOptions(*commands.noise, options);
 }
 
-bool ParseStops(const std::vector<std::string>& words, std::vector<GradientStop>& stops) {
+Result<std::vector<GradientStop>> ParseStops(const std::vector<std::string>& words) {
+    std::vector<GradientStop> stops;
     for (const std::string& word : words) {
         const std::size_t colon = word.find(':');
         std::string place = word.substr(0, colon);
         const auto color = ParseColor(colon == std::string::npos ? "" : word.substr(colon + 1));
         if (!color || !Between(0, 1)(place).empty()) {
-            return Fail(word + " is not a stop such as 0.5:ff8000");
+            return Failure{word + " is not a stop such as 0.5:ff8000"};
         }
         stops.push_back({std::stod(place), *color});
     }
-    return true;
+    return stops;
 }
 
-bool ChoosePattern(const Options& options, const Commands& commands, Pattern& pattern) {
+Result<Pattern> ChoosePattern(const Options& options, const Commands& commands) {
     const Color first = *ParseColor(options.firstColor);
     const Color second = *ParseColor(options.secondColor);
     if (commands.checker->parsed()) {
         CheckerStyle style = options.checker;
         style.first = first;
         style.second = second;
-        pattern = Checker(style);
-    } else if (commands.gradient->parsed()) {
-        std::vector<GradientStop> stops;
-        if (!ParseStops(options.stops, stops)) return false;
-        pattern = Gradient(std::move(stops), options.horizontal);
-    } else if (commands.glow->parsed()) {
+        return Checker(style);
+    }
+    if (commands.gradient->parsed()) {
+        auto stops = ParseStops(options.stops);
+        if (!stops) return stops.Why();
+        return Gradient(std::move(*stops), options.horizontal);
+    }
+    if (commands.glow->parsed()) {
         GlowStyle style = options.glow;
         style.inner = *ParseColor(options.innerColor);
         style.outer = *ParseColor(options.outerColor);
-        if (style.to <= style.from) return Fail("--to must be greater than --from");
-        pattern = Glow(style);
-    } else {
-        NoiseStyle style = options.noise;
-        style.low = first;
-        style.high = second;
-        pattern = NoisePattern(style, Noise(options.seed, options.octaves, options.frequency));
+        if (style.to <= style.from) return Failure{"--to must be greater than --from"};
+        return Glow(style);
     }
-    return true;
+    NoiseStyle style = options.noise;
+    style.low = first;
+    style.high = second;
+    return NoisePattern(style, Noise(options.seed, options.octaves, options.frequency));
 }
 
-bool MakeTexture(const Options& options, const Commands& commands, Texture& texture) {
-    if (commands.import->parsed()) return ReadPng(options.input, texture, false);
-    Pattern pattern;
-    if (!ChoosePattern(options, commands, pattern)) return false;
-    std::optional<Texture> drawn = Draw(options.width, options.height, pattern);
-    if (!drawn) return Fail("out of memory");
-    texture.TakeContents(*drawn);
-    return true;
+Result<std::unique_ptr<Texture>> MakeTexture(const Options& options, const Commands& commands) {
+    if (commands.import->parsed()) return ReadPng(options.input, false);
+    const Result<Pattern> pattern = ChoosePattern(options, commands);
+    if (!pattern) return pattern.Why();
+    std::optional<Texture> drawn = Draw(options.width, options.height, *pattern);
+    if (!drawn) return Failure{"out of memory"};
+    return std::make_unique<Texture>(std::move(*drawn));
 }
 
-bool Work(const Options& options, const Commands& commands) {
-    Texture texture;
+Outcome Work(const Options& options, const Commands& commands) {
     if (commands.save->parsed()) {
-        return texture.Load(options.input) && WritePng(options.output, texture);
+        Texture texture;
+        return texture.Load(options.input) ? WritePng(options.output, texture) : Failure{};
     }
-    if (!MakeTexture(options, commands, texture)) return false;
+    const auto made = MakeTexture(options, commands);
+    if (!made) return made.Why();
+    Texture& texture = **made;
     texture.filter = !options.nearest;
     texture.mipmap = !options.noMipmap;
     return WriteWhole(options.output, TextureHeader::kWrittenLength,
