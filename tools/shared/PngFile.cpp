@@ -41,6 +41,24 @@ Stream StreamOn(int fd, const char* mode) {
     return Stream(own < 0 ? nullptr : fdopen(own, mode));
 }
 
+// Of a picture whose header was read; the line says the fault alone.
+Result<std::unique_ptr<Texture>> ReadPixels(PngImage& png, bool grey) {
+    const png_uint_32 kept = grey ? 0 : PNG_FORMAT_FLAG_COLOR | PNG_FORMAT_FLAG_ALPHA;
+    png.image.format &= kept;
+    const int channels = PNG_IMAGE_SAMPLE_CHANNELS(png.image.format);
+    auto texture = std::make_unique<Texture>();
+    if (!texture->SetSize(static_cast<int>(png.image.width), static_cast<int>(png.image.height),
+                          channels)) {
+        return Failure{"the picture is too large"};
+    }
+    const png_color black{};  // what a translucent picture is laid over when alpha is dropped
+    const int upsideDown = -texture->width * channels;
+    if (!png_image_finish_read(&png.image, &black, texture->pixels, upsideDown, nullptr)) {
+        return Failure{png.image.message};
+    }
+    return texture;
+}
+
 }  // namespace
 
 Result<std::unique_ptr<Texture>> ReadPng(const std::string& path, bool grey) {
@@ -50,20 +68,20 @@ Result<std::unique_ptr<Texture>> ReadPng(const std::string& path, bool grey) {
     if (!png_image_begin_read_from_stdio(&png.image, stream.get())) {
         return Failure{path + ": " + png.image.message};
     }
-    const png_uint_32 kept = grey ? 0 : PNG_FORMAT_FLAG_COLOR | PNG_FORMAT_FLAG_ALPHA;
-    png.image.format &= kept;
-    const int channels = PNG_IMAGE_SAMPLE_CHANNELS(png.image.format);
-    auto texture = std::make_unique<Texture>();
-    if (!texture->SetSize(static_cast<int>(png.image.width), static_cast<int>(png.image.height),
-                          channels)) {
-        return Failure{path + ": the picture is too large"};
-    }
-    const png_color black{};  // what a translucent picture is laid over when alpha is dropped
-    const int upsideDown = -texture->width * channels;
-    if (!png_image_finish_read(&png.image, &black, texture->pixels, upsideDown, nullptr)) {
-        return Failure{path + ": " + png.image.message};
-    }
+    auto texture = ReadPixels(png, grey);
+    if (!texture) return Failure{path + ": " + texture.Why().line};
     return texture;
+}
+
+Result<std::unique_ptr<Texture>> ReadPng(std::span<const unsigned char> bytes, int maxSide) {
+    PngImage png;
+    if (!png_image_begin_read_from_memory(&png.image, bytes.data(), bytes.size())) {
+        return Failure{png.image.message};
+    }
+    const auto side = static_cast<png_uint_32>(maxSide);
+    if (png.image.width > side || png.image.height > side)
+        return Failure{"the picture is too large"};
+    return ReadPixels(png, false);
 }
 
 Outcome WritePng(const std::string& path, const Texture& texture) {
