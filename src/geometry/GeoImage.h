@@ -64,7 +64,9 @@ public:
     bool SetSize(int rows, int columns);
     // Reads a mesh file ("-": standard input). On failure one line on standard error and false;
     // samples, sizes and error stay (the wrap flags may change, the tokens are emptied).
-    bool Load(const std::string& path);
+    bool Load(const std::string& path) { return Load(path, path); }
+    // name: what the line calls the file.
+    bool Load(const std::string& path, const std::string& name);
     // Writes a mesh file ("-": standard output). False, with one line, on failure; a file that
     // could not be completed is removed. Refused, before the file is touched, is what Load would
     // refuse: an empty grid and positions so far out that their distance from the origin is no

@@ -88,7 +88,7 @@ void Convert(const Layout& layout, double scale, GeoImageSample* samples, std::s
 }
 
 // Everything before the stream. Wrap flags are taken over at once, all else only on success.
-bool TakeHeader(int fd, const char* path, GeoImage& mesh, MeshHeader& header) {
+bool TakeHeader(int fd, const char* name, GeoImage& mesh, MeshHeader& header) {
     header.wrapColumns = mesh.wrapColumns;
     header.wrapRows = mesh.wrapRows;
     switch (ReadHeader(fd, header)) {
@@ -99,13 +99,13 @@ bool TakeHeader(int fd, const char* path, GeoImage& mesh, MeshHeader& header) {
         case HeaderFault::Version:
             std::fprintf(stderr,
                          "GeoImage::Load: file %s version %d, I only know version %d and lower\n",
-                         path, header.version, MeshHeader::kVersion);
+                         name, header.version, MeshHeader::kVersion);
             return false;
         case HeaderFault::Short:
-            std::fprintf(stderr, "GeoImage::Load: read of %s failed in header\n", path);
+            std::fprintf(stderr, "GeoImage::Load: read of %s failed in header\n", name);
             return false;
         default:
-            std::fprintf(stderr, "GeoImage::Load: file %s not a PALLIX GeoImage\n", path);
+            std::fprintf(stderr, "GeoImage::Load: file %s not a PALLIX GeoImage\n", name);
             return false;
     }
 }
@@ -139,16 +139,16 @@ void FillGrid(const GeoImage& mesh, double scale, Codec& grid) {
 
 }  // namespace
 
-bool GeoImage::Load(const std::string& path) {
+bool GeoImage::Load(const std::string& path, const std::string& name) {
     ClearTokens();
     const int fd = OpenForReading(path);
     if (fd < 0) {
-        std::fprintf(stderr, "GeoImage::Load: could not open file %s\n", path.c_str());
+        std::fprintf(stderr, "GeoImage::Load: could not open file %s\n", name.c_str());
         return false;
     }
     MeshHeader header;
     Codec grid;
-    const bool read = TakeHeader(fd, path.c_str(), *this, header) && grid.Load(fd);
+    const bool read = TakeHeader(fd, name.c_str(), *this, header) && grid.Load(fd);
     CloseFile(fd);
     if (!read) return false;
 
@@ -158,7 +158,7 @@ bool GeoImage::Load(const std::string& path) {
     const bool good = layout && count <= kMaxSamples && PositionsFit(grid, scale);
     void* const zeroed = good ? std::calloc(count, sizeof *samples) : nullptr;
     if (zeroed == nullptr) {
-        std::fprintf(stderr, "GeoImage::Load: file %s indecipherable\n", path.c_str());
+        std::fprintf(stderr, "GeoImage::Load: file %s indecipherable\n", name.c_str());
         return false;
     }
     std::free(samples);

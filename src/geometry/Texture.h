@@ -28,7 +28,9 @@ public:
     bool SetSize(int columns, int rows, int channelCount);
     // Reads a texture file ("-": standard input). False with one line on failure; size, pixels
     // and flags stay (but for flags already read from the header).
-    bool Load(const std::string& path);
+    bool Load(const std::string& path) { return Load(path, path); }
+    // name: what the line calls the file.
+    bool Load(const std::string& path, const std::string& name);
     // The same from an open descriptor, which is closed unless it is standard input.
     bool Load(int fd);
     bool Save(const std::string& path, int codec) const;

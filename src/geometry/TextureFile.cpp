@@ -64,10 +64,10 @@ void FillGrid(const Texture& image, Codec& grid) {
 
 }  // namespace
 
-bool Texture::Load(const std::string& path) {
+bool Texture::Load(const std::string& path, const std::string& name) {
     const int fd = OpenForReading(path);
     if (fd < 0) {
-        std::fprintf(stderr, "Texture::Load: could not open file %s\n", path.c_str());
+        std::fprintf(stderr, "Texture::Load: could not open file %s\n", name.c_str());
         return false;
     }
     return Load(fd);

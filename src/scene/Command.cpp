@@ -61,6 +61,10 @@ void Command::DoCommand(const Words& words) {
     std::cerr << "Command::DoCommand: unknown command " + JoinWords(words) + '\n';
 }
 
+void Command::SetSceneFolder(const std::string& folder) {
+    m_database->LookBeside(folder);
+}
+
 bool Command::TakeCameraChanged() {
     const bool changed = m_cameraChanged;
     m_cameraChanged = false;

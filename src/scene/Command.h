@@ -36,6 +36,10 @@ public:
     // Runs one command: the first word names it, the rest are its parameters.
     void DoCommand(const Words& words);
 
+    // The folder of the scene file that the next commands come from, with a slash at its end, or
+    // empty: meshes and textures are looked for there, too.
+    void SetSceneFolder(const std::string& folder);
+
     // Whether a camera command succeeded since the last call; clears the mark.
     bool TakeCameraChanged();
     Camera GetCamera() const { return m_camera; }

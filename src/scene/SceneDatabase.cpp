@@ -31,7 +31,7 @@ Settings* SceneDatabase::SettingOwner(std::string_view name) const {
 
 template <class Resource>
 Resource* SceneDatabase::Get(Kind<Resource>& kind, const std::string& name, bool force) {
-    Resource* resource = kind.manager.Acquire(name, force);
+    Resource* resource = kind.manager.Acquire(name, force, m_folder);
     m_names[resource] = name;
     return resource;
 }
@@ -104,8 +104,8 @@ std::string SceneDatabase::ResourceName(const void* resource) const {
 }
 
 void SceneDatabase::Reload(const std::string& name) {
-    if (m_textures.manager.Knows(name)) GetTexture(name, true);
-    if (m_meshes.manager.Knows(name)) GetMesh(name, true);
+    m_textures.manager.Reload(name);
+    m_meshes.manager.Reload(name);
 }
 
 void SceneDatabase::ObjectDeleted(Object* object) {

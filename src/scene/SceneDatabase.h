@@ -32,6 +32,9 @@ public:
     // Counts no user; records the name, under the null pointer too.
     GeoImage* GetMesh(const std::string& name, bool force);
     Texture* GetTexture(const std::string& name, bool force);
+    // Where the relative names of Get and Replace are looked for that lead nowhere from the working
+    // folder: a folder's name with a slash at its end, or empty for nowhere.
+    void LookBeside(const std::string& folder) { m_folder = folder; }
     void AddRefMesh(GeoImage* mesh) { m_meshes.manager.AddRef(mesh); }
     void AddRefTexture(Texture* texture) { m_textures.manager.AddRef(texture); }
     void ReleaseMesh(GeoImage* mesh);
@@ -45,7 +48,7 @@ public:
     void ReleaseShaderList(const std::vector<Shader>& list);
     // The name a resource was asked for under; "null://" when unknown.
     std::string ResourceName(const void* resource) const;
-    // Reads again every resource known under the name.
+    // Reads again every resource known under the name, each from where it was found.
     void Reload(const std::string& name);
     // Tells every renderer to forget the object.
     void ObjectDeleted(Object* object);
@@ -61,6 +64,7 @@ private:
     std::set<Renderer*> m_renderers;  // not owned
     std::set<Driver*> m_drivers;      // not owned
     std::map<const void*, std::string> m_names;
+    std::string m_folder;
 
     template <class Resource>
     struct Kind {

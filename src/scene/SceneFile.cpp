@@ -27,6 +27,12 @@ bool CanHoldScene(const std::string& file) {
     return std::filesystem::is_regular_file(status) || std::filesystem::is_fifo(status);
 }
 
+// Empty where the name has none: then it is the working folder.
+std::string FolderOf(const std::string& file) {
+    const std::size_t slash = file.rfind('/');
+    return slash == std::string::npos ? "" : file.substr(0, slash + 1);
+}
+
 }  // namespace
 
 bool LoadRoom(const std::string& file, SceneSelection selection) {
@@ -37,8 +43,10 @@ bool LoadRoom(const std::string& file, SceneSelection selection) {
         std::cerr << "Could not open scene " + file + '\n';
         return false;
     }
+    selection.command.SetSceneFolder(FolderOf(file));
     while (ExecuteLine(input, selection.command)) {
     }
+    selection.command.SetSceneFolder("");
     const auto& rooms = selection.command.Rooms();
     if (rooms.empty()) return false;
     const auto& [name, room] = *rooms.begin();

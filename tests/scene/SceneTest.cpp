@@ -3,13 +3,17 @@
 #include "SceneFixture.h"
 
 #include "renderer/Renderer.h"
+#include "scene/Camera.h"
+#include "scene/SceneFile.h"
 #include "scene/SceneLock.h"
+#include "settings/Registry.h"
 #include "settings/StatisticNames.h"
 #include "support/RecordingDriver.h"
 
 #include <unistd.h>
 
 #include <atomic>
+#include <filesystem>
 #include <random>
 #include <thread>
 
@@ -142,6 +146,49 @@ TEST_F(Scene, NamesAndReloadsResourcesOfBothKinds) {
     CaptureStderr([&] { EXPECT_EQ(database->GetMesh("/none", false), nullptr); });
     EXPECT_EQ(database->ResourceName(nullptr), "/none");
     EXPECT_EQ(End(), "") << "what nobody counted is no leak";
+}
+
+TEST_F(Scene, FindsWhatTheWorkingFolderLacksBesideTheSceneWhereverThatIsMovedTo) {
+    std::filesystem::create_directories(dir.File("one/meshes"));
+    std::filesystem::create_directory(dir.File("two"));
+    Mesh("one/part");
+    Mesh("one/meshes/sphere");
+    Image("one/pic");
+    Mesh("two/part", 2);
+    const std::string pair = "set mesh part\nshader set texture pic\nset shade base\n";
+    dir.Write("one/scene", "room r\nobject a\n" + pair + "object s\nset mesh meshes/sphere\n");
+    dir.Write("two/scene", "room r\nobject b\nset mesh part\nset mesh " + dir.File("part"));
+    const auto load = [this](const std::string& path) {
+        const Registry registry{dir.File("registry")};
+        Camera camera;
+        Room* room = nullptr;
+        std::string recname;
+        return CaptureStderr([&] {
+            CaptureStdout([&] {
+                LoadRoom(dir.File(path), {*command, registry, camera, room, recname});
+            });
+        });
+    };
+    const auto size = [this](const char* object) { return At("r", object)->mesh->boundsMax.x; };
+    EXPECT_EQ(load("one/scene"), "");
+    EXPECT_GT(At("r", "s")->mesh->width, 2) << "the working folder comes first";
+    EXPECT_EQ(load("two/scene"), "GeoImage::Load: could not open file " + dir.File("part") + '\n');
+    EXPECT_TRUE(size("a") == 1 && size("b") == 2) << "one name, two files";
+    const std::string missing = "GeoImage::Load: could not open file part\n";
+    EXPECT_EQ(Errors("object c\nset mesh part"), missing) << "no scene file names it";
+    const std::string emitted = Emit();
+    EXPECT_EQ(emitted.find(dir.Path()), std::string::npos);
+    EXPECT_NE(emitted.find("shader set texture pic\n"), std::string::npos);
+    Mesh("one/part", 3);
+    Mesh("two/part", 4);
+    EXPECT_EQ(Errors("reload part"), "");
+    EXPECT_TRUE(size("a") == 3 && size("b") == 4);
+    dir.Write("two/part", "damaged");
+    std::filesystem::rename(dir.File("one"), dir.File("moved"));
+    EXPECT_EQ(Errors("reload part"), missing + "GeoImage::Load: file part not a PALLIX GeoImage\n");
+    Run("delete r\nshader new");
+    EXPECT_EQ(load("moved/scene"), "");
+    EXPECT_EQ(size("a"), 3);
 }
 
 TEST_F(Scene, RenderersHearOfWhatGoesAtOnceAndDriversLater) {
