@@ -40,6 +40,12 @@ struct Surface {
     std::vector<int> materials;
 };
 
+// A point of a surface: a triangle and the weights of its corners, not negative, which add up to 1.
+struct Place {
+    int triangle = 0;
+    std::array<double, 3> weights = {1, 0, 0};
+};
+
 struct Model {
     Surface surface;  // positions as in the file: not welded
     std::vector<ModelMaterial> materials;
