@@ -4,8 +4,10 @@ BUILD_PACKAGES="g++ cmake ninja-build libx11-dev libgl-dev libglx-dev libglu1-me
 zlib1g-dev libpng-dev libcli11-dev libeigen3-dev libassimp-dev libjpeg-dev"
 RUN_PACKAGES="libgl1-mesa-dri"
 HEADLESS_PACKAGES="xvfb xdotool"
-TEST_PACKAGES="libgtest-dev libgmock-dev libxfixes-dev xvfb xdotool libgl1-mesa-dri"
-BENCH_PACKAGES="libbenchmark-dev xvfb libgl1-mesa-dri"
+MODEL_PACKAGE="libcgal-demo"
+TEST_PACKAGES="libgtest-dev libgmock-dev libxfixes-dev xvfb xdotool libgl1-mesa-dri \
+$MODEL_PACKAGE assimp-testmodels"
+BENCH_PACKAGES="libbenchmark-dev xvfb libgl1-mesa-dri $MODEL_PACKAGE"
 
 # need_packages NAME...: installs what is missing, as root or through sudo.
 need_packages() {
@@ -30,6 +32,20 @@ need_packages() {
         echo "$0: could not install; please install yourself:$missing" >&2
         return 1
     fi
+}
+
+# need_models FOLDER: sets MODEL_ARCHIVE to the packed models that tests and benchmarks import.
+# Minimal systems leave out what packages put there: then the package is fetched again and unpacked
+# in FOLDER. Without the archive those tests skip themselves.
+need_models() {
+    local archive=usr/share/doc/libcgal-dev/data.tar.gz
+    MODEL_ARCHIVE=/$archive
+    [ -f "$MODEL_ARCHIVE" ] && return 0
+    mkdir -p "$1" && MODEL_ARCHIVE=$(cd "$1" && pwd)/$archive
+    [ -f "$MODEL_ARCHIVE" ] && return 0
+    (cd "$1" && apt-get download -qq "$MODEL_PACKAGE" && dpkg-deb -x "$MODEL_PACKAGE"_*.deb . &&
+        rm "$MODEL_PACKAGE"_*.deb) >/dev/null 2>&1 ||
+        echo "$0: no models from $MODEL_PACKAGE: what needs them is skipped" >&2
 }
 
 # start_xvfb GEOMETRY: starts a private X server on a free display and exports DISPLAY.

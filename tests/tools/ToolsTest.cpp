@@ -2,12 +2,10 @@
 // printer's text, refusals, standard streams, full disks.
 #include <gtest/gtest.h>
 #include <png.h>
-#include <sys/wait.h>
 
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstdlib>
 #include <filesystem>
 #include <functional>
 #include <sstream>
@@ -16,23 +14,9 @@
 #include "geometry/GeoImage.h"
 #include "geometry/Texture.h"
 #include "support/TempFile.h"
+#include "support/ToolRun.h"
 
 namespace {
-
-struct ToolRun {
-    int status;
-    std::string out, err;
-    bool IsRefusal() const { return status == 1 && err.find('\n') == err.size() - 1; }
-};
-
-// The words may redirect: what comes last holds. tool: its name, or a path.
-ToolRun RunTool(const TempDir& folder, const std::string& tool, const std::string& words) {
-    const std::string path = std::filesystem::path(PALLIX_TOOLS) / tool;
-    const std::string command =
-        "cd '" + folder.Path() + "' && '" + path + "' </dev/null >out.txt 2>err.txt " + words;
-    return {WEXITSTATUS(std::system(command.c_str())), folder.Read("out.txt"),
-            folder.Read("err.txt")};
-}
 
 // What the tool makes as "m". The run must succeed in silence.
 template <class Product>
