@@ -1,10 +1,14 @@
-// The user's guide against the program: its tables of keys and settings must be complete and true.
+// The user's guide against the program: its tables of keys and settings must be complete and true,
+// its commands must do what it says; man pages name every option.
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <fstream>
 #include <iomanip>
+#include <iterator>
 #include <memory>
+#include <regex>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -13,20 +17,33 @@
 #include "drivers/Driver.h"
 #include "drivers/DriverFactory.h"
 #include "renderer/Renderer.h"
+#include "scene/Command.h"
+#include "scene/Camera.h"
+#include "scene/Room.h"
+#include "scene/SceneDatabase.h"
+#include "scene/SceneFile.h"
+#include "settings/Registry.h"
 #include "settings/Settings.h"
+#include "support/Capture.h"
+#include "support/TempFile.h"
 
 namespace {
 
-// The rows of the table under a heading, without their two head lines.
-std::vector<std::string> RowsUnder(const std::string& heading) {
+// The lines under a heading that begin so.
+std::vector<std::string> LinesUnder(const std::string& heading, const std::string& start) {
     std::ifstream guide("docs/guide.md");
-    std::vector<std::string> rows;
+    std::vector<std::string> lines;
     bool inside = false;
     for (std::string line; std::getline(guide, line);) {
         if (line.starts_with("#")) inside = line.starts_with(heading);
-        if (inside && line.starts_with("| `")) rows.push_back(line);
+        if (inside && line.starts_with(start)) lines.push_back(line);
     }
-    return rows;
+    return lines;
+}
+
+// The rows of the table under a heading, without their two head lines.
+std::vector<std::string> RowsUnder(const std::string& heading) {
+    return LinesUnder(heading, "| `");
 }
 
 void ExpectSettings(const std::string& heading, const Settings& settings,
@@ -65,4 +82,56 @@ TEST(Guide, ListsEverySettingWithItsRangeAndFirstValue) {
     ASSERT_NE(driver, nullptr);
     ExpectSettings("### Every driver", *driver, "D_");
     ExpectSettings("### The OpenGL driver", *driver, "GL_");
+}
+
+TEST(Guide, ImportsAsItsCommandsSay) {
+    const TempDir folder;
+    const std::string tools = "PATH='" PALLIX_TOOLS "':$PATH; ";
+    std::string shown;
+    for (std::string line : LinesUnder("## Bring your own model", "    ")) {
+        line = std::regex_replace(line.substr(4), std::regex("/tmp"), folder.Path());
+        if (line.starts_with("./run ")) {
+            shown = line.substr(6);
+        } else {
+            const std::string said = folder.File("said");
+            EXPECT_EQ(std::system((tools + line + " >>" + said + ".out 2>>" + said).c_str()), 0);
+            EXPECT_EQ(folder.Read("said"), "") << line;
+        }
+    }
+    // What the program would show: every part found beside the scene, though the folder has moved.
+    Registry registry(folder.File("registry"));
+    Camera camera;
+    Room* room = nullptr;
+    std::string record;
+    SceneDatabase database;
+    Command command(&database);
+    EXPECT_EQ(CaptureStderr([&] {
+                  ASSERT_TRUE(LoadRoom(shown, {command, registry, camera, room, record}));
+              }),
+              "");
+    for (const char* model : {"pot", "ring"}) {
+        Object* parent = room->Child(model);
+        ASSERT_NE(parent, nullptr);
+        EXPECT_EQ(parent->children.size(), model == std::string("pot") ? 4U : 1U);
+    }
+    const std::string table = folder.Read("said.out");
+    for (const char* kind : {" square ", " annulus ", " torus "})
+        EXPECT_NE(table.find(kind), std::string::npos) << table;
+}
+
+TEST(ManPages, NameEveryOptionOfTheirTool) {
+    for (const std::string tool : {"pallix-import", "pallix-export"}) {
+        const TempDir folder;
+        const std::string help = PALLIX_TOOLS "/" + tool + " --help >" + folder.File("help");
+        ASSERT_EQ(std::system(help.c_str()), 0);
+        const std::string text = folder.Read("help");
+        std::ifstream file("docs/" + tool + ".1");
+        const std::string page{std::istreambuf_iterator<char>(file), {}};
+        const std::regex option("\\n  [^ ]*--([a-z-]+)");
+        for (std::sregex_iterator at(text.begin(), text.end(), option), end; at != end; ++at) {
+            const std::string escaped =
+                std::regex_replace("--" + (*at)[1].str(), std::regex("-"), "\\-");
+            EXPECT_NE(page.find(escaped), std::string::npos) << tool << ' ' << escaped;
+        }
+    }
 }
