@@ -113,6 +113,15 @@ Outcome WriteParts(Workshop& workshop, const std::string& name,
 
 }  // namespace
 
+Outcome CheckFolder(const std::string& folder) {
+    std::error_code error;
+    if (!fs::exists(folder, error)) return Success();
+    if (!fs::is_directory(folder, error)) return Failure{folder + " is no folder"};
+    if (access(folder.c_str(), W_OK | X_OK) != 0)
+        return Failure{folder + ": " + std::strerror(errno)};
+    return Success();
+}
+
 std::string PartName(const std::string& name, int part) {
     char number[16];
     std::snprintf(number, sizeof number, "-%02d", part);

@@ -11,6 +11,9 @@ struct NamedModel {
     ImportedModel model;
 };
 
+// Whether the folder can be written into, or be made: asked before the work that fills it.
+Outcome CheckFolder(const std::string& folder);
+
 // Writes the meshes NAME-00, NAME-01, ..., textures NAME-00-texture, ..., the sky and the scene
 // NAME into the folder, which is made if need be. name and the models' names: as SceneName gives
 // them. On failure nothing new is left and nothing that was there has changed.

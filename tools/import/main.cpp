@@ -141,6 +141,8 @@ Outcome Work(Options& options, const CLI::App& app) {
     const auto base = [](const std::string& path) {
         return std::filesystem::path(path).stem().string();
     };
+    const Outcome usable = CheckFolder(options.folder);
+    if (!usable) return usable;
     Notes notes;
     const std::string name =
         NameFor(options.name.empty() ? base(options.models.front()) : options.name, {}, notes);
