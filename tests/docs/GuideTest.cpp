@@ -8,7 +8,6 @@
 #include <iomanip>
 #include <iterator>
 #include <memory>
-#include <regex>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -62,6 +61,12 @@ void ExpectSettings(const std::string& heading, const Settings& settings,
     EXPECT_EQ(count, rows.size()) << heading;
 }
 
+std::string Replaced(std::string text, const std::string& what, const std::string& by) {
+    for (std::size_t at = 0; (at = text.find(what, at)) != std::string::npos; at += by.size())
+        text.replace(at, what.size(), by);
+    return text;
+}
+
 }  // namespace
 
 TEST(Guide, ListsEveryKeyInItsOrder) {
@@ -89,7 +94,7 @@ TEST(Guide, ImportsAsItsCommandsSay) {
     const std::string tools = "PATH='" PALLIX_TOOLS "':$PATH; ";
     std::string shown;
     for (std::string line : LinesUnder("## Bring your own model", "    ")) {
-        line = std::regex_replace(line.substr(4), std::regex("/tmp"), folder.Path());
+        line = Replaced(line.substr(4), "/tmp", folder.Path());
         if (line.starts_with("./run ")) {
             shown = line.substr(6);
         } else {
@@ -127,10 +132,14 @@ TEST(ManPages, NameEveryOptionOfTheirTool) {
         const std::string text = folder.Read("help");
         std::ifstream file("docs/" + tool + ".1");
         const std::string page{std::istreambuf_iterator<char>(file), {}};
-        const std::regex option("\\n  [^ ]*--([a-z-]+)");
-        for (std::sregex_iterator at(text.begin(), text.end(), option), end; at != end; ++at) {
-            const std::string escaped =
-                std::regex_replace("--" + (*at)[1].str(), std::regex("-"), "\\-");
+        // Option lines begin with two blanks; what follows the last name's dashes is its text.
+        std::istringstream lines(text);
+        for (std::string line; std::getline(lines, line);) {
+            const std::string names = line.starts_with("  -") ? line.substr(2) : "";
+            const std::size_t at = names.substr(0, names.find(' ')).find("--");
+            if (at == std::string::npos) continue;
+            const std::size_t end = names.find_first_not_of("abcdefghijklmnopqrstuvwxyz-", at);
+            const std::string escaped = Replaced(names.substr(at, end - at), "-", "\\-");
             EXPECT_NE(page.find(escaped), std::string::npos) << tool << ' ' << escaped;
         }
     }
