@@ -78,6 +78,7 @@ TEST(ImportTool, RefusesWithOneLineAndLeavesNothing) {
     const TempDir folder;
     const std::string ball = Off(SphereSoup(8, 4, 1, {0, 0, 0}));
     folder.Write("ball.off", ball);
+    folder.Write("plain", ball);
     folder.Write("text.off", "not a model");
     folder.Write("cut.off", ball.substr(0, ball.size() / 2));
     folder.Write("nan.off", "OFF\n3 1 0\n0 0 0\nnan 0 0\n0 1 0\n3 0 1 2\n");
@@ -100,9 +101,10 @@ TEST(ImportTool, RefusesWithOneLineAndLeavesNothing) {
     std::istringstream cases(R"(missing.off, text.off, cut.off, nan.off, none.off, flat.off, .,
         -o new --size 9 ball.off missing.off, --size 9 ball.off -o text.off,
         --size 9 ball.off -o text.off/in, --size 9 ball.off -o taken, ball.off --size 8,
-        ball.off --size 9x, ball.off --size 2050, ball.off --size 9x9x9, ball.off --size 99999999999,
+        --size 9 plain, --size 9 ball.off --report ball.off, --size 9 ball.off --report old/none/r.csv,
+        -o old --size 9 ball.off --report old/ball, ball.off --size 9x, ball.off --size 2050, ball.off --size 9x9x9, ball.off --size 99999999999,
         ball.off --up x, ball.off --fit some, ball.off --scale 0, ball.off --scale nan,
-        ball.off --error 32768, ball.off --min-part 1.1, ball.off --max-parts 0,
+        ball.off --error 32768, ball.off --min-part 2, ball.off --max-parts 0,
         ball.off --texture 3, ball.off --threads 0, ball.off --colour,)");
     for (std::string words; std::getline(cases >> std::ws, words, ',');)
         expectRefusal(words, words.substr(words.rfind(' ') + 1));

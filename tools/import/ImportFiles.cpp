@@ -25,14 +25,18 @@ class Workshop {
 public:
     explicit Workshop(const fs::path& folder) : m_folder(folder) {
         std::error_code error;
-        m_made = fs::create_directories(folder, error);
+        for (fs::path at = folder; !at.empty() && !fs::exists(at, error); at = at.parent_path())
+            m_made.push_back(at);
+        fs::create_directories(folder, error);
         std::string pattern = (folder / ".import-XXXXXX").string();
         if (mkdtemp(pattern.data()) != nullptr) m_path = pattern;
     }
     ~Workshop() {
         std::error_code error;
         if (!m_path.empty()) fs::remove_all(m_path, error);
-        if (m_made && !m_done) fs::remove(m_folder, error);
+        for (const fs::path& made : m_made) {
+            if (!m_done) fs::remove(made, error);
+        }
     }
     Workshop(const Workshop&) = delete;
     Workshop& operator=(const Workshop&) = delete;
@@ -52,20 +56,39 @@ public:
             if (fs::is_directory(m_folder / name, error))
                 return Failure{"there is a folder " + (m_folder / name).string()};
         }
-        for (const std::string& name : m_names) {
-            std::error_code error;
-            fs::rename(m_path / name, m_folder / name, error);
-            if (error) return Failure{(m_folder / name).string() + ": " + error.message()};
+        for (std::size_t i = 0; i < m_names.size(); ++i) {
+            const Outcome replaced = Replace(i);
+            if (replaced) continue;
+            while (i-- > 0)
+                Restore(i);
+            return replaced;
         }
         m_done = true;
         return Success();
     }
 
 private:
+    fs::path OldFile(std::size_t i) const { return m_path / ("old-" + std::to_string(i)); }
+    // Puts the old file of that name aside and the new one in its place.
+    Outcome Replace(std::size_t i) const {
+        const fs::path target = m_folder / m_names[i];
+        std::error_code none, error;
+        fs::rename(target, OldFile(i), none);
+        fs::rename(m_path / m_names[i], target, error);
+        if (!error) return Success();
+        Restore(i);
+        return Failure{target.string() + ": " + error.message()};
+    }
+    void Restore(std::size_t i) const {
+        std::error_code error;
+        fs::remove(m_folder / m_names[i], error);
+        fs::rename(OldFile(i), m_folder / m_names[i], error);
+    }
+
     fs::path m_folder;
     fs::path m_path;
     std::vector<std::string> m_names;
-    bool m_made = false;
+    std::vector<fs::path> m_made;  // folders that were not there, the deepest first
     bool m_done = false;
 };
 
@@ -115,11 +138,22 @@ Outcome WriteParts(Workshop& workshop, const std::string& name,
 
 Outcome CheckFolder(const std::string& folder) {
     std::error_code error;
-    if (!fs::exists(folder, error)) return Success();
-    if (!fs::is_directory(folder, error)) return Failure{folder + " is no folder"};
-    if (access(folder.c_str(), W_OK | X_OK) != 0)
-        return Failure{folder + ": " + std::strerror(errno)};
+    fs::path at = folder;
+    while (!at.empty() && !fs::exists(at, error))
+        at = at.parent_path();
+    if (at.empty()) at = ".";
+    if (!fs::is_directory(at, error)) return Failure{folder + ": " + at.string() + " is no folder"};
+    if (access(at.c_str(), W_OK | X_OK) != 0) return Failure{folder + ": " + std::strerror(errno)};
     return Success();
+}
+
+bool IsOfImport(const std::string& path, const std::string& folder, const std::string& name) {
+    std::error_code error;
+    const fs::path file = fs::weakly_canonical(path, error);
+    if (file.parent_path() != fs::weakly_canonical(fs::path(folder) / name, error).parent_path())
+        return false;
+    const std::string base = file.filename();
+    return base == name || (base.starts_with(name + '-') && base.find('.') == std::string::npos);
 }
 
 std::string PartName(const std::string& name, int part) {

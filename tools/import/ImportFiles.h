@@ -14,6 +14,9 @@ struct NamedModel {
 // Whether the folder can be written into, or be made: asked before the work that fills it.
 Outcome CheckFolder(const std::string& folder);
 
+// Whether the path is one that WriteImport may write to.
+bool IsOfImport(const std::string& path, const std::string& folder, const std::string& name);
+
 // Writes the meshes NAME-00, NAME-01, ..., textures NAME-00-texture, ..., the sky and the scene
 // NAME into the folder, which is made if need be. name and the models' names: as SceneName gives
 // them. On failure nothing new is left and nothing that was there has changed.

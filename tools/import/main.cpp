@@ -4,11 +4,11 @@
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "files/FileReplacement.h"
 #include "import/ImportFiles.h"
 #include "import/ImportModel.h"
 #include "import/read/ReadModel.h"
@@ -123,11 +123,20 @@ Result<NamedModel> Import(const std::string& path, const std::string& name, cons
     return NamedModel{name, std::move(*made)};
 }
 
-Outcome WriteReport(const std::string& path, const std::string& text) {
-    std::ofstream file(path);
-    file << text;
-    file.close();
-    if (!file) return Failure{"could not write " + path};
+// Nothing that is read may be written over, nor a result twice.
+Outcome CheckFiles(const Options& options, const std::string& name) {
+    const auto isOutput = [&](const std::string& path) {
+        return IsOfImport(path, options.folder, name);
+    };
+    const Outcome usable = CheckFolder(options.folder);
+    if (!usable) return usable;
+    std::error_code error;
+    for (const std::string& path : options.models) {
+        if (isOutput(path) || std::filesystem::equivalent(path, options.report, error))
+            return Failure{path + " would be written over; give --name or another folder"};
+    }
+    if (!options.report.empty() && isOutput(options.report))
+        return Failure{options.report + " is a file of the scene"};
     return Success();
 }
 
@@ -141,11 +150,14 @@ Outcome Work(Options& options, const CLI::App& app) {
     const auto base = [](const std::string& path) {
         return std::filesystem::path(path).stem().string();
     };
-    const Outcome usable = CheckFolder(options.folder);
-    if (!usable) return usable;
     Notes notes;
     const std::string name =
         NameFor(options.name.empty() ? base(options.models.front()) : options.name, {}, notes);
+    const Outcome possible = CheckFiles(options, name);
+    if (!possible) return possible;
+    FileReplacement report;
+    if (!options.report.empty() && !report.Open(options.report))
+        return Failure{"could not write " + options.report};
     std::vector<NamedModel> models;
     std::vector<std::string> taken;
     for (const std::string& path : options.models) {
@@ -158,7 +170,7 @@ Outcome Work(Options& options, const CLI::App& app) {
     const Outcome written = WriteImport(options.folder, name, models);
     if (!written) return written;
     for (const std::string& note : notes)
-        std::fprintf(stderr, "pallix-import: %s\n", note.c_str());
+        Note(note);
     std::vector<ReportRow> rows;
     for (const NamedModel& model : models) {
         for (const ImportedPart& part : model.model.parts) {
@@ -167,7 +179,8 @@ Outcome Work(Options& options, const CLI::App& app) {
         }
     }
     std::fputs(ReportAsText(rows).c_str(), stdout);
-    if (!options.report.empty()) return WriteReport(options.report, ReportAsCsv(rows));
+    if (!options.report.empty() && !report.Finish(ReportAsCsv(rows)))
+        return Failure{"could not write " + options.report};
     return Success();
 }
 

@@ -1,5 +1,7 @@
 #include "shared/Cli.h"
 
+#include <cctype>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
@@ -14,7 +16,7 @@ std::string g_toolName;
 
 std::string OneLine(std::string text) {
     for (char& letter : text) {
-        if (letter == '\n' || letter == '\r') letter = ' ';
+        if (std::iscntrl(static_cast<unsigned char>(letter)) != 0) letter = ' ';
     }
     return text;
 }
@@ -30,14 +32,19 @@ int StatusOf(bool good) {
 
 }  // namespace
 
+void Note(const std::string& line) {
+    std::fprintf(stderr, "%s: %s\n", g_toolName.c_str(), OneLine(line).c_str());
+}
+
 bool Report(const Outcome& step) {
-    const std::string line = OneLine(step.Why().line);
-    if (!line.empty()) std::fprintf(stderr, "%s: %s\n", g_toolName.c_str(), line.c_str());
+    const std::string line = step.Why().line;
+    if (!line.empty()) Note(line);
     return static_cast<bool>(step);
 }
 
 int RunTool(CLI::App& app, int argc, char** argv, const std::function<Outcome()>& work) {
     OccupyStandardDescriptors();
+    std::signal(SIGXFSZ, SIG_IGN);  // a file that must not grow is a full disk
     g_toolName = app.get_name();
     try {
         app.parse(argc, argv);

@@ -16,6 +16,9 @@
 // error and 1.
 int RunTool(CLI::App& app, int argc, char** argv, const std::function<Outcome()>& work);
 
+// One line on standard error, headed by the tool's name; control characters become blanks.
+void Note(const std::string& line);
+
 // Whether the step went well; if not, its line goes to standard error, headed by the tool's name.
 bool Report(const Outcome& step);
 
