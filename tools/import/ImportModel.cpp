@@ -95,6 +95,8 @@ public:
         figures.fidelity = remeshed->fidelity;
         figures.flips = remeshed->flips;
         figures.folded = remeshed->folded;
+        figures.holes = part->holes;
+        figures.cuts = part->cuts;
         figures.added = (part->holeArea + part->capArea) / part->area;
         figures.capsOutside = part->capsOutside;
         const bool wraps = part->kind == GridKind::Sphere || part->kind == GridKind::Torus;
@@ -225,7 +227,7 @@ Result<ImportedModel> ImportModel(Model& model, const ImportOptions& options,
     made.notes = NotesOf(*repaired);
     const PartImport import(model, options);
     const int all = static_cast<int>(repaired->components.size());
-    int lost = 0;
+    int lost = 0, holes = 0, cuts = 0;
     double lostArea = 0;
     std::string why;
     for (int i = 0; i < all; ++i) {
@@ -241,9 +243,13 @@ Result<ImportedModel> ImportModel(Model& model, const ImportOptions& options,
         const vec3 &low = part->mesh.boundsMin, &high = part->mesh.boundsMax;
         made.bounds.extend(Vector3d(low.x, low.y, low.z));
         made.bounds.extend(Vector3d(high.x, high.y, high.z));
+        holes += part->figures.holes;
+        cuts += part->figures.cuts;
         made.parts.push_back(std::move(*part));
     }
     if (made.parts.empty()) return Failure{why};
+    if (holes > 0) made.notes.push_back(Count(holes, "hole", "holes") + " filled");
+    if (cuts > 0) made.notes.push_back(Count(cuts, "handle", "handles") + " cut");
     if (lost > 0) {
         made.notes.push_back(Count(lost, "part", "parts") + " left out, " +
                              Percent(lostArea / repaired->area) + " of the area: " + why);

@@ -36,6 +36,8 @@ struct PartFigures {
     Fidelity fidelity;
     int flips = 0;      // triangles turned over by the map
     double folded = 0;  // share of the grid's area that faces against the surface
+    int holes = 0;      // filled
+    int cuts = 0;       // through handles
     double added = 0;   // share of the area that fills holes and closes cuts
     int capsOutside = 0;
     double seconds = 0;

@@ -11,8 +11,10 @@
 
 namespace {
 
-// Handles times triangles: each cut looks at the whole surface. A minute or two.
-constexpr double kMostWork = 1e9;
+// Each cut looks at the whole surface: some three minutes for a hundred million handles times
+// triangles. What has more handles than this is a tangle rather than a solid.
+constexpr double kMostWork = 1e8;
+constexpr int kMostHandles = 1000;
 
 // The longest first.
 std::vector<std::vector<int>> BordersByLength(const Surface& surface, const HalfEdges& mesh) {
@@ -55,7 +57,8 @@ Result<Part> MakePart(Surface component, int keepBorders) {
         part.borders = static_cast<int>(mesh.Borders().size());
         part.genus = Genus(part.surface.triangles, mesh);
     }
-    if (part.genus * static_cast<double>(part.surface.triangles.size()) > kMostWork) {
+    const double work = part.genus * static_cast<double>(part.surface.triangles.size());
+    if (part.genus > kMostHandles || work > kMostWork) {
         char line[100];
         std::snprintf(line, sizeof line, "a part of the model has %d handles, too many to cut",
                       part.genus);
