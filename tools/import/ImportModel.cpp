@@ -152,7 +152,6 @@ private:
         // Where the grid's triangles lie, not where the map took their corners: fitting lets them
         // slide along the surface.
         const SampleGrid& grid = remeshed.grid;
-        const SurfaceTree tree(remeshed.shape->positions, remeshed.shape->triangles);
         // Across a seam the first and the last texel are the same point, as drivers do not filter
         // from one side of a texture to the other.
         const auto seamless = [size = m_options.textureSize](double share, bool wraps) {
@@ -174,7 +173,7 @@ private:
                     ? Vector3d(grid.positions[p] * (1 - fx - fy) + q * fx + grid.positions[r] * fy)
                     : Vector3d(grid.positions[r + 1] * (fx + fy - 1) +
                                grid.positions[r] * (1 - fx) + q * (1 - fy));
-            return tree.Nearest(point, grid.places[p].triangle).place;
+            return remeshed.tree->Nearest(point, grid.places[p].triangle).place;
         };
         Result<std::unique_ptr<Texture>> texture =
             BakeTexture({m_options.textureSize, grid.WrapsColumns(), grid.WrapsRows(),

@@ -25,7 +25,6 @@ Result<GeoImage> MakePartMesh(const Remeshed& made, const Surface& surface, doub
     GeoImage mesh;
     if (!mesh.SetSize(grid.rows, grid.columns)) return Failure{"out of memory"};
     const CornerNormals normals(surface);
-    const SurfaceTree tree(made.shape->positions, made.shape->triangles);
     for (int row = 0; row < grid.rows; ++row) {
         for (int column = 0; column < grid.columns; ++column) {
             GeoImageSample& sample = mesh.At(row, column);
@@ -35,7 +34,7 @@ Result<GeoImage> MakePartMesh(const Remeshed& made, const Surface& surface, doub
             } else {
                 // A fitted sample has moved away from where the map took it.
                 const Vector3d& position = grid.positions[at];
-                const Place place = tree.Nearest(position, grid.places[at].triangle).place;
+                const Place place = made.tree->Nearest(position, grid.places[at].triangle).place;
                 sample.position = ToFloats(made.ToSurface(position));
                 sample.normal = ToFloats(normals.At(place));
             }

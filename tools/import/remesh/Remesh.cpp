@@ -21,7 +21,7 @@ class Remesher {
 public:
     Remesher(std::shared_ptr<const MapSurface> shape, GridKind kind, const RemeshOptions& options)
         : m_shape(std::move(shape)),
-          m_tree(m_shape->positions, m_shape->triangles),
+          m_tree(std::make_shared<SurfaceTree>(m_shape->positions, m_shape->triangles)),
           m_kind(kind),
           m_options(options) {}
 
@@ -35,7 +35,7 @@ public:
         std::optional<Remeshed> best;
         const SurfaceMap* map = nullptr;
         for (const SurfaceMap& tried : maps) {
-            Remeshed made{m_shape, {}, {}, 0, 0};
+            Remeshed made{m_shape, m_tree, {}, {}, 0, 0};
             made.grid = SampleMap(Locator(tried), tried, rows, columns, m_options.threads);
             made.fidelity = FidelityOf(made.grid);
             made.folded = FoldedShare(made.grid);
@@ -51,16 +51,16 @@ public:
 
 private:
     std::shared_ptr<const MapSurface> m_shape;
-    SurfaceTree m_tree;
+    std::shared_ptr<const SurfaceTree> m_tree;
     GridKind m_kind;
     RemeshOptions m_options;
 
     Fidelity FidelityOf(const SampleGrid& grid, int samples = kMeasureSamples) const {
-        return Compare(m_shape->positions, m_shape->triangles, m_tree, grid.positions,
+        return Compare(m_shape->positions, m_shape->triangles, *m_tree, grid.positions,
                        grid.Triangles(false), samples, m_options.threads);
     }
     void Fit(Remeshed& made, const SurfaceMap& map) const {
-        SampleGrid fitted = FitGrid(made.grid, Locator(map), *m_shape, m_tree, m_options.threads);
+        SampleGrid fitted = FitGrid(made.grid, Locator(map), *m_shape, *m_tree, m_options.threads);
         Fidelity fidelity = FidelityOf(fitted);
         const bool small = std::min(fitted.rows, fitted.columns) < kSmallGrid;
         if (small && m_options.fit == FitEffort::Auto &&

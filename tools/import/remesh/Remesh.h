@@ -28,7 +28,8 @@ constexpr double kDecibelsOfFolds = 50;
 
 struct Remeshed {
     std::shared_ptr<const MapSurface> shape;
-    SampleGrid grid;  // in the shape's measures
+    std::shared_ptr<const SurfaceTree> tree;  // over the shape
+    SampleGrid grid;                          // in the shape's measures
     Fidelity fidelity;
     int flips = 0;      // triangles that the map turns over
     double folded = 0;  // share of the grid's area that faces against the surface
